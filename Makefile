@@ -1,0 +1,49 @@
+# The two commands a newcomer needs:
+#   make run   installs what is missing, builds and starts Tackpad
+#   make test  installs what is missing, builds and runs every test headless
+BUILD_DIR ?= build
+SANITIZE_DIR ?= build-sanitize
+JOBS ?= $(shell nproc 2>/dev/null || echo 2)
+CMAKE_FLAGS ?=
+
+.PHONY: run test bench sanitize build configure bootstrap format clean
+
+bootstrap:
+	@scripts/bootstrap
+
+$(BUILD_DIR)/build.ninja:
+	cmake -S . -B $(BUILD_DIR) -G Ninja -DCMAKE_BUILD_TYPE=RelWithDebInfo $(CMAKE_FLAGS)
+
+configure: bootstrap $(BUILD_DIR)/build.ninja
+
+build: configure
+	cmake --build $(BUILD_DIR) -j $(JOBS)
+
+run: build
+	$(BUILD_DIR)/src/app/tackpad $(ARGS)
+
+test: build
+	scripts/headless --x11 -- ctest --test-dir $(BUILD_DIR) --output-on-failure -j $(JOBS) --timeout 300
+
+# Benchmarks run offscreen on the optimised build; each prints its medians over repeated runs.
+bench: build
+	@set -e; for b in $(BUILD_DIR)/bench/bench_*; do \
+	  [ -x "$$b" ] || continue; echo "== $$(basename $$b)"; \
+	  QT_QPA_PLATFORM=offscreen scripts/headless -- "$$b" --benchmark_repetitions=5 \
+	    --benchmark_report_aggregates_only=true $(BENCH_ARGS); \
+	done
+
+$(SANITIZE_DIR)/build.ninja:
+	cmake -S . -B $(SANITIZE_DIR) -G Ninja -DCMAKE_BUILD_TYPE=Debug -DTACKPAD_SANITIZE=ON \
+	  -DTACKPAD_BUILD_BENCHMARKS=OFF $(CMAKE_FLAGS)
+
+sanitize: bootstrap $(SANITIZE_DIR)/build.ninja
+	cmake --build $(SANITIZE_DIR) -j $(JOBS)
+	ASAN_OPTIONS=detect_leaks=0:abort_on_error=1 UBSAN_OPTIONS=print_stacktrace=1:halt_on_error=1 \
+	  scripts/headless --x11 -- ctest --test-dir $(SANITIZE_DIR) --output-on-failure -j $(JOBS) --timeout 600
+
+format:
+	git ls-files '*.cpp' '*.h' | xargs clang-format -i
+
+clean:
+	rm -rf $(BUILD_DIR) $(SANITIZE_DIR)
