@@ -1,0 +1,196 @@
+#include "windows/NoteWindow.h"
+
+#include "windows/TitleBarView.h"
+
+#include <QMouseEvent>
+#include <QPainter>
+#include <QVBoxLayout>
+#include <QWindow>
+
+NoteWindow::NoteWindow(QWidget *parent)
+    : QWidget(parent, Qt::Window | Qt::FramelessWindowHint)
+    , m_titleBar(new TitleBarView(this))
+    , m_body(new QWidget(this))
+{
+    setAttribute(Qt::WA_QuitOnClose, false);
+    setMouseTracking(true);
+    auto *layout = new QVBoxLayout(this);
+    // The body keeps clear of the window's side and bottom edges so that those few pixels belong to the window,
+    // which turns them into resize handles; the title bar spans the full width.
+    layout->setContentsMargins(0, 0, 0, 0);
+    layout->setSpacing(0);
+    layout->addWidget(m_titleBar);
+    auto *bodyFrame = new QWidget(this);
+    auto *bodyLayout = new QVBoxLayout(bodyFrame);
+    bodyLayout->setContentsMargins(resizeMargin - 1, 0, resizeMargin - 1, resizeMargin - 1);
+    bodyLayout->setSpacing(0);
+    bodyLayout->addWidget(m_body);
+    bodyFrame->setMouseTracking(true);
+    bodyFrame->setAttribute(Qt::WA_TransparentForMouseEvents, false);
+    layout->addWidget(bodyFrame, 1);
+    auto *bodyBoxLayout = new QVBoxLayout(m_body);
+    bodyBoxLayout->setContentsMargins(0, 0, 0, 0);
+    bodyBoxLayout->setSpacing(0);
+
+    m_liveResizeEnd.setSingleShot(true);
+    m_liveResizeEnd.setInterval(400);
+    connect(&m_liveResizeEnd, &QTimer::timeout, this, [this] {
+        if (!m_liveResize || m_resizeEdges)
+            return;
+        m_liveResize = false;
+        Q_EMIT liveResizeEnded();
+    });
+}
+
+void NoteWindow::setBackgroundColor(const QColor &color)
+{
+    if (m_background == color)
+        return;
+    m_background = color;
+    update();
+}
+
+void NoteWindow::setFloating(bool floating)
+{
+    if (isFloating() == floating)
+        return;
+    const bool wasVisible = isVisible();
+    // Changing window flags re-creates the native window and hides it; show it again where it was.
+    const QRect geometry = this->geometry();
+    setWindowFlag(Qt::WindowStaysOnTopHint, floating);
+    setGeometry(geometry);
+    if (wasVisible)
+        show();
+}
+
+bool NoteWindow::isFloating() const
+{
+    return windowFlags().testFlag(Qt::WindowStaysOnTopHint);
+}
+
+void NoteWindow::paintEvent(QPaintEvent *)
+{
+    QPainter p(this);
+    p.fillRect(rect(), m_background);
+    // A hairline border (half a point) of black at 15 %, so that a white note on a white page still has an edge.
+    p.setRenderHint(QPainter::Antialiasing);
+    p.setPen(QPen(QColor::fromRgbF(0, 0, 0, 0.15f), 1.0));
+    p.drawRect(QRectF(rect()).adjusted(0.5, 0.5, -0.5, -0.5));
+}
+
+void NoteWindow::moveEvent(QMoveEvent *event)
+{
+    QWidget::moveEvent(event);
+    Q_EMIT moved();
+}
+
+void NoteWindow::resizeEvent(QResizeEvent *event)
+{
+    QWidget::resizeEvent(event);
+    if (m_liveResize)
+        m_liveResizeEnd.start();
+    Q_EMIT resized();
+}
+
+void NoteWindow::changeEvent(QEvent *event)
+{
+    QWidget::changeEvent(event);
+    if (event->type() == QEvent::ActivationChange && isActiveWindow())
+        Q_EMIT activated();
+}
+
+void NoteWindow::closeEvent(QCloseEvent *event)
+{
+    Q_EMIT closing();
+    QWidget::closeEvent(event);
+}
+
+Qt::Edges NoteWindow::edgesAt(const QPoint &position) const
+{
+    Qt::Edges edges;
+    if (position.y() < TitleBarView::barHeight)
+        return edges;
+    if (position.x() < resizeMargin)
+        edges |= Qt::LeftEdge;
+    if (position.x() >= width() - resizeMargin)
+        edges |= Qt::RightEdge;
+    if (position.y() >= height() - resizeMargin)
+        edges |= Qt::BottomEdge;
+    return edges;
+}
+
+void NoteWindow::updateCursor(Qt::Edges edges)
+{
+    if (edges == (Qt::LeftEdge | Qt::BottomEdge))
+        setCursor(Qt::SizeBDiagCursor);
+    else if (edges == (Qt::RightEdge | Qt::BottomEdge))
+        setCursor(Qt::SizeFDiagCursor);
+    else if (edges & (Qt::LeftEdge | Qt::RightEdge))
+        setCursor(Qt::SizeHorCursor);
+    else if (edges & Qt::BottomEdge)
+        setCursor(Qt::SizeVerCursor);
+    else
+        unsetCursor();
+}
+
+void NoteWindow::beginLiveResize()
+{
+    m_liveResize = true;
+    m_liveResizeEnd.start();
+}
+
+void NoteWindow::mousePressEvent(QMouseEvent *event)
+{
+    const Qt::Edges edges = edgesAt(event->position().toPoint());
+    if (event->button() != Qt::LeftButton || !edges) {
+        QWidget::mousePressEvent(event);
+        return;
+    }
+    beginLiveResize();
+    QWindow *handle = windowHandle();
+    if (handle && handle->startSystemResize(edges))
+        return;
+    m_resizeEdges = edges;
+    m_resizeStartGeometry = geometry();
+    m_resizeStartMouse = event->globalPosition().toPoint();
+}
+
+void NoteWindow::mouseMoveEvent(QMouseEvent *event)
+{
+    if (!m_resizeEdges) {
+        updateCursor(edgesAt(event->position().toPoint()));
+        QWidget::mouseMoveEvent(event);
+        return;
+    }
+    const QPoint delta = event->globalPosition().toPoint() - m_resizeStartMouse;
+    QRect g = m_resizeStartGeometry;
+    const QSize minimum = minimumSize().expandedTo(QSize(1, 1));
+    const QSize maximum = maximumSize();
+    if (m_resizeEdges & Qt::RightEdge)
+        g.setWidth(std::clamp(g.width() + delta.x(), minimum.width(), maximum.width()));
+    if (m_resizeEdges & Qt::LeftEdge) {
+        const int w = std::clamp(g.width() - delta.x(), minimum.width(), maximum.width());
+        g.setLeft(g.right() + 1 - w);
+    }
+    if (m_resizeEdges & Qt::BottomEdge)
+        g.setHeight(std::clamp(g.height() + delta.y(), minimum.height(), maximum.height()));
+    setGeometry(g);
+}
+
+void NoteWindow::mouseReleaseEvent(QMouseEvent *event)
+{
+    if (m_resizeEdges) {
+        m_resizeEdges = {};
+        m_liveResizeEnd.stop();
+        m_liveResize = false;
+        Q_EMIT liveResizeEnded();
+    }
+    QWidget::mouseReleaseEvent(event);
+}
+
+void NoteWindow::leaveEvent(QEvent *event)
+{
+    if (!m_resizeEdges)
+        unsetCursor();
+    QWidget::leaveEvent(event);
+}

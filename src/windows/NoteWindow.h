@@ -1,0 +1,67 @@
+#pragma once
+
+#include <QColor>
+#include <QPoint>
+#include <QRect>
+#include <QTimer>
+#include <QWidget>
+
+class TitleBarView;
+
+// The borderless top-level window of one note: painted in the note's colour with a faint hairline border, a title
+// bar at the top and a body below. It can be resized from its left, right and bottom edges and bottom corners,
+// by the window manager where there is one and by hand where there is not, and it reports moves and resizes.
+class NoteWindow : public QWidget
+{
+    Q_OBJECT
+
+public:
+    static constexpr int resizeMargin = 5;
+
+    explicit NoteWindow(QWidget *parent = nullptr);
+
+    TitleBarView *titleBar() const { return m_titleBar; }
+    // The area below the title bar; the editor goes in here.
+    QWidget *body() const { return m_body; }
+
+    void setBackgroundColor(const QColor &color);
+    QColor backgroundColor() const { return m_background; }
+    void setFloating(bool floating);
+    bool isFloating() const;
+    bool isLiveResizing() const { return m_liveResize; }
+
+Q_SIGNALS:
+    void moved();
+    void resized();
+    void liveResizeEnded();
+    void activated();
+    void closing();
+
+protected:
+    void paintEvent(QPaintEvent *event) override;
+    void moveEvent(QMoveEvent *event) override;
+    void resizeEvent(QResizeEvent *event) override;
+    void changeEvent(QEvent *event) override;
+    void closeEvent(QCloseEvent *event) override;
+    void mousePressEvent(QMouseEvent *event) override;
+    void mouseMoveEvent(QMouseEvent *event) override;
+    void mouseReleaseEvent(QMouseEvent *event) override;
+    void leaveEvent(QEvent *event) override;
+
+private:
+    Qt::Edges edgesAt(const QPoint &position) const;
+    void updateCursor(Qt::Edges edges);
+    void beginLiveResize();
+
+    TitleBarView *m_titleBar;
+    QWidget *m_body;
+    QColor m_background = QColor(0xFB, 0xF4, 0xA6);
+    // Manual resize, for when the window system cannot resize the window itself.
+    Qt::Edges m_resizeEdges;
+    QRect m_resizeStartGeometry;
+    QPoint m_resizeStartMouse;
+    bool m_liveResize = false;
+    // A window-manager resize grabs the pointer, so its end is never seen as a mouse release here: it is taken to
+    // have ended when no resize arrived for a moment.
+    QTimer m_liveResizeEnd;
+};
