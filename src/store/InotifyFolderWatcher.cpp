@@ -1,0 +1,98 @@
+#include "store/InotifyFolderWatcher.h"
+
+#include <QFile>
+#include <QSet>
+#include <QSocketNotifier>
+
+#include <cerrno>
+#include <cstring>
+
+#include <sys/inotify.h>
+#include <unistd.h>
+
+namespace {
+
+// What changes a note file's text or its presence. IN_ATTRIB is included because a permission change can make an
+// unreadable file readable (and a full rescan would then pick it up too).
+constexpr uint32_t fileEvents
+    = IN_CLOSE_WRITE | IN_MODIFY | IN_ATTRIB | IN_CREATE | IN_DELETE | IN_MOVED_FROM | IN_MOVED_TO;
+// Events about the watched folder itself: after these the file names say nothing reliable.
+constexpr uint32_t selfEvents = IN_DELETE_SELF | IN_MOVE_SELF | IN_UNMOUNT | IN_IGNORED | IN_Q_OVERFLOW;
+
+} // namespace
+
+InotifyFolderWatcher::InotifyFolderWatcher(const QString &folder)
+    : FolderWatcher(folder)
+{
+}
+
+InotifyFolderWatcher::~InotifyFolderWatcher()
+{
+    stop();
+}
+
+bool InotifyFolderWatcher::start(QString *error)
+{
+    stop();
+    m_fd = ::inotify_init1(IN_NONBLOCK | IN_CLOEXEC);
+    if (m_fd < 0) {
+        *error = QString::fromLocal8Bit(std::strerror(errno));
+        return false;
+    }
+    m_watch = ::inotify_add_watch(
+        m_fd, QFile::encodeName(folder()).constData(), fileEvents | IN_DELETE_SELF | IN_MOVE_SELF | IN_ONLYDIR);
+    if (m_watch < 0) {
+        *error = QString::fromLocal8Bit(std::strerror(errno));
+        stop();
+        return false;
+    }
+    m_notifier = new QSocketNotifier(m_fd, QSocketNotifier::Read, this);
+    connect(m_notifier, &QSocketNotifier::activated, this, &InotifyFolderWatcher::readEvents);
+    return true;
+}
+
+bool InotifyFolderWatcher::isActive() const
+{
+    return m_watch >= 0;
+}
+
+void InotifyFolderWatcher::stop()
+{
+    delete m_notifier;
+    m_notifier = nullptr;
+    if (m_fd >= 0)
+        ::close(m_fd);
+    m_fd = -1;
+    m_watch = -1;
+}
+
+void InotifyFolderWatcher::readEvents()
+{
+    alignas(inotify_event) char buffer[64 * 1024];
+    QSet<QString> names;
+    bool wholeFolder = false;
+    bool watchGone = false;
+    for (;;) {
+        const ssize_t length = ::read(m_fd, buffer, sizeof buffer);
+        if (length <= 0)
+            break; // EAGAIN: the queue is empty
+        for (ssize_t offset = 0; offset < length;) {
+            const auto *event = reinterpret_cast<const inotify_event *>(buffer + offset);
+            offset += ssize_t(sizeof(inotify_event) + event->len);
+            if (event->mask & selfEvents) {
+                wholeFolder = true;
+                watchGone = watchGone || (event->mask & IN_IGNORED);
+            } else if (event->len > 0) {
+                names.insert(QFile::decodeName(event->name));
+            }
+        }
+    }
+    if (watchGone) {
+        // The kernel dropped the watch (folder deleted or unmounted); nothing more will arrive on this descriptor.
+        stop();
+    }
+    if (wholeFolder)
+        Q_EMIT folderChanged();
+    else if (!names.isEmpty())
+        Q_EMIT filesChanged(QStringList(names.begin(), names.end()));
+}

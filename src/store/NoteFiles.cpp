@@ -1,0 +1,284 @@
+#include "store/NoteFiles.h"
+
+#include <QDir>
+#include <QFile>
+#include <QFileInfo>
+#include <QLocale>
+#include <QSaveFile>
+#include <QStandardPaths>
+#include <QStringDecoder>
+#include <QTemporaryFile>
+
+#include <algorithm>
+#include <cerrno>
+#include <cstring>
+
+#include <dirent.h>
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <sys/types.h>
+
+namespace NoteFiles {
+
+namespace {
+
+FileStamp stampFromStat(const struct stat &st)
+{
+    FileStamp stamp;
+    stamp.size = qint64(st.st_size);
+#ifdef Q_OS_DARWIN
+    stamp.modifiedNs = qint64(st.st_mtimespec.tv_sec) * 1000000000 + st.st_mtimespec.tv_nsec;
+    stamp.changedNs = qint64(st.st_ctimespec.tv_sec) * 1000000000 + st.st_ctimespec.tv_nsec;
+#else
+    stamp.modifiedNs = qint64(st.st_mtim.tv_sec) * 1000000000 + st.st_mtim.tv_nsec;
+    stamp.changedNs = qint64(st.st_ctim.tv_sec) * 1000000000 + st.st_ctim.tv_nsec;
+#endif
+    stamp.inode = quint64(st.st_ino);
+    return stamp;
+}
+
+QString systemError(int error)
+{
+    return QString::fromLocal8Bit(std::strerror(error));
+}
+
+// New files get the permissions an ordinary program would give them: read and write for everyone, less the
+// user's umask. QTemporaryFile would leave them readable by their owner alone.
+QFileDevice::Permissions newFilePermissions()
+{
+    const mode_t mask = ::umask(0);
+    ::umask(mask);
+    const mode_t mode = 0666 & ~mask;
+    QFileDevice::Permissions permissions;
+    if (mode & S_IRUSR)
+        permissions |= QFileDevice::ReadOwner | QFileDevice::ReadUser;
+    if (mode & S_IWUSR)
+        permissions |= QFileDevice::WriteOwner | QFileDevice::WriteUser;
+    if (mode & S_IRGRP)
+        permissions |= QFileDevice::ReadGroup;
+    if (mode & S_IWGRP)
+        permissions |= QFileDevice::WriteGroup;
+    if (mode & S_IROTH)
+        permissions |= QFileDevice::ReadOther;
+    if (mode & S_IWOTH)
+        permissions |= QFileDevice::WriteOther;
+    return permissions;
+}
+
+} // namespace
+
+bool isNoteFileName(const QString &name)
+{
+    return name.size() > 3 && !name.startsWith(QLatin1Char('.'))
+        && name.endsWith(QLatin1String(".md"), Qt::CaseInsensitive);
+}
+
+std::optional<std::vector<Entry>> listNoteFiles(const QString &folder, QString *error)
+{
+    DIR *dir = ::opendir(QFile::encodeName(folder).constData());
+    if (!dir) {
+        if (error)
+            *error = systemError(errno);
+        return std::nullopt;
+    }
+    std::vector<Entry> entries;
+    const int dirFd = ::dirfd(dir);
+    errno = 0;
+    while (const dirent *item = ::readdir(dir)) {
+        const QString name = QFile::decodeName(item->d_name);
+        if (!isNoteFileName(name))
+            continue;
+        struct stat st;
+        // Follows symbolic links: a linked note file is a note like any other.
+        if (::fstatat(dirFd, item->d_name, &st, 0) != 0 || !S_ISREG(st.st_mode))
+            continue;
+        entries.push_back({name, stampFromStat(st)});
+    }
+    const int readError = errno;
+    ::closedir(dir);
+    if (readError != 0) {
+        if (error)
+            *error = systemError(readError);
+        return std::nullopt;
+    }
+    return entries;
+}
+
+std::optional<FileStamp> stampOf(const QString &path)
+{
+    struct stat st;
+    if (::stat(QFile::encodeName(path).constData(), &st) != 0 || !S_ISREG(st.st_mode))
+        return std::nullopt;
+    return stampFromStat(st);
+}
+
+QString normaliseLineEnds(QString text)
+{
+    if (text.contains(QLatin1Char('\r')))
+        text.replace(QLatin1String("\r\n"), QLatin1String("\n"));
+    return text;
+}
+
+ReadResult decodeText(const QByteArray &bytes)
+{
+    ReadResult result;
+    QStringDecoder decoder(QStringDecoder::Utf8);
+    QString text = decoder.decode(bytes);
+    if (decoder.hasError()) {
+        result.status = ReadStatus::NotUtf8;
+        result.error = QStringLiteral("not valid UTF-8 text");
+        return result;
+    }
+    result.status = ReadStatus::Ok;
+    result.text = normaliseLineEnds(std::move(text));
+    return result;
+}
+
+ReadResult readText(const QString &path)
+{
+    ReadResult result;
+    QFile file(path);
+    if (!file.open(QIODevice::ReadOnly)) {
+        result.error = file.errorString();
+        return result;
+    }
+    if (file.size() > maxNoteFileSize) {
+        result.status = ReadStatus::TooLarge;
+        result.error = QStringLiteral("larger than %1 MB").arg(maxNoteFileSize / (1024 * 1024));
+        return result;
+    }
+    const QByteArray bytes = file.readAll();
+    if (file.error() != QFileDevice::NoError) {
+        result.error = file.errorString();
+        return result;
+    }
+    return decodeText(bytes);
+}
+
+bool writeReplacing(const QString &path, const QByteArray &data, QString *error)
+{
+    const QFileInfo existing(path);
+    // The mode bits only: WriteUser says what this process may do, and a superuser may do anything.
+    constexpr auto anyWrite = QFileDevice::WriteOwner | QFileDevice::WriteGroup | QFileDevice::WriteOther;
+    // Replacing goes through a rename, which the folder's permissions allow even for a file marked read-only;
+    // a read-only mark is the user's "do not change this", so honour it.
+    if (existing.exists() && existing.isFile() && !(existing.permissions() & anyWrite)) {
+        *error = QStringLiteral("the file is read-only");
+        return false;
+    }
+    QSaveFile file(path);
+    if (!file.open(QIODevice::WriteOnly)) {
+        *error = file.errorString();
+        return false;
+    }
+    if (file.write(data) != data.size()) {
+        *error = file.errorString();
+        file.cancelWriting();
+        return false;
+    }
+    if (!file.commit()) {
+        *error = file.errorString();
+        return false;
+    }
+    return true;
+}
+
+bool writeNew(const QString &path, const QByteArray &data, QString *error)
+{
+    const QFileInfo target(path);
+    if (target.exists() || target.isSymLink()) {
+        *error = QStringLiteral("a file named “%1” already exists").arg(target.fileName());
+        return false;
+    }
+    // A hidden temporary name: the store never lists it, so a half-written file is never taken for a note.
+    QTemporaryFile temporary(target.absolutePath() + QLatin1String("/.tackpad-XXXXXX"));
+    if (!temporary.open()) {
+        *error = temporary.errorString();
+        return false;
+    }
+    if (temporary.write(data) != data.size() || !temporary.flush()) {
+        *error = temporary.errorString();
+        return false;
+    }
+    temporary.setPermissions(newFilePermissions());
+    // QTemporaryFile::rename never replaces an existing file (renameat2 with RENAME_NOREPLACE, or link and
+    // unlink), so a note that another program created meanwhile survives.
+    if (!temporary.rename(path)) {
+        *error = QFileInfo::exists(path) ? QStringLiteral("a file named “%1” already exists").arg(target.fileName())
+                                         : temporary.errorString();
+        return false;
+    }
+    temporary.setAutoRemove(false);
+    return true;
+}
+
+bool copyNew(const QString &source, const QString &target, QString *error)
+{
+    // QFile::copy writes to a temporary file next to the target and renames it without replacing.
+    QFile file(source);
+    if (!file.copy(target)) {
+        *error = file.errorString();
+        return false;
+    }
+    return true;
+}
+
+bool moveToTrash(const QString &path, QString *error)
+{
+#if defined(Q_OS_UNIX) && !defined(Q_OS_DARWIN)
+    const QString trash
+        = QStandardPaths::writableLocation(QStandardPaths::GenericDataLocation) + QLatin1String("/Trash");
+    constexpr auto ownerOnly = QFileDevice::ReadOwner | QFileDevice::WriteOwner | QFileDevice::ExeOwner;
+    QDir().mkpath(QFileInfo(trash).absolutePath());
+    for (const QString &folder : {trash, trash + QLatin1String("/files"), trash + QLatin1String("/info")}) {
+        if (!QFileInfo(folder).isDir() && !QDir().mkdir(folder, ownerOnly)) {
+            *error = QStringLiteral("cannot create the Trash folder %1").arg(folder);
+            return false;
+        }
+    }
+#endif
+    QFile file(path);
+    if (!file.moveToTrash()) {
+        *error = file.errorString();
+        return false;
+    }
+    if (QFileInfo(file.fileName()).isRelative()) {
+        QFile::rename(file.fileName(), path);
+        *error = QStringLiteral("the Trash could not be used");
+        return false;
+    }
+    return true;
+}
+
+const QCollator &finderCollator()
+{
+    thread_local const QCollator collator = [] {
+        // ICU ignores numeric mode for the C locale, which is what a bare console or a test runner has.
+        QLocale locale;
+        if (locale.language() == QLocale::C)
+            locale = QLocale(QLocale::English, QLocale::UnitedStates);
+        QCollator made(locale);
+        made.setNumericMode(true);
+        made.setCaseSensitivity(Qt::CaseInsensitive);
+        return made;
+    }();
+    return collator;
+}
+
+void sortInFinderOrder(QStringList &names)
+{
+    const QCollator &collator = finderCollator();
+    std::vector<std::pair<QCollatorSortKey, QString>> keyed;
+    keyed.reserve(names.size());
+    for (const QString &name : std::as_const(names))
+        keyed.emplace_back(collator.sortKey(name), name);
+    // Names equal to the collator (differing in case only) keep a fixed order between them.
+    std::stable_sort(keyed.begin(), keyed.end(), [](const auto &a, const auto &b) {
+        const int order = a.first.compare(b.first);
+        return order != 0 ? order < 0 : a.second < b.second;
+    });
+    for (qsizetype i = 0; i < names.size(); ++i)
+        names[i] = keyed[size_t(i)].second;
+}
+
+} // namespace NoteFiles

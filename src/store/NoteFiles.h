@@ -1,0 +1,78 @@
+#pragma once
+
+#include <QByteArray>
+#include <QCollator>
+#include <QString>
+#include <QStringList>
+
+#include <optional>
+#include <vector>
+
+// File-system work of the note store, kept free of store state: which names are note files, listing the folder,
+// telling whether a file changed since it was last looked at, reading note text and writing files atomically.
+namespace NoteFiles {
+
+// A note file larger than this is never read: showing it would freeze the editor, and reading it on every rescan
+// would freeze the store.
+inline constexpr qint64 maxNoteFileSize = 64 * 1024 * 1024;
+
+// What a stat call says about a file; equal stamps mean the file was not written in between.
+struct FileStamp {
+    qint64 size = -1;
+    qint64 modifiedNs = 0;
+    qint64 changedNs = 0;
+    quint64 inode = 0;
+
+    friend bool operator==(const FileStamp &, const FileStamp &) = default;
+};
+
+struct Entry {
+    QString name;
+    FileStamp stamp;
+};
+
+// Not hidden, and ending in ".md" in any letter case ("Note.MD" counts, "note.markdown" does not).
+bool isNoteFileName(const QString &name);
+
+// The folder's direct entries that are regular files (symbolic links followed) with note file names, unsorted.
+// Nothing when the folder cannot be listed; `error` then says why.
+std::optional<std::vector<Entry>> listNoteFiles(const QString &folder, QString *error = nullptr);
+
+// The stamp of a regular file; nothing for a missing file, a folder or anything else.
+std::optional<FileStamp> stampOf(const QString &path);
+
+enum class ReadStatus { Ok, Unreadable, NotUtf8, TooLarge };
+
+struct ReadResult {
+    ReadStatus status = ReadStatus::Unreadable;
+    QString text; // with every CR LF turned into LF
+    QString error;
+};
+
+// Reads a whole file as UTF-8 text, refusing files that are too large or not valid UTF-8.
+ReadResult readText(const QString &path);
+ReadResult decodeText(const QByteArray &bytes);
+QString normaliseLineEnds(QString text);
+
+// Replaces (or creates) the file atomically: readers see the old or the new text, never half of it. A file without
+// any write permission is left alone, also for a user whom the system would let replace it.
+bool writeReplacing(const QString &path, const QByteArray &data, QString *error);
+
+// Creates the file with the data, atomically, and fails if the name exists - also when another program created it
+// while the data was being written. Nothing is left behind on failure.
+bool writeNew(const QString &path, const QByteArray &data, QString *error);
+
+// Copies a file into a new name with the same guarantees as `writeNew`.
+bool copyNew(const QString &source, const QString &target, QString *error);
+
+// Moves a file to the Trash. On freedesktop systems the Trash folders are made first, and a file that Qt 6.4
+// dropped elsewhere (it reports success but leaves the file under the working directory when the Trash cannot be
+// made) is put back, so that the call either trashes the file or leaves it where it was.
+bool moveToTrash(const QString &path, QString *error);
+
+// The Finder's order: case ignored, numbers inside names compared by value ("Note 2" before "Note 10"). One
+// collator per thread, built once: opening an ICU collator costs more than sorting a handful of names.
+const QCollator &finderCollator();
+void sortInFinderOrder(QStringList &names);
+
+} // namespace NoteFiles

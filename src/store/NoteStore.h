@@ -1,0 +1,208 @@
+#pragma once
+
+#include "app/Settings.h"
+#include "notes/Frontmatter.h"
+#include "notes/NoteMetadata.h"
+#include "notes/ScreenCoordinates.h"
+#include "store/NewNoteDefaults.h"
+#include "store/NoteFiles.h"
+
+#include <QHash>
+#include <QObject>
+#include <QPointer>
+#include <QSet>
+#include <QString>
+#include <QTimer>
+
+#include <functional>
+#include <map>
+#include <memory>
+#include <optional>
+#include <vector>
+
+class AlertPresenter;
+class FolderWatcher;
+class NoteController;
+struct Note;
+
+// The notes of one workspace folder. Lists the folder's Markdown files, turns each file that carries the
+// application's properties into a note with a controller, watches the folder and reconciles every change made by
+// other programs, writes edits back after a quiet period, and carries out the file operations on notes (create,
+// rename, duplicate, delete, import, revert) and on attachments. Everything runs on the thread that owns it.
+class NoteStore : public QObject {
+    Q_OBJECT
+public:
+    using ControllerFactory
+        = std::function<std::unique_ptr<NoteController>(std::unique_ptr<Note>, NoteStore &, const QString &)>;
+    using VisibleAreaProvider = std::function<std::optional<ScreenCoordinates::VisibleArea>()>;
+
+    // Seconds: a rescan follows the last file event after rescanDelay; an edit is written editSaveDelay after the
+    // last change, a raise in stacking order raiseSaveDelay after it.
+    static constexpr double rescanDelay = 0.2;
+    static constexpr double editSaveDelay = 0.75;
+    static constexpr double raiseSaveDelay = 2.0;
+
+    // Reads nothing: the owner sets `onFolderMissing`, then calls `rescan()` once and `startWatching()`.
+    NoteStore(const QString &folder, Settings settings, QObject *parent = nullptr);
+    ~NoteStore() override;
+
+    QString folder() const { return m_folder; }
+    QString filePath(const QString &filename) const;
+    Settings &settings() { return m_settings; }
+
+    // Called once, on a later turn of the event loop, when the folder is found gone.
+    std::function<void()> onFolderMissing;
+
+    // Seams for the owner: how controllers are made (windows), who answers alerts (null: failures are only
+    // logged), and where the screen is (tests and the console use a fixed frame).
+    void setControllerFactory(ControllerFactory factory);
+    void setAlertPresenter(AlertPresenter *presenter);
+    void setVisibleAreaProvider(VisibleAreaProvider provider);
+
+    // --- The notes shown
+    NoteController *controller(const QString &filename) const;
+    int controllerCount() const { return int(m_controllers.size()); }
+    // All controllers, lowest stacking order first (the order in which to bring windows to the front).
+    std::vector<NoteController *> controllers() const;
+    std::vector<NoteController *> controllersInFinderOrder() const;
+    // The controllers of all prompt notes, in the Finder's order of their names.
+    std::vector<NoteController *> promptControllers() const;
+    // Stacking order: `z`, then the Finder's order of the names.
+    bool zOrderLess(const NoteController *a, const NoteController *b) const;
+
+    // --- Scan and watch
+    void rescan();
+    void startWatching();
+    bool isWatching() const;
+    // A full rescan after the debounce delay.
+    void scheduleRescan();
+    NoteController *addController(const QString &name, const QString &raw, const Frontmatter::Parsed &parsed);
+    // Writes pending saves, stops watching and closes every window. The store does nothing afterwards.
+    void shutdown();
+    // Announces a change of the set of notes or of their hidden state (also used by controllers).
+    void postNotesChanged();
+
+    // --- Saving
+    void scheduleSave(NoteController *controller, double delaySeconds);
+    bool hasPendingSave(const QString &filename) const;
+    void flushAllSaves();
+
+    // --- Names and stacking order
+    static std::optional<QString> sanitizeTitle(const QString &title);
+    QString availableFilename(const QString &base, int firstSuffix) const;
+    bool filenameTaken(const QString &name) const;
+    void bringToFront(NoteController *controller);
+    qint64 maxZ() const { return m_maxZ; }
+
+    // --- File operations; failures are shown as alerts with fixed titles
+    NoteController *create(const QString &body, const QString &preferredName, std::optional<double> width = {},
+        std::optional<double> height = {}, const std::optional<QString> &color = {},
+        const NoteController *near = nullptr);
+    bool rename(NoteController *controller, const QString &title);
+    NoteController *duplicate(NoteController *controller);
+    // Moves the note's file to the Trash and closes the note.
+    bool deleteNote(NoteController *controller);
+    void unhideAll();
+
+    // --- New-note defaults
+    NoteMetadata nextDefaultMetadata();
+    NewNoteDefaults::Style styleDefaults() const;
+    void applyNewNoteDefaults(NoteMetadata &meta) const;
+    void rememberStyleDefaults(const NoteMetadata &meta);
+    int cascadeIndex() const { return m_cascadeIndex; }
+
+    // --- Import and attachments
+    // Markdown files of the folder that are not notes; nothing when the folder cannot be listed.
+    std::optional<int> ordinaryMarkdownCount();
+    // Gives every ordinary Markdown file properties with the "adopt" flag; returns how many became notes.
+    int adoptAllOrdinaryMarkdown();
+    // A Markdown file of the folder gains properties ("adopt"); a file elsewhere is copied in as a new note.
+    NoteController *importFile(const QString &path, bool quiet);
+    // An adopted note becomes an ordinary Markdown file again and its window closes.
+    bool revert(NoteController *controller);
+    // Copies a file into "attachments/" under a free name; returns the link to insert ("attachments/…").
+    std::optional<QString> importAttachment(const QString &sourcePath);
+    // Writes image data into "attachments/" under a free name built from the preferred base name.
+    std::optional<QString> importAttachment(const QByteArray &data, const QString &preferredBaseName);
+    // Shows the note whose title matches the target (ignoring case), or creates it next to `from`.
+    NoteController *followWikiLink(const QString &target, const NoteController *from);
+
+Q_SIGNALS:
+    // The set of notes or their hidden state changed.
+    void notesChanged(NoteStore *store);
+    // A rescan (full or of the files the watcher named) has finished.
+    void rescanned();
+    // The store wrote a note's file.
+    void noteWritten(const QString &filename);
+
+private:
+    // Groups the changes of one operation or rescan into one notesChanged signal.
+    class ChangeBatch {
+    public:
+        explicit ChangeBatch(NoteStore &store)
+            : m_store(store)
+        {
+            ++m_store.m_batchDepth;
+        }
+        ~ChangeBatch();
+        ChangeBatch(const ChangeBatch &) = delete;
+        ChangeBatch &operator=(const ChangeBatch &) = delete;
+
+    private:
+        NoteStore &m_store;
+    };
+
+    struct KnownFile {
+        enum Outcome { Note, Ordinary, Unusable };
+        NoteFiles::FileStamp stamp;
+        Outcome outcome = Unusable;
+    };
+
+    bool folderPresent();
+    void rescanFiles(QStringList names);
+    void reconcile(const QString &name, const NoteFiles::FileStamp &stamp, bool trustKnownStamp);
+    void runPendingRescan();
+    void onFilesChanged(const QStringList &names);
+    void onFolderChanged();
+    void noteSetChanged();
+
+    NoteController *insertController(std::unique_ptr<Note> note, const QString &lastDiskContent);
+    void removeController(const QString &filename);
+    void purgeRetired();
+
+    bool performSave(NoteController *controller);
+    bool cancelPendingSave(const QString &filename);
+
+    qint64 raisedMaxZ();
+    QString availableFilename(const QString &base, int firstSuffix, const QString &ignoring) const;
+    NoteController *writeNewNote(const QString &name, const NoteMetadata &meta, const QStringList &foreign,
+        const QString &body, const QString &failureTitle, bool makeKey, bool quiet);
+    NoteController *adoptInPlace(const QString &name, const Frontmatter::Parsed &parsed, bool quiet);
+    std::optional<QString> freeAttachmentPath(const QString &base, const QString &extension) const;
+    QString attachmentsFolder() const;
+    void reportFailure(const QString &title, const QString &description, bool quiet = false);
+
+    QString m_folder;
+    Settings m_settings;
+    std::map<QString, std::unique_ptr<NoteController>> m_controllers;
+    std::unique_ptr<FolderWatcher> m_watcher;
+    QTimer m_rescanTimer;
+    QSet<QString> m_pendingRescanNames;
+    bool m_fullRescanPending = false;
+    std::map<QString, std::unique_ptr<QTimer>> m_pendingSaves;
+    int m_cascadeIndex = 0;
+    qint64 m_maxZ = 0;
+    QPointer<NoteController> m_topController;
+    bool m_reportedMissing = false;
+    bool m_shutDown = false;
+
+    // What each file held when last looked at, so that a full rescan reads only files that changed since.
+    QHash<QString, KnownFile> m_known;
+    ControllerFactory m_factory;
+    AlertPresenter *m_alerts = nullptr;
+    VisibleAreaProvider m_visibleArea;
+    // Controllers closed while one of their own calls may still be on the stack; deleted on the next turn.
+    std::vector<std::unique_ptr<NoteController>> m_retired;
+    int m_batchDepth = 0;
+    bool m_notesDirty = false;
+};

@@ -1,0 +1,140 @@
+#pragma once
+
+// Shared fixtures of the store tests: a temporary workspace with file helpers, a controller that records the
+// window requests it receives, and an alert presenter that answers from a script.
+
+#include "app/Alerts.h"
+#include "app/Settings.h"
+#include "store/NoteController.h"
+#include "store/NoteStore.h"
+
+#include <QDir>
+#include <QFile>
+#include <QFileInfo>
+#include <QSaveFile>
+#include <QTemporaryDir>
+#include <QTest>
+
+#include <memory>
+
+namespace StoreTest {
+
+// Keeps every test away from the real home folder: settings, data (the Trash) and caches go to a temporary folder.
+inline void redirectHome(const QTemporaryDir &home)
+{
+    const QByteArray path = QFile::encodeName(home.path());
+    qputenv("HOME", path);
+    qputenv("XDG_CONFIG_HOME", path + "/.config");
+    qputenv("XDG_DATA_HOME", path + "/.local/share");
+    qputenv("XDG_CACHE_HOME", path + "/.cache");
+}
+
+inline QByteArray readBytes(const QString &path)
+{
+    QFile file(path);
+    if (!file.open(QIODevice::ReadOnly))
+        return QByteArrayLiteral("<unreadable>");
+    return file.readAll();
+}
+
+inline QString readFile(const QString &path)
+{
+    return QString::fromUtf8(readBytes(path));
+}
+
+// Writes as other programs do: in place (truncate and write), which is also what `echo x > file` does.
+inline void writeInPlace(const QString &path, const QByteArray &bytes)
+{
+    QFile file(path);
+    QVERIFY2(file.open(QIODevice::WriteOnly | QIODevice::Truncate), qPrintable(file.errorString()));
+    QCOMPARE(file.write(bytes), bytes.size());
+}
+
+// Writes as careful editors do: a temporary file renamed over the old one.
+inline void writeAtomically(const QString &path, const QByteArray &bytes)
+{
+    QSaveFile file(path);
+    QVERIFY(file.open(QIODevice::WriteOnly));
+    file.write(bytes);
+    QVERIFY(file.commit());
+}
+
+inline QByteArray noteText(const QString &properties, const QString &body)
+{
+    return QStringLiteral("---\ntackpad: \"%1\"\n---\n%2").arg(properties, body).toUtf8();
+}
+
+// A controller that remembers the window requests it received, as "operation file" lines.
+class RecordingController : public NoteController {
+public:
+    RecordingController(
+        std::unique_ptr<Note> note, NoteStore &store, const QString &lastDiskContent, std::shared_ptr<QStringList> log)
+        : NoteController(std::move(note), store, lastDiskContent)
+        , m_log(std::move(log))
+    {
+    }
+
+    void orderFront(bool makeKey) override { record(makeKey ? "orderFront key" : "orderFront"); }
+    void orderOut() override { record("orderOut"); }
+    void closeWindow() override { record("closeWindow"); }
+    void applyFrame() override { record("applyFrame"); }
+    void applyAppearance() override { record("applyAppearance"); }
+    void applyRolledState(bool) override { record("applyRolledState"); }
+    void setEditorText(const QString &) override { record("setEditorText"); }
+    void focusEditor() override { record("focusEditor"); }
+
+private:
+    void record(const char *operation) { m_log->append(QLatin1String(operation) + QLatin1Char(' ') + note().filename); }
+    std::shared_ptr<QStringList> m_log;
+};
+
+inline NoteStore::ControllerFactory recordingFactory(std::shared_ptr<QStringList> log)
+{
+    return [log](std::unique_ptr<Note> note, NoteStore &store, const QString &lastDiskContent) {
+        return std::make_unique<RecordingController>(std::move(note), store, lastDiskContent, log);
+    };
+}
+
+// Answers alerts with the scripted button indexes (0 when the script has run out) and keeps what it was shown.
+class ScriptedAlertPresenter : public AlertPresenter {
+public:
+    QList<Alert> shown;
+    QList<int> answers;
+
+    int show(const Alert &alert) override
+    {
+        shown.append(alert);
+        return answers.isEmpty() ? 0 : answers.takeFirst();
+    }
+};
+
+// A workspace folder and a settings file, both temporary, and a store on them.
+struct Workspace {
+    QTemporaryDir root;
+    QString folder;
+    Settings config {root.path() + QLatin1String("/settings.ini")};
+    std::shared_ptr<QStringList> log = std::make_shared<QStringList>();
+    ScriptedAlertPresenter alerts;
+    std::unique_ptr<NoteStore> store;
+
+    Workspace()
+    {
+        folder = root.path() + QLatin1String("/notes");
+        QDir().mkpath(folder);
+    }
+
+    QString path(const QString &name) const { return folder + QLatin1Char('/') + name; }
+
+    NoteStore &open(bool watch = false)
+    {
+        store = std::make_unique<NoteStore>(folder, config);
+        store->setControllerFactory(recordingFactory(log));
+        store->setAlertPresenter(&alerts);
+        store->rescan();
+        if (watch)
+            store->startWatching();
+        return *store;
+    }
+};
+
+} // namespace StoreTest

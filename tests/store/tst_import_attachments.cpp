@@ -1,0 +1,371 @@
+// Importing ordinary Markdown files, turning adopted notes back into ordinary files, attachments, wiki links and
+// prompt notes.
+
+#include "StoreTestSupport.h"
+
+#include "store/NoteController.h"
+#include "store/NoteNaming.h"
+#include "store/NoteStore.h"
+
+#include <QSignalSpy>
+#include <QTest>
+
+using namespace StoreTest;
+
+class TestImportAttachments : public QObject {
+    Q_OBJECT
+
+private Q_SLOTS:
+    void initTestCase();
+
+    void ordinaryMarkdownCount();
+    void adoptAllGivesPropertiesAtCascadingPlaces();
+    void importFileInsideFolderAdopts();
+    void importFileFromElsewhereCopies_data();
+    void importFileFromElsewhereCopies();
+    void importFailures_data();
+    void importFailures();
+    void revertMakesAnOrdinaryFileAgain();
+    void revertFailureKeepsTheNote();
+
+    void attachmentLink_data();
+    void attachmentLink();
+    void importAttachmentCopying();
+    void importAttachmentData_data();
+    void importAttachmentData();
+    void attachmentFailuresAreLogged();
+
+    void followWikiLink_data();
+    void followWikiLink();
+    void promptControllers();
+
+private:
+    QTemporaryDir m_home;
+};
+
+void TestImportAttachments::initTestCase()
+{
+    QVERIFY(m_home.isValid());
+    redirectHome(m_home);
+}
+
+void TestImportAttachments::ordinaryMarkdownCount()
+{
+    Workspace ws;
+    writeInPlace(ws.path("Note.md"), noteText("x1", "n"));
+    writeInPlace(ws.path("Plain one.md"), "# one\n");
+    writeInPlace(ws.path("Plain two.MD"), "---\ntitle: two\n---\nbody\n");
+    writeInPlace(ws.path(".hidden.md"), "hidden\n");
+    writeInPlace(ws.path("notes.txt"), "text\n");
+    writeInPlace(ws.path("Binary.md"), "\xff\xfe\xfd");
+    NoteStore &store = ws.open();
+    QCOMPARE(store.ordinaryMarkdownCount(), std::optional<int>(2));
+    // Asking again (the files known from the scan) gives the same answer.
+    QCOMPARE(store.ordinaryMarkdownCount(), std::optional<int>(2));
+    // A folder that cannot be listed has no count at all.
+    QVERIFY(QDir(ws.folder).removeRecursively());
+    QCOMPARE(store.ordinaryMarkdownCount(), std::optional<int>());
+}
+
+void TestImportAttachments::adoptAllGivesPropertiesAtCascadingPlaces()
+{
+    Workspace ws;
+    writeInPlace(ws.path("Existing.md"), noteText("x1 z5", "n"));
+    writeInPlace(ws.path("b.md"), "---\ntitle: Bee\n---\nbuzz\r\n");
+    writeInPlace(ws.path("a.md"), "apple\n");
+    NoteStore &store = ws.open();
+    QSignalSpy changed(&store, &NoteStore::notesChanged);
+
+    QCOMPARE(store.adoptAllOrdinaryMarkdown(), 2);
+    QCOMPARE(changed.count(), 1);
+    QCOMPARE(store.ordinaryMarkdownCount(), std::optional<int>(0));
+    // Finder order decides the cascade: "a" first.
+    QCOMPARE(readFile(ws.path("a.md")),
+        QStringLiteral("---\ntackpad: \"x80 y530 w270 h260 z6 #FBF4A6 s12 adopt\"\n---\napple\n"));
+    QCOMPARE(readFile(ws.path("b.md")),
+        QStringLiteral("---\ntitle: Bee\ntackpad: \"x108 y502 w270 h260 z7 #FBF4A6 s12 adopt\"\n---\nbuzz\n"));
+    QVERIFY(store.controller("b.md")->note().meta.adopt);
+    QCOMPARE(store.controller("b.md")->lastDiskContent(), readFile(ws.path("b.md")));
+}
+
+void TestImportAttachments::importFileInsideFolderAdopts()
+{
+    Workspace ws;
+    writeInPlace(ws.path("Inside.md"), "inside\n");
+    NoteStore &store = ws.open();
+    NoteController *note = store.importFile(ws.path("Inside.md"), false);
+    QVERIFY(note);
+    QVERIFY(note->note().meta.adopt);
+    QCOMPARE(note->note().filename, QStringLiteral("Inside.md"));
+    QVERIFY(readFile(ws.path("Inside.md")).endsWith(QLatin1String("adopt\"\n---\ninside\n")));
+    // Importing it again shows the same note.
+    QCOMPARE(store.importFile(ws.path("Inside.md"), false), note);
+    QCOMPARE(QDir(ws.folder).entryList(QDir::Files), QStringList {"Inside.md"});
+}
+
+void TestImportAttachments::importFileFromElsewhereCopies_data()
+{
+    QTest::addColumn<QString>("sourceName");
+    QTest::addColumn<QByteArray>("sourceText");
+    QTest::addColumn<QString>("expectedName");
+    QTest::addColumn<QString>("expectedProperties");
+
+    QTest::newRow("nominal: an ordinary Markdown file comes in with new-note defaults")
+        << "Recipe.md" << QByteArray("eggs\n") << "Recipe (2).md"
+        << "x80 y530 w270 h260 z1 #FBF4A6 s12";
+    QTest::newRow("nominal: a note of another workspace keeps its look and goes on top")
+        << "Travel.md" << noteText("x10 y20 w300 h200 z99 #CDE8F9 s14 float adopt", "pack\n") << "Travel.md"
+        << "x10 y20 w300 h200 z1 #CDE8F9 s14 float";
+    QTest::newRow("nominal: a text file becomes a Markdown note")
+        << "todo.txt" << QByteArray("- [ ] call\n") << "todo.md"
+        << "x80 y530 w270 h260 z1 #FBF4A6 s12";
+}
+
+void TestImportAttachments::importFileFromElsewhereCopies()
+{
+    QFETCH(QString, sourceName);
+    QFETCH(QByteArray, sourceText);
+    QFETCH(QString, expectedName);
+    QFETCH(QString, expectedProperties);
+    Workspace ws;
+    writeInPlace(ws.path("Recipe.md"), "already here\n");
+    const QString elsewhere = ws.root.path() + QLatin1String("/elsewhere");
+    QDir().mkpath(elsewhere);
+    writeInPlace(elsewhere + QLatin1Char('/') + sourceName, sourceText);
+    NoteStore &store = ws.open();
+
+    NoteController *note = store.importFile(elsewhere + QLatin1Char('/') + sourceName, false);
+    QVERIFY(note);
+    QCOMPARE(note->note().filename, expectedName);
+    QCOMPARE(Frontmatter::propertyLine(note->note().meta), QStringLiteral("tackpad: \"%1\"").arg(expectedProperties));
+    QCOMPARE(readFile(ws.path(expectedName)), note->lastDiskContent());
+    // The original stays where it was, untouched; so does the namesake in the folder.
+    QCOMPARE(readBytes(elsewhere + QLatin1Char('/') + sourceName), sourceText);
+    QCOMPARE(readFile(ws.path("Recipe.md")), QStringLiteral("already here\n"));
+}
+
+void TestImportAttachments::importFailures_data()
+{
+    QTest::addColumn<QString>("source");
+    QTest::addColumn<bool>("quiet");
+    QTest::newRow("robustness: a missing file is alerted") << "missing.md" << false;
+    QTest::newRow("robustness: a folder is alerted") << "folder.md" << false;
+    QTest::newRow("robustness: a file that is not UTF-8 is alerted") << "latin1.md" << false;
+    QTest::newRow("robustness: quiet imports alert nothing") << "missing.md" << true;
+}
+
+void TestImportAttachments::importFailures()
+{
+    QFETCH(QString, source);
+    QFETCH(bool, quiet);
+    Workspace ws;
+    const QString elsewhere = ws.root.path() + QLatin1String("/elsewhere");
+    QDir().mkpath(elsewhere + QLatin1String("/folder.md"));
+    writeInPlace(elsewhere + QLatin1String("/latin1.md"), "caf\xe9\n");
+    NoteStore &store = ws.open();
+    if (quiet)
+        QTest::ignoreMessage(QtWarningMsg, QRegularExpression(QStringLiteral("^TackPad: Could not import note: ")));
+    QVERIFY(!store.importFile(elsewhere + QLatin1Char('/') + source, quiet));
+    QCOMPARE(ws.alerts.shown.size(), quiet ? 0 : 1);
+    if (!quiet)
+        QCOMPARE(ws.alerts.shown.first().message, QStringLiteral("Could not import note"));
+    QCOMPARE(QDir(ws.folder).entryList(QDir::Files | QDir::Hidden), QStringList {});
+}
+
+void TestImportAttachments::revertMakesAnOrdinaryFileAgain()
+{
+    Workspace ws;
+    writeInPlace(ws.path("Adopted.md"), "---\ntitle: Kept\ntackpad: \"x1 adopt\"\n---\nbody\n");
+    writeInPlace(ws.path("Bare.md"), noteText("x1 adopt", "bare\n"));
+    NoteStore &store = ws.open();
+    NoteController *adopted = store.controller("Adopted.md");
+    adopted->note().body = QStringLiteral("edited, not yet saved\n");
+    store.scheduleSave(adopted, NoteStore::editSaveDelay);
+    QSignalSpy changed(&store, &NoteStore::notesChanged);
+
+    QVERIFY(store.revert(adopted));
+    QCOMPARE(readFile(ws.path("Adopted.md")), QStringLiteral("---\ntitle: Kept\n---\nedited, not yet saved\n"));
+    QVERIFY(!store.controller("Adopted.md"));
+    QCOMPARE(changed.count(), 1);
+    QVERIFY(ws.log->contains("closeWindow Adopted.md"));
+
+    QVERIFY(store.revert(store.controller("Bare.md")));
+    QCOMPARE(readFile(ws.path("Bare.md")), QStringLiteral("bare\n"));
+    // Both are ordinary Markdown files again, and a rescan leaves them so.
+    store.rescan();
+    QCOMPARE(store.controllerCount(), 0);
+    QCOMPARE(store.ordinaryMarkdownCount(), std::optional<int>(2));
+}
+
+void TestImportAttachments::revertFailureKeepsTheNote()
+{
+    Workspace ws;
+    writeInPlace(ws.path("Locked.md"), noteText("x1 adopt", "text\n"));
+    NoteStore &store = ws.open();
+    NoteController *note = store.controller("Locked.md");
+    QVERIFY(QFile::setPermissions(ws.path("Locked.md"), QFileDevice::ReadOwner));
+
+    QVERIFY(!store.revert(note));
+    QFile::setPermissions(ws.path("Locked.md"), QFileDevice::ReadOwner | QFileDevice::WriteOwner);
+    QCOMPARE(store.controller("Locked.md"), note);
+    QCOMPARE(ws.alerts.shown.size(), 1);
+    QCOMPARE(ws.alerts.shown.first().message, QStringLiteral("Could not close note"));
+    QVERIFY(readFile(ws.path("Locked.md")).contains(QLatin1String("adopt")));
+}
+
+void TestImportAttachments::attachmentLink_data()
+{
+    QTest::addColumn<QString>("fileName");
+    QTest::addColumn<QString>("link");
+    QTest::newRow("nominal: a plain name") << "photo.png"
+                                           << "attachments/photo.png";
+    QTest::newRow("nominal: spaces and parentheses") << "Screen Shot (2).png"
+                                                     << "attachments/Screen%20Shot%20%282%29.png";
+    QTest::newRow("robustness: characters that end or confuse a link") << "a]b<c>d#e?f%g.png"
+                                                                       << "attachments/a%5Db%3Cc%3Ed%23e%3Ff%25g.png";
+    QTest::newRow("robustness: non-ASCII as UTF-8 bytes")
+        << QString::fromUtf8("café.jpg") << "attachments/caf%C3%A9.jpg";
+}
+
+void TestImportAttachments::attachmentLink()
+{
+    QFETCH(QString, fileName);
+    QFETCH(QString, link);
+    QCOMPARE(NoteNaming::attachmentLink(fileName), link);
+}
+
+void TestImportAttachments::importAttachmentCopying()
+{
+    Workspace ws;
+    NoteStore &store = ws.open();
+    const QString source = ws.root.path() + QLatin1String("/Screen Shot.PNG");
+    writeInPlace(source, "\x89PNG\r\n\x1a\nfake");
+
+    QCOMPARE(store.importAttachment(source), std::optional<QString>("attachments/Screen%20Shot.png"));
+    QCOMPARE(store.importAttachment(source), std::optional<QString>("attachments/Screen%20Shot%20%282%29.png"));
+    QCOMPARE(readBytes(ws.path("attachments/Screen Shot (2).png")), QByteArray("\x89PNG\r\n\x1a\nfake"));
+    // A file already in the attachments folder is linked, not copied again.
+    QCOMPARE(store.importAttachment(ws.path("attachments/Screen Shot.png")),
+        std::optional<QString>("attachments/Screen%20Shot.png"));
+    QCOMPARE(QDir(ws.path("attachments")).entryList(QDir::Files | QDir::Hidden).size(), 2);
+    // Attachments never become notes.
+    store.rescan();
+    QCOMPARE(store.controllerCount(), 0);
+}
+
+void TestImportAttachments::importAttachmentData_data()
+{
+    QTest::addColumn<QByteArray>("data");
+    QTest::addColumn<QString>("preferredBaseName");
+    QTest::addColumn<QString>("link");
+
+    static const char pngBytes[] = "\x89PNG\r\n\x1a\n\0\0\0\rIHDR\0\0\0\1\0\0\0\1\x08\x06\0\0\0";
+    static const char jpegBytes[] = "\xff\xd8\xff\xe0\0\x10JFIF\0";
+    const QByteArray png(pngBytes, sizeof pngBytes - 1);
+    const QByteArray jpeg(jpegBytes, sizeof jpegBytes - 1);
+    QTest::newRow("nominal: PNG data gets .png") << png << "Pasted image"
+                                                 << "attachments/Pasted%20image.png";
+    QTest::newRow("nominal: JPEG data gets .jpg") << jpeg << "photo"
+                                                  << "attachments/photo.jpg";
+    QTest::newRow("nominal: the data decides, not the name") << png << "holiday.jpg"
+                                                             << "attachments/holiday.png";
+    QTest::newRow("robustness: a hostile name stays inside the folder") << png << "../../etc/passwd"
+                                                                        << "attachments/passwd.png";
+    QTest::newRow("robustness: a name with nothing usable") << png << "..."
+                                                            << "attachments/attachment.png";
+}
+
+void TestImportAttachments::importAttachmentData()
+{
+    QFETCH(QByteArray, data);
+    QFETCH(QString, preferredBaseName);
+    QFETCH(QString, link);
+    Workspace ws;
+    NoteStore &store = ws.open();
+    QCOMPARE(store.importAttachment(data, preferredBaseName), std::optional<QString>(link));
+    const QString written = ws.folder + QLatin1Char('/') + QUrl::fromPercentEncoding(link.toUtf8());
+    QCOMPARE(readBytes(written), data);
+    QCOMPARE(QDir(ws.path("attachments")).entryList(QDir::Files | QDir::Hidden).size(), 1);
+}
+
+void TestImportAttachments::attachmentFailuresAreLogged()
+{
+    Workspace ws;
+    NoteStore &store = ws.open();
+    QTest::ignoreMessage(QtWarningMsg, QRegularExpression(QStringLiteral("^TackPad: attachment copy failed: .*nope")));
+    QCOMPARE(store.importAttachment(ws.root.path() + QLatin1String("/nope.png")), std::optional<QString>());
+    QTest::ignoreMessage(QtWarningMsg, QRegularExpression(QStringLiteral("^TackPad: attachment write failed: ")));
+    QCOMPARE(store.importAttachment(QByteArray(), QStringLiteral("empty")), std::optional<QString>());
+
+    // A file stands where the attachments folder should be.
+    writeInPlace(ws.path("attachments"), "in the way");
+    QTest::ignoreMessage(QtWarningMsg, QRegularExpression(QStringLiteral("^TackPad: attachment write failed: ")));
+    QCOMPARE(store.importAttachment(QByteArray("data"), QStringLiteral("x")), std::optional<QString>());
+    QCOMPARE(readFile(ws.path("attachments")), QStringLiteral("in the way"));
+    QVERIFY(ws.alerts.shown.isEmpty());
+}
+
+void TestImportAttachments::followWikiLink_data()
+{
+    QTest::addColumn<QString>("target");
+    QTest::addColumn<QString>("expectedFile");
+    QTest::addColumn<bool>("created");
+
+    QTest::newRow("nominal: the title matches ignoring case") << "shopping LIST"
+                                                              << "Shopping List.md" << false;
+    QTest::newRow("nominal: a hidden note is revealed") << "Secret"
+                                                        << "Secret.md" << false;
+    QTest::newRow("nominal: a missing note is created") << "Ideas"
+                                                        << "Ideas.md" << true;
+    QTest::newRow("nominal: a title needing a safe file name finds it the second time") << "Q3/Q4"
+                                                                                        << "Q3-Q4.md" << false;
+    QTest::newRow("nominal: an ordinary file of that name becomes the note") << "Plain"
+                                                                             << "Plain.md" << false;
+}
+
+void TestImportAttachments::followWikiLink()
+{
+    QFETCH(QString, target);
+    QFETCH(QString, expectedFile);
+    QFETCH(bool, created);
+    Workspace ws;
+    writeInPlace(ws.path("Source.md"), noteText("x500 y500 z3", "see [[...]]\n"));
+    writeInPlace(ws.path("Shopping List.md"), noteText("x1 rolled", "milk\n"));
+    writeInPlace(ws.path("Secret.md"), noteText("x1 hidden", "psst\n"));
+    writeInPlace(ws.path("Q3-Q4.md"), noteText("x1", "plan\n"));
+    writeInPlace(ws.path("Plain.md"), "plain\n");
+    NoteStore &store = ws.open();
+    const int before = store.controllerCount();
+    ws.log->clear();
+
+    NoteController *note = store.followWikiLink(target, store.controller("Source.md"));
+    QVERIFY(note);
+    QCOMPARE(note->note().filename, expectedFile);
+    QCOMPARE(store.controllerCount(), before + (created || expectedFile == QLatin1String("Plain.md") ? 1 : 0));
+    QVERIFY(!note->note().meta.hidden);
+    QVERIFY(!note->note().meta.rolledUp);
+    QVERIFY(ws.log->contains(QLatin1String("orderFront key ") + expectedFile));
+    QVERIFY(ws.log->contains(QLatin1String("focusEditor ") + expectedFile));
+    if (created) {
+        QCOMPARE(note->note().meta.x, 524.0);
+        QCOMPARE(note->note().meta.y, 476.0);
+        QVERIFY(QFileInfo::exists(ws.path(expectedFile)));
+    }
+}
+
+void TestImportAttachments::promptControllers()
+{
+    Workspace ws;
+    writeInPlace(ws.path("Summarise.md"), noteText("x1 prompt", "Summarise"));
+    writeInPlace(ws.path("Note.md"), noteText("x1", "n"));
+    writeInPlace(ws.path("Fix 10.md"), noteText("x1 prompt", "f"));
+    writeInPlace(ws.path("Fix 9.md"), noteText("x1 prompt hidden", "f"));
+    NoteStore &store = ws.open();
+    QStringList names;
+    for (const NoteController *each : store.promptControllers())
+        names << each->note().filename;
+    QCOMPARE(names, (QStringList {"Fix 9.md", "Fix 10.md", "Summarise.md"}));
+}
+
+QTEST_GUILESS_MAIN(TestImportAttachments)
+#include "tst_import_attachments.moc"

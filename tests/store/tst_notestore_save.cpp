@@ -1,0 +1,191 @@
+// Debounced, atomic saving of notes, and what happens when a save cannot be written.
+
+#include "StoreTestSupport.h"
+
+#include "store/NoteController.h"
+#include "store/NoteStore.h"
+
+#include <QElapsedTimer>
+#include <QSignalSpy>
+#include <QTest>
+
+using namespace StoreTest;
+
+class TestNoteStoreSave : public QObject {
+    Q_OBJECT
+
+private Q_SLOTS:
+    void initTestCase();
+
+    void quickEditsGiveOneWrite();
+    void laterEditRestartsTheWait();
+    void unchangedTextWritesNothing();
+    void saveWritesTheWholeFileAtomically();
+    void failedSaveIsLoggedAndKeepsText_data();
+    void failedSaveIsLoggedAndKeepsText();
+    void raiseSchedulesLongerSave_data();
+    void raiseSchedulesLongerSave();
+
+private:
+    QTemporaryDir m_home;
+};
+
+void TestNoteStoreSave::initTestCase()
+{
+    QVERIFY(m_home.isValid());
+    redirectHome(m_home);
+}
+
+void TestNoteStoreSave::quickEditsGiveOneWrite()
+{
+    Workspace ws;
+    writeInPlace(ws.path("Note.md"), noteText(QStringLiteral("x1"), "start\n"));
+    NoteStore &store = ws.open(true);
+    NoteController *note = store.controller("Note.md");
+    QSignalSpy written(&store, &NoteStore::noteWritten);
+
+    for (int i = 0; i < 10; ++i) {
+        note->note().body = QStringLiteral("edit %1\n").arg(i);
+        store.scheduleSave(note, NoteStore::editSaveDelay);
+    }
+    QVERIFY(store.hasPendingSave("Note.md"));
+    QVERIFY(written.wait());
+    QCOMPARE(written.count(), 1);
+    QVERIFY(readFile(ws.path("Note.md")).endsWith(QLatin1String("edit 9\n")));
+    // Nothing else is queued: the ten edits were one write.
+    QVERIFY(!store.hasPendingSave("Note.md"));
+}
+
+void TestNoteStoreSave::laterEditRestartsTheWait()
+{
+    Workspace ws;
+    writeInPlace(ws.path("Note.md"), noteText(QStringLiteral("x1"), "start\n"));
+    NoteStore &store = ws.open();
+    NoteController *note = store.controller("Note.md");
+    QSignalSpy written(&store, &NoteStore::noteWritten);
+
+    note->note().body = QStringLiteral("first\n");
+    store.scheduleSave(note, NoteStore::editSaveDelay);
+    QElapsedTimer sinceSecondEdit;
+    QTimer::singleShot(400, &store, [&] {
+        note->note().body = QStringLiteral("second\n");
+        store.scheduleSave(note, NoteStore::editSaveDelay);
+        sinceSecondEdit.start();
+    });
+    QVERIFY(written.wait(3000));
+    QCOMPARE(written.count(), 1);
+    // Timers may fire a few per cent early; the write still waited for the full delay after the second edit.
+    QVERIFY2(sinceSecondEdit.isValid() && sinceSecondEdit.elapsed() >= 700,
+        qPrintable(QString::number(sinceSecondEdit.elapsed())));
+    QVERIFY(readFile(ws.path("Note.md")).endsWith(QLatin1String("second\n")));
+}
+
+void TestNoteStoreSave::unchangedTextWritesNothing()
+{
+    Workspace ws;
+    writeInPlace(ws.path("Note.md"), noteText(QStringLiteral("x1 y2 w300 h200 z3 #FBF4A6 s12"), "same\n"));
+    NoteStore &store = ws.open();
+    NoteController *note = store.controller("Note.md");
+    QSignalSpy written(&store, &NoteStore::noteWritten);
+
+    note->note().body = QStringLiteral("changed\n");
+    note->note().body = QStringLiteral("same\n");
+    store.scheduleSave(note, 0);
+    QTRY_VERIFY(!store.hasPendingSave("Note.md"));
+    QCOMPARE(written.count(), 0);
+}
+
+void TestNoteStoreSave::saveWritesTheWholeFileAtomically()
+{
+    Workspace ws;
+    writeInPlace(ws.path("Note.md"), "---\ntitle: Shopping\ntackpad: \"x1\"\n---\n- milk\n");
+    NoteStore &store = ws.open();
+    NoteController *note = store.controller("Note.md");
+
+    note->note().meta.color = QStringLiteral("#B8E0F5");
+    note->note().body += QLatin1String("- bread\n");
+    store.scheduleSave(note, 0);
+    store.flushAllSaves();
+    const QString expected
+        = QStringLiteral("---\ntitle: Shopping\ntackpad: \"x1 y120 w270 h260 z0 #B8E0F5 s12\"\n---\n- milk\n- bread\n");
+    QCOMPARE(readFile(ws.path("Note.md")), expected);
+    QCOMPARE(note->lastDiskContent(), expected);
+    // No temporary file is left next to the note.
+    QCOMPARE(QDir(ws.folder).entryList(QDir::Files | QDir::Hidden), QStringList {"Note.md"});
+}
+
+void TestNoteStoreSave::failedSaveIsLoggedAndKeepsText_data()
+{
+    QTest::addColumn<QString>("obstacle");
+    QTest::newRow("robustness: the file was made read-only") << QStringLiteral("read-only");
+    QTest::newRow("robustness: a folder took the file's place") << QStringLiteral("folder");
+}
+
+void TestNoteStoreSave::failedSaveIsLoggedAndKeepsText()
+{
+    QFETCH(QString, obstacle);
+    Workspace ws;
+    writeInPlace(ws.path("Note.md"), noteText(QStringLiteral("x1"), "on disk\n"));
+    NoteStore &store = ws.open();
+    NoteController *note = store.controller("Note.md");
+    const QString diskBefore = note->lastDiskContent();
+
+    if (obstacle == QLatin1String("read-only")) {
+        QVERIFY(QFile::setPermissions(ws.path("Note.md"), QFileDevice::ReadOwner | QFileDevice::ReadGroup));
+    } else {
+        QVERIFY(QFile::remove(ws.path("Note.md")));
+        QVERIFY(QDir().mkdir(ws.path("Note.md")));
+    }
+    note->note().body = QStringLiteral("typed\n");
+    QTest::ignoreMessage(QtWarningMsg, QRegularExpression(QStringLiteral("^TackPad: failed to save Note\\.md: .+")));
+    store.scheduleSave(note, 0);
+    store.flushAllSaves();
+
+    QCOMPARE(note->note().body, QStringLiteral("typed\n"));
+    QCOMPARE(note->lastDiskContent(), diskBefore);
+    if (obstacle == QLatin1String("read-only")) {
+        QCOMPARE(readFile(ws.path("Note.md")), diskBefore);
+        // Once writable again, the next edit gets through.
+        QVERIFY(QFile::setPermissions(ws.path("Note.md"), QFileDevice::ReadOwner | QFileDevice::WriteOwner));
+        store.scheduleSave(note, 0);
+        store.flushAllSaves();
+        QVERIFY(readFile(ws.path("Note.md")).endsWith(QLatin1String("typed\n")));
+    }
+}
+
+void TestNoteStoreSave::raiseSchedulesLongerSave_data()
+{
+    QTest::addColumn<QByteArray>("file");
+    QTest::addColumn<bool>("expectSave");
+    QTest::newRow("nominal: a note with properties saves its new z")
+        << noteText(QStringLiteral("x1 z5"), "text\n") << true;
+    QTest::newRow("nominal: an ordinary file shown as a note is not written for a raise")
+        << QByteArray("text\n") << false;
+}
+
+void TestNoteStoreSave::raiseSchedulesLongerSave()
+{
+    QFETCH(QByteArray, file);
+    QFETCH(bool, expectSave);
+    Workspace ws;
+    writeInPlace(ws.path("Note.md"), file);
+    NoteStore &store = ws.open();
+    NoteController *note = store.controller("Note.md");
+    if (!note) {
+        // A file without properties: show it as the application does for an opened ordinary file.
+        note = store.addController("Note.md", QString::fromUtf8(file), Frontmatter::parse(QString::fromUtf8(file)));
+    }
+    const qint64 zBefore = store.maxZ();
+    store.bringToFront(note);
+    QCOMPARE(note->note().meta.z, zBefore + 1);
+    QCOMPARE(store.hasPendingSave("Note.md"), expectSave);
+
+    // Raising the note that is already on top changes nothing.
+    store.flushAllSaves();
+    store.bringToFront(note);
+    QCOMPARE(note->note().meta.z, zBefore + 1);
+    QVERIFY(!store.hasPendingSave("Note.md"));
+}
+
+QTEST_GUILESS_MAIN(TestNoteStoreSave)
+#include "tst_notestore_save.moc"
