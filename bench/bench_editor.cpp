@@ -1,0 +1,301 @@
+// The live Markdown editor's costs on a long (5,000 lines, ~260 KB) and a short (300 lines) note: a full restyle
+// against a plain QSyntaxHighlighter floor, one keystroke, the caret moving to another paragraph, and a fence opened
+// in the middle of the long note.
+#include "editor/MarkdownHighlighter.h"
+#include "editor/MarkdownTextView.h"
+
+#include <QAbstractTextDocumentLayout>
+#include <QApplication>
+#include <QKeyEvent>
+#include <QRandomGenerator>
+#include <QSyntaxHighlighter>
+#include <QTextBlock>
+#include <QTextDocument>
+
+#include <benchmark/benchmark.h>
+
+#include <memory>
+
+namespace {
+
+// A note of mixed Markdown: headings, paragraphs with emphasis, links, tags and code spans, lists, tasks, quotes,
+// and a closed code block now and then.
+QString generateNote(int lines)
+{
+    QRandomGenerator random(7);
+    const QStringList words = {"note",   "window", "sticky", "plain",  "text",   "folder", "markdown", "quick",
+                               "yellow", "editor", "styled", "marker", "layout", "paper",  "desk",     "idea"};
+    const auto sentence = [&](int count) {
+        QStringList out;
+        for (int i = 0; i < count; ++i)
+            out << words[random.bounded(words.size())];
+        return out.join(u' ');
+    };
+    QStringList out;
+    while (out.size() < lines) {
+        switch (random.bounded(12)) {
+        case 0:
+            out << QStringLiteral("## ") + sentence(3);
+            break;
+        case 1:
+        case 2:
+            out << QStringLiteral("- ") + sentence(5) + QStringLiteral(" **") + sentence(2) + QStringLiteral("**");
+            break;
+        case 3:
+            out << QStringLiteral("- [ ] ") + sentence(6) + QStringLiteral(" #tag");
+            break;
+        case 4:
+            out << QStringLiteral("- [x] ") + sentence(4) + QStringLiteral(" ~~") + sentence(2) + QStringLiteral("~~");
+            break;
+        case 5:
+            out << QStringLiteral("> ") + sentence(7) + QStringLiteral(" *") + sentence(1) + u'*';
+            break;
+        case 6:
+            if (random.bounded(4) == 0) {
+                out << QStringLiteral("```") << QStringLiteral("let value = compute(") + sentence(1) + u')'
+                    << QStringLiteral("print(value)") << QStringLiteral("```");
+                break;
+            }
+            Q_FALLTHROUGH();
+        case 7:
+            out << QStringLiteral("1. ") + sentence(4) + QStringLiteral(" [link](https://example.com/") + sentence(1)
+                    + u')';
+            break;
+        default:
+            out << sentence(4) + QStringLiteral(" *") + sentence(2) + QStringLiteral("* and `") + sentence(1)
+                    + QStringLiteral("` with ") + sentence(2) + QStringLiteral(" [[Other note]]");
+        }
+    }
+    out.resize(lines);
+    return out.join(u'\n');
+}
+
+const QString &longNote()
+{
+    static const QString note = generateNote(5000);
+    return note;
+}
+
+const QString &shortNote()
+{
+    static const QString note = generateNote(300);
+    return note;
+}
+
+// The floor: a plain highlighter that sets three formats per line.
+class FloorHighlighter : public QSyntaxHighlighter
+{
+public:
+    using QSyntaxHighlighter::QSyntaxHighlighter;
+    void toggle() { m_alternate = !m_alternate; }
+
+protected:
+    void highlightBlock(const QString &text) override
+    {
+        const int third = int(text.size()) / 3;
+        QTextCharFormat a;
+        a.setForeground(m_alternate ? Qt::darkBlue : Qt::darkRed);
+        QTextCharFormat b;
+        b.setFontWeight(QFont::Bold);
+        QTextCharFormat c;
+        c.setFontItalic(true);
+        setFormat(0, third, a);
+        setFormat(third, third, b);
+        setFormat(2 * third, int(text.size()) - 2 * third, c);
+    }
+
+private:
+    bool m_alternate = false;
+};
+
+void fullStyleFloor(benchmark::State &state)
+{
+    QTextDocument document;
+    document.setPlainText(longNote());
+    document.setTextWidth(400);
+    FloorHighlighter highlighter(&document);
+    for (auto _ : state) {
+        highlighter.toggle();
+        document.setLayoutEnabled(false);
+        highlighter.rehighlight();
+        document.setLayoutEnabled(true);
+        benchmark::DoNotOptimize(document.documentLayout()->documentSize());
+    }
+}
+
+void fullStyle(benchmark::State &state)
+{
+    QTextDocument document;
+    document.setPlainText(longNote());
+    document.setTextWidth(400);
+    MarkdownHighlighter highlighter(&document);
+    bool dark = false;
+    for (auto _ : state) {
+        // Another theme changes every format, so nothing is skipped as unchanged.
+        dark = !dark;
+        highlighter.setTheme(Theme{12, std::nullopt, dark});
+        benchmark::DoNotOptimize(document.documentLayout()->documentSize());
+    }
+}
+
+std::unique_ptr<MarkdownTextView> editorWith(const QString &text)
+{
+    auto view = std::make_unique<MarkdownTextView>();
+    view->resize(400, 600);
+    view->setMarkdown(text);
+    // Shown, so that the document gets the viewport's width and is laid out; the benchmarks never process events
+    // afterwards, so nothing is painted while they measure.
+    view->show();
+    QCoreApplication::processEvents();
+    return view;
+}
+
+// A plain paragraph in the middle of the note (one of the generated sentences).
+QTextBlock middleParagraph(QTextDocument *document)
+{
+    QTextBlock block = document->findBlockByNumber(document->blockCount() / 2);
+    while (block.isValid() && !block.text().endsWith(QStringLiteral("[[Other note]]")))
+        block = block.next();
+    return block;
+}
+
+void sendKey(QWidget *widget, int key, const QString &text)
+{
+    QKeyEvent press(QEvent::KeyPress, key, Qt::NoModifier, text);
+    QCoreApplication::sendEvent(widget, &press);
+    QKeyEvent release(QEvent::KeyRelease, key, Qt::NoModifier, text);
+    QCoreApplication::sendEvent(widget, &release);
+}
+
+void keystroke(benchmark::State &state, const QString &note)
+{
+    const auto view = editorWith(note);
+    QTextCursor caret(middleParagraph(view->document()));
+    caret.movePosition(QTextCursor::EndOfWord);
+    view->setTextCursor(caret);
+    const int length = view->document()->characterCount();
+    for (auto _ : state) {
+        sendKey(view.get(), Qt::Key_A, QStringLiteral("a"));
+        state.PauseTiming();
+        if (view->document()->characterCount() != length + 1)
+            state.SkipWithError("the keystroke did not reach the text");
+        sendKey(view.get(), Qt::Key_Backspace, QString());
+        state.ResumeTiming();
+    }
+}
+
+void keystrokeLong(benchmark::State &state)
+{
+    keystroke(state, longNote());
+}
+
+// For reference: the same keystroke in a plain QTextEdit without any styling, Qt's own cost.
+void keystrokeLongPlainQTextEdit(benchmark::State &state)
+{
+    QTextEdit view;
+    view.setAcceptRichText(false);
+    view.setFont(MarkdownFormatCache(Theme{}).font(MarkdownStyler::FontRole::Body));
+    view.resize(400, 600);
+    view.setPlainText(longNote());
+    view.show();
+    QCoreApplication::processEvents();
+    view.document()->documentLayout()->documentSize(); // the whole note laid out, as in the editor
+    QTextCursor caret(middleParagraph(view.document()));
+    caret.movePosition(QTextCursor::EndOfWord);
+    view.setTextCursor(caret);
+    for (auto _ : state) {
+        sendKey(&view, Qt::Key_A, QStringLiteral("a"));
+        state.PauseTiming();
+        sendKey(&view, Qt::Key_Backspace, QString());
+        state.ResumeTiming();
+    }
+}
+
+void keystrokeShort(benchmark::State &state)
+{
+    keystroke(state, shortNote());
+}
+
+void caretMove(benchmark::State &state, const QString &note)
+{
+    const auto view = editorWith(note);
+    // Two neighbouring paragraphs that both have markers to show and hide.
+    QTextBlock first = middleParagraph(view->document());
+    while (!first.text().contains(u'*') || !first.next().text().contains(u'*'))
+        first = first.next();
+    const int positions[2] = {first.position() + 3, first.next().position() + 3};
+    int which = 0;
+    for (auto _ : state) {
+        which = 1 - which;
+        QTextCursor caret(view->document());
+        caret.setPosition(positions[which]);
+        view->setTextCursor(caret);
+    }
+}
+
+void caretMoveLong(benchmark::State &state)
+{
+    caretMove(state, longNote());
+}
+
+void caretMoveShort(benchmark::State &state)
+{
+    caretMove(state, shortNote());
+}
+
+// Typing the third backtick of a fence at the start of a paragraph in the middle of the long note: every paragraph
+// after it changes its code-block state. Measured: the keystroke with what is restyled at once.
+void openFence(benchmark::State &state, bool untilComplete)
+{
+    const auto view = editorWith(longNote());
+    const QTextBlock target = middleParagraph(view->document());
+    QTextCursor caret(target);
+    view->setTextCursor(caret);
+    sendKey(view.get(), Qt::Key_QuoteLeft, QStringLiteral("`"));
+    sendKey(view.get(), Qt::Key_QuoteLeft, QStringLiteral("`"));
+    for (auto _ : state) {
+        sendKey(view.get(), Qt::Key_QuoteLeft, QStringLiteral("`"));
+        if (untilComplete)
+            view->highlighter()->finishPendingRestyle();
+        state.PauseTiming();
+        view->highlighter()->finishPendingRestyle();
+        sendKey(view.get(), Qt::Key_Backspace, QString());
+        view->highlighter()->finishPendingRestyle();
+        state.ResumeTiming();
+    }
+}
+
+void openFenceLong(benchmark::State &state)
+{
+    openFence(state, false);
+}
+
+void openFenceLongUntilComplete(benchmark::State &state)
+{
+    openFence(state, true);
+}
+
+} // namespace
+
+BENCHMARK(fullStyleFloor)->Unit(benchmark::kMillisecond)->UseRealTime();
+BENCHMARK(fullStyle)->Unit(benchmark::kMillisecond)->UseRealTime();
+BENCHMARK(keystrokeLong)->Unit(benchmark::kMillisecond)->UseRealTime();
+BENCHMARK(keystrokeLongPlainQTextEdit)->Unit(benchmark::kMillisecond)->UseRealTime();
+BENCHMARK(keystrokeShort)->Unit(benchmark::kMillisecond)->UseRealTime();
+BENCHMARK(caretMoveLong)->Unit(benchmark::kMillisecond)->UseRealTime();
+BENCHMARK(caretMoveShort)->Unit(benchmark::kMillisecond)->UseRealTime();
+BENCHMARK(openFenceLong)->Unit(benchmark::kMillisecond)->UseRealTime();
+BENCHMARK(openFenceLongUntilComplete)->Unit(benchmark::kMillisecond)->UseRealTime();
+
+int main(int argc, char **argv)
+{
+    if (qEnvironmentVariableIsEmpty("QT_QPA_PLATFORM"))
+        qputenv("QT_QPA_PLATFORM", "offscreen");
+    QApplication application(argc, argv);
+    benchmark::Initialize(&argc, argv);
+    if (benchmark::ReportUnrecognizedArguments(argc, argv))
+        return 1;
+    benchmark::RunSpecifiedBenchmarks();
+    benchmark::Shutdown();
+    return 0;
+}

@@ -1,0 +1,135 @@
+#include "StyleDump.h"
+
+#include <QStringList>
+
+using namespace MarkdownStyler;
+
+namespace StyleDump {
+
+namespace {
+
+QString quoted(QStringView text)
+{
+    QString out = text.toString();
+    out.replace(u'\\', QStringLiteral("\\\\")).replace(u'"', QStringLiteral("\\\"")).replace(u'\t', QStringLiteral("\\t"));
+    return u'"' + out + u'"';
+}
+
+QString fontName(FontRole role)
+{
+    switch (role) {
+    case FontRole::Body:
+        return {};
+    case FontRole::Code:
+        return QStringLiteral("code");
+    default:
+        return QStringLiteral("h%1").arg(int(role));
+    }
+}
+
+QString colorName(ColorRole role)
+{
+    switch (role) {
+    case ColorRole::Text:
+        return {};
+    case ColorRole::Marker:
+        return QStringLiteral("marker");
+    case ColorRole::Accent:
+        return QStringLiteral("accent");
+    case ColorRole::QuoteText:
+        return QStringLiteral("quote");
+    case ColorRole::Link:
+        return QStringLiteral("link");
+    case ColorRole::Tag:
+        return QStringLiteral("tag");
+    }
+    return {};
+}
+
+QString blockName(const ParagraphStyle &style)
+{
+    QStringList parts;
+    if (style.fenceLine)
+        parts << QStringLiteral("fence");
+    if (style.block.headingLevel > 0)
+        parts << QStringLiteral("heading %1").arg(style.block.headingLevel);
+    if (style.block.listPrefixLength > 0)
+        parts << QStringLiteral("list item, text from %1").arg(style.block.listPrefixLength);
+    return parts.isEmpty() ? QStringLiteral("paragraph") : parts.join(QStringLiteral(", "));
+}
+
+QString runs(QStringView line, const QList<StyleRun> &styleRuns)
+{
+    QString out;
+    for (const StyleRun &run : styleRuns) {
+        const QString range = QStringLiteral("[%1,%2)").arg(run.start).arg(run.start + run.length);
+        out += QStringLiteral("  %1 %2 %3\n")
+                   .arg(range, -9)
+                   .arg(quoted(line.mid(run.start, run.length)), -24)
+                   .arg(roles(run.style));
+    }
+    return out;
+}
+
+} // namespace
+
+QString roles(const CharStyle &style)
+{
+    QStringList parts;
+    if (const QString font = fontName(style.font); !font.isEmpty())
+        parts << font;
+    if (style.bold)
+        parts << QStringLiteral("bold");
+    if (style.italic)
+        parts << QStringLiteral("italic");
+    if (const QString color = colorName(style.color); !color.isEmpty())
+        parts << color;
+    if (style.background == BackgroundRole::Code)
+        parts << QStringLiteral("code-background");
+    if (style.background == BackgroundRole::Highlight)
+        parts << QStringLiteral("highlight");
+    if (style.strike)
+        parts << QStringLiteral("strike");
+    if (style.underline)
+        parts << QStringLiteral("underline");
+    if (style.hidden)
+        parts << QStringLiteral("hidden");
+    return parts.isEmpty() ? QStringLiteral("plain") : parts.join(u' ');
+}
+
+QString dump(const QString &markdown)
+{
+    // An active range past the end makes no paragraph active.
+    const TextRange nowhere{markdown.size() + 1, 0};
+    const QList<StyledParagraph> inactive = style(markdown, std::nullopt, nowhere);
+    QString out;
+    int number = 0;
+    for (const StyledParagraph &paragraph : inactive) {
+        ++number;
+        const qsizetype lineLength = paragraph.range.length
+            - (markdown.mid(paragraph.range.location, paragraph.range.length).endsWith(u'\n') ? 1 : 0);
+        const QStringView line = QStringView(markdown).mid(paragraph.range.location, lineLength);
+        out += QStringLiteral("%1: %2 - %3\n").arg(number).arg(quoted(line), blockName(paragraph.style));
+        out += runs(line, paragraph.style.runs);
+
+        const QList<StyledParagraph> withCaret = style(markdown, std::nullopt, paragraph.range);
+        const ParagraphStyle &active = withCaret.at(number - 1).style;
+        if (active.runs != paragraph.style.runs) {
+            out += QStringLiteral("  with the caret here:\n");
+            out += runs(line, active.runs);
+        }
+        for (const LinkSpan &link : paragraph.style.links)
+            out += QStringLiteral("  link [%1,%2) -> %3\n")
+                       .arg(link.range.location)
+                       .arg(link.range.end())
+                       .arg(quoted(link.target));
+        for (const CheckboxSpan &box : paragraph.style.checkboxes)
+            out += QStringLiteral("  checkbox [%1,%2) %3\n")
+                       .arg(box.range.location)
+                       .arg(box.range.end())
+                       .arg(box.checked ? QStringLiteral("checked") : QStringLiteral("unchecked"));
+    }
+    return out;
+}
+
+} // namespace StyleDump

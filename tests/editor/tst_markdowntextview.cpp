@@ -1,0 +1,466 @@
+// The editor view driven like a user does: keys, clicks, pastes and drops, with the text and undo history checked.
+#include "editor/MarkdownHighlighter.h"
+#include "editor/MarkdownTextView.h"
+
+#include <QAbstractTextDocumentLayout>
+#include <QImage>
+#include <QMimeData>
+#include <QScrollBar>
+#include <QSignalSpy>
+#include <QTemporaryDir>
+#include <QTest>
+#include <QTextBlock>
+#include <QTextLayout>
+
+namespace {
+
+class TestableView : public MarkdownTextView
+{
+public:
+    using MarkdownTextView::canInsertFromMimeData;
+    using MarkdownTextView::createMimeDataFromSelection;
+    using MarkdownTextView::insertFromMimeData;
+};
+
+// Texts with the selection drawn in: "|" for the caret, or "[" ... "]" around a selection (only where the text
+// itself has no brackets).
+void load(MarkdownTextView &view, const QString &drawn)
+{
+    QString text = drawn;
+    int anchor = int(text.indexOf(u'|'));
+    int position = anchor;
+    if (anchor >= 0) {
+        text.remove(anchor, 1);
+    } else {
+        anchor = int(text.indexOf(u'['));
+        text.remove(anchor, 1);
+        position = int(text.lastIndexOf(u']'));
+        text.remove(position, 1);
+    }
+    view.setMarkdown(text);
+    QTextCursor cursor(view.document());
+    cursor.setPosition(anchor);
+    cursor.setPosition(position, QTextCursor::KeepAnchor);
+    view.setTextCursor(cursor);
+}
+
+QString drawn(const MarkdownTextView &view)
+{
+    QString text = view.markdown();
+    const QTextCursor cursor = view.textCursor();
+    if (!cursor.hasSelection())
+        return text.insert(cursor.position(), u'|');
+    return text.insert(cursor.selectionEnd(), u']').insert(cursor.selectionStart(), u'[');
+}
+
+// The middle of the glyph of the character at position, in viewport coordinates.
+QPoint pointOf(const MarkdownTextView &view, int position)
+{
+    const QTextBlock block = view.document()->findBlock(position);
+    const QTextLayout *layout = block.layout();
+    const int inBlock = position - block.position();
+    const QTextLine line = layout->lineForTextPosition(inBlock);
+    const qreal x = (line.cursorToX(inBlock) + line.cursorToX(inBlock + 1)) / 2;
+    const QPointF point = layout->position() + QPointF(x, line.y() + line.height() / 2);
+    return (point - QPointF(view.horizontalScrollBar()->value(), view.verticalScrollBar()->value())).toPoint();
+}
+
+} // namespace
+
+class MarkdownTextViewTest : public QObject
+{
+    Q_OBJECT
+
+private Q_SLOTS:
+    void init();
+    void cleanup();
+
+    void listReturn_data();
+    void listReturn();
+    void tabOnListItems_data();
+    void tabOnListItems();
+    void emphasisAndLinkShortcuts_data();
+    void emphasisAndLinkShortcuts();
+    void typedMarkerUndoesInOneStep();
+
+    void checkboxClickTogglesAsOneUndoStep();
+    void linkClickIsReported_data();
+    void linkClickIsReported();
+    void pointerShowsWhatIsClickable();
+
+    void pastedImageDataGoesToTheImporter();
+    void droppedImageFilesGoToTheImporter_data();
+    void droppedImageFilesGoToTheImporter();
+    void richTextArrivesAsPlainText();
+    void copyCarriesPlainTextOnly();
+
+    void textEditedOnlyForRealEdits();
+    void setMarkdownKeepsTheSelection_data();
+    void setMarkdownKeepsTheSelection();
+    void replaceAllTextIsOneUndoStep();
+    void selectMatchFindsAndScrolls();
+    void longNoteIsLaidOutToTheEnd();
+    void themeAppliesFontAndColours();
+
+private:
+    std::unique_ptr<TestableView> m_view;
+};
+
+void MarkdownTextViewTest::init()
+{
+    m_view = std::make_unique<TestableView>();
+    m_view->resize(420, 320);
+    m_view->show();
+    QVERIFY(QTest::qWaitForWindowExposed(m_view.get()));
+}
+
+void MarkdownTextViewTest::cleanup()
+{
+    m_view.reset();
+}
+
+void MarkdownTextViewTest::listReturn_data()
+{
+    QTest::addColumn<QString>("before");
+    QTest::addColumn<QString>("after");
+
+    QTest::newRow("nominal: bullet continues") << "- milk|" << "- milk\n- |";
+    QTest::newRow("nominal: numbers count up") << "1. one\n2. two|" << "1. one\n2. two\n3. |";
+    QTest::newRow("nominal: checkbox carried unchecked") << "- [x] done|" << "- [x] done\n- [ ] |";
+    QTest::newRow("nominal: empty item ends the list") << "- a\n- |" << "- a\n|";
+    QTest::newRow("nominal: plain paragraph gets a plain newline") << "text|" << "text\n|";
+    QTest::newRow("edge: heading gets a plain newline") << "# Head|" << "# Head\n|";
+}
+
+void MarkdownTextViewTest::listReturn()
+{
+    QFETCH(QString, before);
+    QFETCH(QString, after);
+    load(*m_view, before);
+    const QString original = m_view->markdown();
+    QTest::keyClick(m_view.get(), Qt::Key_Return);
+    QCOMPARE(drawn(*m_view), after);
+    m_view->undo();
+    QCOMPARE(m_view->markdown(), original);
+}
+
+void MarkdownTextViewTest::tabOnListItems_data()
+{
+    QTest::addColumn<QString>("before");
+    QTest::addColumn<int>("key");
+    QTest::addColumn<QString>("after");
+
+    QTest::newRow("nominal: Tab indents the item") << "- a|" << int(Qt::Key_Tab) << "    - a|";
+    QTest::newRow("nominal: Shift+Tab outdents") << "    - a|" << int(Qt::Key_Backtab) << "- a|";
+    QTest::newRow("nominal: Tab outside a list inserts a tab") << "a|" << int(Qt::Key_Tab) << "a\t|";
+}
+
+void MarkdownTextViewTest::tabOnListItems()
+{
+    QFETCH(QString, before);
+    QFETCH(int, key);
+    QFETCH(QString, after);
+    load(*m_view, before);
+    QTest::keyClick(m_view.get(), Qt::Key(key), key == Qt::Key_Backtab ? Qt::ShiftModifier : Qt::NoModifier);
+    QCOMPARE(drawn(*m_view), after);
+}
+
+void MarkdownTextViewTest::emphasisAndLinkShortcuts_data()
+{
+    QTest::addColumn<QString>("before");
+    QTest::addColumn<int>("key");
+    QTest::addColumn<QString>("after");
+
+    QTest::newRow("nominal: Ctrl+B wraps") << "a [word] b" << int(Qt::Key_B) << "a **[word]** b";
+    QTest::newRow("nominal: Ctrl+B unwraps") << "a **[word]** b" << int(Qt::Key_B) << "a [word] b";
+    QTest::newRow("nominal: Ctrl+I wraps") << "[word]" << int(Qt::Key_I) << "*[word]*";
+    QTest::newRow("nominal: Ctrl+I unwraps") << "*[word]*" << int(Qt::Key_I) << "[word]";
+}
+
+void MarkdownTextViewTest::emphasisAndLinkShortcuts()
+{
+    QFETCH(QString, before);
+    QFETCH(int, key);
+    QFETCH(QString, after);
+    load(*m_view, before);
+    QTest::keyClick(m_view.get(), Qt::Key(key), Qt::ControlModifier);
+    QCOMPARE(drawn(*m_view), after);
+    m_view->undo();
+    QCOMPARE(m_view->markdown(), QString(before).remove(u'[').remove(u']'));
+}
+
+void MarkdownTextViewTest::typedMarkerUndoesInOneStep()
+{
+    load(*m_view, QStringLiteral("|Title\nbody"));
+    QTest::keyClicks(m_view.get(), QStringLiteral("## "));
+    QCOMPARE(m_view->markdown(), QStringLiteral("## Title\nbody"));
+    QVERIFY(m_view->document()->firstBlock().blockFormat().topMargin() > 0);
+    QTest::keyClick(m_view.get(), Qt::Key_Down); // the heading restyles as the caret leaves
+    m_view->undo();
+    QCOMPARE(m_view->markdown(), QStringLiteral("Title\nbody"));
+    QVERIFY(!m_view->document()->isUndoAvailable());
+    m_view->redo();
+    QCOMPARE(m_view->markdown(), QStringLiteral("## Title\nbody"));
+    QVERIFY(!m_view->document()->isRedoAvailable());
+}
+
+void MarkdownTextViewTest::checkboxClickTogglesAsOneUndoStep()
+{
+    load(*m_view, QStringLiteral("- [ ] task\nother|"));
+    QSignalSpy edited(m_view.get(), &MarkdownTextView::textEdited);
+    const int caret = m_view->textCursor().position();
+    QTest::mouseClick(m_view->viewport(), Qt::LeftButton, {}, pointOf(*m_view, 3));
+    QCOMPARE(m_view->markdown(), QStringLiteral("- [x] task\nother"));
+    QCOMPARE(m_view->textCursor().position(), caret);
+    QCOMPARE(edited.count(), 1);
+    QTest::mouseClick(m_view->viewport(), Qt::LeftButton, {}, pointOf(*m_view, 3));
+    QCOMPARE(m_view->markdown(), QStringLiteral("- [ ] task\nother"));
+    m_view->undo();
+    QCOMPARE(m_view->markdown(), QStringLiteral("- [x] task\nother"));
+    m_view->undo();
+    QCOMPARE(m_view->markdown(), QStringLiteral("- [ ] task\nother"));
+    QVERIFY(!m_view->document()->isUndoAvailable());
+}
+
+void MarkdownTextViewTest::linkClickIsReported_data()
+{
+    QTest::addColumn<QString>("text");
+    QTest::addColumn<int>("clickAt");
+    QTest::addColumn<QString>("expected");
+
+    QTest::newRow("nominal: Markdown link") << "see [site](https://x.org) now" << 6 << "https://x.org";
+    QTest::newRow("nominal: attachment image") << "![cat](attachments/cat.png)" << 3 << "attachments/cat.png";
+    QTest::newRow("nominal: wiki link") << "[[My Note]]" << 4 << "tackpad://note/My%20Note";
+    QTest::newRow("nominal: bare address") << "at https://x.org/a ok" << 8 << "https://x.org/a";
+}
+
+void MarkdownTextViewTest::linkClickIsReported()
+{
+    QFETCH(QString, text);
+    QFETCH(int, clickAt);
+    QFETCH(QString, expected);
+    load(*m_view, text + QStringLiteral("\n|"));
+    QSignalSpy clicked(m_view.get(), &MarkdownTextView::linkActivated);
+    const int caret = m_view->textCursor().position();
+    QTest::mouseClick(m_view->viewport(), Qt::LeftButton, {}, pointOf(*m_view, clickAt));
+    QCOMPARE(clicked.count(), 1);
+    QCOMPARE(clicked.first().first().toString(), expected);
+    QCOMPARE(m_view->textCursor().position(), caret);
+    QCOMPARE(m_view->markdown(), text + u'\n');
+}
+
+void MarkdownTextViewTest::pointerShowsWhatIsClickable()
+{
+    load(*m_view, QStringLiteral("plain [link](u) - [ ] x\n- [ ] box\n|"));
+    QTest::mouseMove(m_view->viewport(), pointOf(*m_view, 8));
+    QTRY_COMPARE(m_view->viewport()->cursor().shape(), Qt::PointingHandCursor);
+    QTest::mouseMove(m_view->viewport(), pointOf(*m_view, 1));
+    QTRY_COMPARE(m_view->viewport()->cursor().shape(), Qt::IBeamCursor);
+    QTest::mouseMove(m_view->viewport(), pointOf(*m_view, 27));
+    QTRY_COMPARE(m_view->viewport()->cursor().shape(), Qt::PointingHandCursor);
+}
+
+void MarkdownTextViewTest::pastedImageDataGoesToTheImporter()
+{
+    QImage image(7, 5, QImage::Format_RGB32);
+    image.fill(Qt::red);
+    QByteArray received;
+    QString baseName;
+    m_view->importAttachmentData = [&](const QByteArray &data, const QString &name) -> std::optional<QString> {
+        received = data;
+        baseName = name;
+        return QStringLiteral("attachments/Pasted%20Image.png");
+    };
+    load(*m_view, QStringLiteral("a |b"));
+    QMimeData mime;
+    mime.setImageData(image);
+    QVERIFY(m_view->canInsertFromMimeData(&mime));
+    m_view->insertFromMimeData(&mime);
+    QCOMPARE(QImage::fromData(received).size(), image.size());
+    QCOMPARE(baseName, QStringLiteral("Pasted Image"));
+    QCOMPARE(drawn(*m_view), QStringLiteral("a ![Pasted Image](attachments/Pasted%20Image.png)|b"));
+
+    // An import that fails inserts nothing at all.
+    m_view->importAttachmentData = [](const QByteArray &, const QString &) { return std::optional<QString>(); };
+    m_view->insertFromMimeData(&mime);
+    QCOMPARE(drawn(*m_view), QStringLiteral("a ![Pasted Image](attachments/Pasted%20Image.png)|b"));
+}
+
+void MarkdownTextViewTest::droppedImageFilesGoToTheImporter_data()
+{
+    QTest::addColumn<QStringList>("files");
+    QTest::addColumn<QString>("expected");
+    QTest::newRow("nominal: one picture") << QStringList{"cat.png"} << "![cat](attachments/cat.png)|";
+    QTest::newRow("nominal: two pictures, one per line")
+        << QStringList{"cat.png", "dog.jpg"} << "![cat](attachments/cat.png)\n![dog](attachments/dog.jpg)|";
+}
+
+void MarkdownTextViewTest::droppedImageFilesGoToTheImporter()
+{
+    QFETCH(QStringList, files);
+    QFETCH(QString, expected);
+    QTemporaryDir folder;
+    QList<QUrl> urls;
+    for (const QString &name : files) {
+        QImage image(4, 4, QImage::Format_RGB32);
+        image.fill(Qt::blue);
+        QVERIFY(image.save(folder.filePath(name)));
+        urls << QUrl::fromLocalFile(folder.filePath(name));
+    }
+    QList<QUrl> imported;
+    m_view->importAttachmentFile = [&](const QUrl &url) -> std::optional<QString> {
+        imported << url;
+        return QStringLiteral("attachments/") + url.fileName();
+    };
+    load(*m_view, QStringLiteral("|"));
+    QMimeData mime;
+    mime.setUrls(urls);
+    QVERIFY(m_view->canInsertFromMimeData(&mime));
+    m_view->insertFromMimeData(&mime);
+    QCOMPARE(imported, urls);
+    QCOMPARE(drawn(*m_view), expected);
+}
+
+void MarkdownTextViewTest::richTextArrivesAsPlainText()
+{
+    bool importerCalled = false;
+    m_view->importAttachmentFile = [&](const QUrl &) {
+        importerCalled = true;
+        return std::optional<QString>();
+    };
+    load(*m_view, QStringLiteral("x|"));
+    QMimeData mime;
+    mime.setHtml(QStringLiteral("<b style='font-size:40pt'>bold</b> <i>words</i>"));
+    mime.setText(QStringLiteral("bold words"));
+    m_view->insertFromMimeData(&mime);
+    QCOMPARE(m_view->markdown(), QStringLiteral("xbold words"));
+    QTextCursor inserted(m_view->document());
+    inserted.setPosition(3);
+    QVERIFY(!inserted.charFormat().font().bold());
+    QVERIFY(inserted.charFormat().fontPointSize() < 40);
+
+    // A file that is no picture is not imported.
+    QTemporaryDir folder;
+    QFile text(folder.filePath(QStringLiteral("notes.txt")));
+    QVERIFY(text.open(QIODevice::WriteOnly));
+    text.write("hello");
+    text.close();
+    QMimeData files;
+    files.setUrls({QUrl::fromLocalFile(text.fileName())});
+    m_view->insertFromMimeData(&files);
+    QVERIFY(!importerCalled);
+}
+
+void MarkdownTextViewTest::copyCarriesPlainTextOnly()
+{
+    load(*m_view, QStringLiteral("[# Head\n**b**]"));
+    std::unique_ptr<QMimeData> copied(m_view->createMimeDataFromSelection());
+    QCOMPARE(copied->formats(), QStringList{QStringLiteral("text/plain")});
+    QCOMPARE(copied->text(), QStringLiteral("# Head\n**b**"));
+}
+
+void MarkdownTextViewTest::textEditedOnlyForRealEdits()
+{
+    load(*m_view, QStringLiteral("# a\n**b**|"));
+    QSignalSpy edited(m_view.get(), &MarkdownTextView::textEdited);
+    QTest::keyClick(m_view.get(), Qt::Key_Up);
+    QTest::keyClick(m_view.get(), Qt::Key_Down);
+    m_view->setTheme(Theme{15, std::nullopt, true});
+    m_view->highlighter()->restyleAll();
+    m_view->setMarkdown(QStringLiteral("new text"));
+    QCOMPARE(edited.count(), 0);
+
+    QTest::keyClicks(m_view.get(), QStringLiteral("ab"));
+    QCOMPARE(edited.count(), 2);
+    m_view->undo();
+    QCOMPARE(edited.count(), 3);
+    m_view->replaceAllText(QStringLiteral("other"));
+    QCOMPARE(edited.count(), 4);
+}
+
+void MarkdownTextViewTest::setMarkdownKeepsTheSelection_data()
+{
+    QTest::addColumn<QString>("before");
+    QTest::addColumn<QString>("newText");
+    QTest::addColumn<bool>("preserving");
+    QTest::addColumn<QString>("after");
+
+    QTest::newRow("nominal: caret kept") << "abc|def" << "abcXYZ" << true << "abc|XYZ";
+    QTest::newRow("nominal: selection kept") << "a[bc]def" << "aBCdef" << true << "a[BC]def";
+    QTest::newRow("edge: caret clamped to a shorter text") << "abcdef|" << "ab" << true << "ab|";
+    QTest::newRow("nominal: caret to the start otherwise") << "abc|def" << "xyz" << false << "|xyz";
+}
+
+void MarkdownTextViewTest::setMarkdownKeepsTheSelection()
+{
+    QFETCH(QString, before);
+    QFETCH(QString, newText);
+    QFETCH(bool, preserving);
+    QFETCH(QString, after);
+    load(*m_view, before);
+    m_view->setMarkdown(newText, preserving);
+    QCOMPARE(drawn(*m_view), after);
+    QVERIFY(!m_view->document()->isUndoAvailable());
+}
+
+void MarkdownTextViewTest::replaceAllTextIsOneUndoStep()
+{
+    load(*m_view, QStringLiteral("# old\n- item|"));
+    m_view->replaceAllText(QStringLiteral("brand\nnew **text**"));
+    QCOMPARE(m_view->markdown(), QStringLiteral("brand\nnew **text**"));
+    m_view->undo();
+    QCOMPARE(m_view->markdown(), QStringLiteral("# old\n- item"));
+    QVERIFY(!m_view->document()->isUndoAvailable());
+    m_view->redo();
+    QCOMPARE(m_view->markdown(), QStringLiteral("brand\nnew **text**"));
+}
+
+void MarkdownTextViewTest::selectMatchFindsAndScrolls()
+{
+    QString text;
+    for (int i = 0; i < 200; ++i)
+        text += QStringLiteral("line %1\n").arg(i);
+    text += QStringLiteral("the Needle here");
+    load(*m_view, u'|' + text);
+    QVERIFY(m_view->selectMatch(QStringLiteral("needle")));
+    QCOMPARE(m_view->textCursor().selectedText(), QStringLiteral("Needle"));
+    QVERIFY(m_view->verticalScrollBar()->value() > 0);
+    QVERIFY(m_view->viewport()->rect().contains(m_view->cursorRect().center()));
+    QVERIFY(!m_view->selectMatch(QStringLiteral("absent")));
+    QVERIFY(!m_view->selectMatch(QString()));
+}
+
+void MarkdownTextViewTest::longNoteIsLaidOutToTheEnd()
+{
+    // After loading, Qt lays a long text out lazily; a restyle near the top during that time used to leave the
+    // rest never laid out.
+    QString text;
+    for (int i = 0; i < 3000; ++i)
+        text += QStringLiteral("- item **%1** with [a link](https://example.com)\n").arg(i);
+    m_view->setMarkdown(text);
+    m_view->resize(300, 320);
+    QTextCursor top(m_view->document());
+    top.setPosition(3);
+    m_view->setTextCursor(top);
+    top.insertText(QStringLiteral("x"));
+    const QTextBlock last = m_view->document()->lastBlock().previous();
+    QVERIFY(last.layout()->lineCount() > 0);
+    QVERIFY(last.layout()->position().y() > 3000 * 10);
+    const qreal bottom = last.layout()->position().y() + last.layout()->boundingRect().height();
+    QVERIFY(m_view->document()->documentLayout()->documentSize().height() > bottom);
+}
+
+void MarkdownTextViewTest::themeAppliesFontAndColours()
+{
+    load(*m_view, QStringLiteral("text|"));
+    QSignalSpy layouts(m_view->document()->documentLayout(), &QAbstractTextDocumentLayout::update);
+    m_view->setTheme(m_view->theme());
+    QCOMPARE(layouts.count(), 0);
+    m_view->setTheme(Theme{18, std::nullopt, true});
+    QCOMPARE(m_view->document()->defaultFont().pointSizeF(), 18.0);
+    QCOMPARE(m_view->palette().color(QPalette::Text), QColor::fromRgbF(0.92f, 0.92f, 0.92f, 1.0f));
+    QCOMPARE(m_view->highlighter()->theme(), (Theme{18, std::nullopt, true}));
+}
+
+QTEST_MAIN(MarkdownTextViewTest)
+#include "tst_markdowntextview.moc"
