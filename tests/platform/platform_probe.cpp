@@ -1,0 +1,82 @@
+// A separate process for the platform tests: the single-instance guard and the keyring only show what they do
+// across processes (another launch, a crashed primary, a session bus without a keyring).
+//
+//   platform_probe instance <name> launch [command...]
+//       Starts like the application: becomes the primary instance and prints "primary", then prints
+//       "received <arguments joined by spaces>" for every command that arrives and exits on "quit"; or, when
+//       another instance is primary, forwards the command and prints "forwarded" or "failed".
+//   platform_probe instance <name> crash
+//       Becomes the primary instance, prints "primary" and dies at once by SIGKILL, leaving its lock behind.
+//   platform_probe keystore <service>
+//       Stores a key, reads it back and asks whether one is stored; prints "store: <error>", "read: <error>" and
+//       "has: yes|no".
+#include "platform/KeyStore.h"
+#include "platform/SingleInstance.h"
+
+#include <QCoreApplication>
+#include <QTextStream>
+
+#include <csignal>
+#include <cstdio>
+#include <unistd.h>
+
+namespace {
+
+void say(const QString &line)
+{
+    QTextStream out(stdout);
+    out << line << '\n';
+    out.flush();
+}
+
+int runInstance(const QString &name, const QString &mode, const QStringList &command)
+{
+    auto *instance = new SingleInstance(name, qApp);
+    if (instance->tryBecomePrimary()) {
+        say(QStringLiteral("primary"));
+        if (mode == QLatin1String("crash"))
+            ::kill(::getpid(), SIGKILL);
+        QObject::connect(instance, &SingleInstance::commandReceived, qApp, [](const QStringList &received) {
+            say(QStringLiteral("received ") + received.join(u' '));
+            if (received == QStringList {QStringLiteral("quit")})
+                QCoreApplication::exit(0);
+        });
+        return QCoreApplication::exec();
+    }
+    QObject::connect(instance, &SingleInstance::forwardFinished, qApp, [](bool delivered) {
+        say(delivered ? QStringLiteral("forwarded") : QStringLiteral("failed"));
+        QCoreApplication::exit(delivered ? 0 : 1);
+    });
+    instance->forward(command);
+    return QCoreApplication::exec();
+}
+
+int runKeyStore(const QString &service)
+{
+    auto *store = new KeyStore(service, qApp);
+    store->storeKey(QStringLiteral("probe-key"), [store](const QString &storeError) {
+        say(QStringLiteral("store: ") + storeError);
+        store->readKey([store](const std::optional<QString> &, const QString &readError) {
+            say(QStringLiteral("read: ") + readError);
+            store->hasKey([](bool has) {
+                say(QStringLiteral("has: ") + (has ? QStringLiteral("yes") : QStringLiteral("no")));
+                QCoreApplication::exit(0);
+            });
+        });
+    });
+    return QCoreApplication::exec();
+}
+
+} // namespace
+
+int main(int argc, char *argv[])
+{
+    QCoreApplication app(argc, argv);
+    const QStringList arguments = QCoreApplication::arguments().mid(1);
+    if (arguments.size() >= 3 && arguments[0] == QLatin1String("instance"))
+        return runInstance(arguments[1], arguments[2], arguments.mid(3));
+    if (arguments.size() == 2 && arguments[0] == QLatin1String("keystore"))
+        return runKeyStore(arguments[1]);
+    std::fputs("usage: platform_probe instance <name> launch|crash [command...] | keystore <service>\n", stderr);
+    return 2;
+}
