@@ -50,17 +50,32 @@ void NoteWindow::setBackgroundColor(const QColor &color)
     update();
 }
 
-void NoteWindow::setFloating(bool floating)
+void NoteWindow::changeFlags(Qt::WindowType flag, bool on)
 {
-    if (isFloating() == floating)
+    if (windowFlags().testFlag(flag) == on)
         return;
     const bool wasVisible = isVisible();
     // Changing window flags re-creates the native window and hides it; show it again where it was.
     const QRect geometry = this->geometry();
-    setWindowFlag(Qt::WindowStaysOnTopHint, floating);
+    setWindowFlag(flag, on);
     setGeometry(geometry);
     if (wasVisible)
         show();
+}
+
+void NoteWindow::setFloating(bool floating)
+{
+    changeFlags(Qt::WindowStaysOnTopHint, floating);
+}
+
+void NoteWindow::setToolWindow(bool tool)
+{
+    // Qt::Tool includes Qt::Window, so clearing it must not clear the window bit as well.
+    if (windowFlags().testFlag(Qt::Tool) == tool)
+        return;
+    changeFlags(Qt::Tool, tool);
+    if (!tool)
+        setWindowFlag(Qt::Window, true);
 }
 
 bool NoteWindow::isFloating() const

@@ -28,6 +28,8 @@ public:
     QColor backgroundColor() const { return m_background; }
     void setFloating(bool floating);
     bool isFloating() const;
+    // In tray mode notes stay out of the taskbar (a tool window); otherwise each note is an ordinary window.
+    void setToolWindow(bool tool);
     bool isLiveResizing() const { return m_liveResize; }
 
 Q_SIGNALS:
@@ -49,6 +51,7 @@ protected:
     void leaveEvent(QEvent *event) override;
 
 private:
+    void changeFlags(Qt::WindowType flag, bool on);
     Qt::Edges edgesAt(const QPoint &position) const;
     void updateCursor(Qt::Edges edges);
     void beginLiveResize();

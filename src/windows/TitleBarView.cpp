@@ -216,7 +216,8 @@ void TitleBarView::paintEvent(QPaintEvent *)
         const QFontMetrics bm(badgeFont);
         const int badgeWidth = bm.horizontalAdvance(badge) + 8;
         const QFontMetrics fm(font);
-        const int nameWidth = std::min(fm.horizontalAdvance(m_title), textArea.width() - badgeWidth - 4);
+        // A little slack: eliding compares against the exact advance, which rounding can nudge over by a pixel.
+        const int nameWidth = std::min(fm.horizontalAdvance(m_title) + 2, textArea.width() - badgeWidth - 4);
         const int total = badgeWidth + 4 + std::max(0, nameWidth);
         const QRect pill(textArea.center().x() - total / 2, 4, badgeWidth, barHeight - 8);
         QColor pillColor = fg;
@@ -257,10 +258,11 @@ void TitleBarView::mouseMoveEvent(QMouseEvent *event)
         return;
     }
     const QPoint global = event->globalPosition().toPoint();
-    if (m_dragPending && (global - m_pressPosition).manhattanLength() >= QApplication::startDragDistance()) {
+    if (m_dragPending && (global - m_pressPosition).manhattanLength() >= moveThreshold) {
         m_dragPending = false;
         // The move starts only once the mouse really moves: handing the pointer to the window manager on the
-        // press itself would swallow the second click of a double-click. Where the window manager can move the
+        // press itself would swallow the second click of a double-click. The window manager moves the window from
+        // where it takes over, so the threshold is kept to a few pixels the user cannot see. Where the window manager can move the
         // window (also on Wayland, where a client may not place its own windows) it does; otherwise the window
         // follows the mouse by hand.
         QWindow *handle = window()->windowHandle();

@@ -15,6 +15,8 @@ class TitleBarView : public QWidget
 
 public:
     static constexpr int barHeight = 20;
+    // How far the mouse must travel with the button down before a press on the bar becomes a move.
+    static constexpr int moveThreshold = 3;
 
     explicit TitleBarView(QWidget *parent = nullptr);
     ~TitleBarView() override;

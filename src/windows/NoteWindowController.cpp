@@ -1,0 +1,584 @@
+#include "windows/NoteWindowController.h"
+
+#include "app/Alerts.h"
+#include "editor/MarkdownStyler.h"
+#include "editor/MarkdownTextView.h"
+#include "notes/NotePalette.h"
+#include "notes/ScreenCoordinates.h"
+#include "store/NoteStore.h"
+#include "windows/NoteMenu.h"
+#include "windows/NoteWindow.h"
+#include "windows/TitleBarView.h"
+#include "windows/Toast.h"
+
+#include <QColorDialog>
+#include <QContextMenuEvent>
+#include <QDir>
+#include <QFileInfo>
+#include <QGuiApplication>
+#include <QLayout>
+#include <QMenu>
+#include <QPropertyAnimation>
+#include <QScreen>
+#include <QScrollBar>
+
+namespace {
+
+QPointer<NoteWindowController> s_colorPanelOwner;
+
+qreal primaryScreenHeight()
+{
+    const auto area = ScreenCoordinates::primaryVisibleArea();
+    return area ? area->primaryScreenHeight : 900;
+}
+
+QPalette lightPalette(bool lightForeground)
+{
+    // Notes always look the same whatever the desktop theme: the note's colour decides, not the system's.
+    QPalette palette;
+    const QColor text = lightForeground ? QColor::fromRgbF(0.92f, 0.92f, 0.92f) : QColor::fromRgbF(0.12f, 0.12f, 0.12f);
+    palette.setColor(QPalette::Text, text);
+    palette.setColor(QPalette::WindowText, text);
+    palette.setColor(QPalette::Base, Qt::transparent);
+    palette.setColor(QPalette::Window, Qt::transparent);
+    palette.setColor(QPalette::Highlight, lightForeground ? QColor(90, 130, 200) : QColor(170, 200, 245));
+    palette.setColor(QPalette::HighlightedText, text);
+    return palette;
+}
+
+} // namespace
+
+NoteWindowController::NoteWindowController(std::unique_ptr<Note> note, NoteStore &store,
+                                           const QString &lastDiskContent, NoteWindowEnvironment environment)
+    : NoteController(std::move(note), store, lastDiskContent)
+    , m_environment(std::move(environment))
+{
+    buildWindow();
+    connectTitleBar();
+    connectEditor();
+
+    // The theme first, so that the text is styled once, in the note's own look.
+    applyAppearance();
+    m_textView->setMarkdown(this->note().body);
+    applyRolledState(false);
+}
+
+NoteWindowController::~NoteWindowController()
+{
+    if (s_colorPanelOwner == this)
+        onWindowClosing();
+}
+
+TitleBarView *NoteWindowController::titleBar() const
+{
+    return m_window->titleBar();
+}
+
+void NoteWindowController::buildWindow()
+{
+    m_window = std::make_unique<NoteWindow>();
+    m_window->setMinimumSize(int(minContentWidth), int(rolledHeight));
+    m_textView = new MarkdownTextView(m_window->body());
+    m_textView->setFrameShape(QFrame::NoFrame);
+    m_textView->viewport()->setAutoFillBackground(false);
+    m_textView->setAutoFillBackground(false);
+    m_textView->setHorizontalScrollBarPolicy(Qt::ScrollBarAlwaysOff);
+    m_textView->document()->setDocumentMargin(6);
+    // A thin, quiet scroll bar that takes the note's colour instead of the desktop style's arrows and trough.
+    m_textView->verticalScrollBar()->setStyleSheet(QStringLiteral(
+        "QScrollBar:vertical { background: transparent; width: 8px; margin: 2px 2px 2px 0; }"
+        "QScrollBar::handle:vertical { background: rgba(0, 0, 0, 60); border-radius: 3px; min-height: 24px; }"
+        "QScrollBar::add-line:vertical, QScrollBar::sub-line:vertical { height: 0; }"
+        "QScrollBar::add-page:vertical, QScrollBar::sub-page:vertical { background: transparent; }"));
+    m_window->body()->layout()->addWidget(m_textView);
+    m_textView->installEventFilter(this);
+    m_textView->viewport()->installEventFilter(this);
+    setWindowFrame(clampToVisible(frameFor(note().meta)));
+}
+
+void NoteWindowController::connectTitleBar()
+{
+    TitleBarView *bar = m_window->titleBar();
+    connect(bar, &TitleBarView::rollClicked, this, &NoteWindowController::toggleRolled);
+    connect(bar, &TitleBarView::pinClicked, this, &NoteWindowController::toggleFloat);
+    connect(bar, &TitleBarView::closeClicked, this, &NoteWindowController::deleteNote);
+    connect(bar, &TitleBarView::renameRequested, this, &NoteWindowController::renameNote);
+    connect(bar, &TitleBarView::renameCommitted, this, [this](const QString &title) { store().rename(this, title); });
+    connect(bar, &TitleBarView::titleEditingEnded, this, [this] {
+        applyAppearance();
+        if (!note().meta.rolledUp)
+            focusEditor();
+    });
+    connect(bar, &TitleBarView::contextMenuRequested, this, [this](const QPoint &at) {
+        auto *menu = new QMenu(m_window.get());
+        populateContextMenu(menu);
+        showContextMenu(at, menu);
+    });
+
+    connect(m_window.get(), &NoteWindow::moved, this, &NoteWindowController::frameChanged);
+    connect(m_window.get(), &NoteWindow::resized, this, &NoteWindowController::onLiveResize);
+    connect(m_window.get(), &NoteWindow::liveResizeEnded, this, [this] { titleBar()->setTitle(note().title()); });
+    connect(m_window.get(), &NoteWindow::activated, this, [this] { store().bringToFront(this); });
+    connect(m_window.get(), &NoteWindow::closing, this, &NoteWindowController::onWindowClosing);
+}
+
+void NoteWindowController::connectEditor()
+{
+    connect(m_textView, &MarkdownTextView::textEdited, this, [this] {
+        note().body = m_textView->markdown();
+        store().scheduleSave(this, NoteStore::editSaveDelay);
+    });
+    connect(m_textView, &MarkdownTextView::linkActivated, this, &NoteWindowController::handleLink);
+    m_textView->importAttachmentFile = [this](const QUrl &file) {
+        return store().importAttachment(file.toLocalFile());
+    };
+    m_textView->importAttachmentData = [this](const QByteArray &data, const QString &baseName) {
+        return store().importAttachment(data, baseName);
+    };
+}
+
+// --- Geometry
+
+QRectF NoteWindowController::frameFor(const NoteMetadata &meta)
+{
+    QRectF frame(meta.x, meta.y, std::max(meta.width, minContentWidth), std::max(meta.height, minContentHeight));
+    if (meta.rolledUp) {
+        frame.moveTop(meta.y + frame.height() - rolledHeight);
+        frame.setHeight(rolledHeight);
+    }
+    return frame;
+}
+
+QRectF NoteWindowController::clampToVisible(const QRectF &rect, const QList<QRectF> &visibleFrames,
+                                            const std::optional<QRectF> &mainFrame)
+{
+    std::optional<QRectF> chosen;
+    for (const QRectF &frame : visibleFrames) {
+        if (frame.intersects(rect)) {
+            chosen = frame;
+            break;
+        }
+    }
+    if (!chosen)
+        chosen = mainFrame;
+    if (!chosen)
+        return rect;
+    // Bottom-up rectangles: QRectF's "top" is the smaller y, which here is the bottom edge.
+    const QRectF &v = *chosen;
+    QRectF r = rect;
+    r.setWidth(std::min(r.width(), v.width()));
+    r.setHeight(std::min(r.height(), v.height()));
+    if (r.right() > v.right())
+        r.moveLeft(v.right() - r.width());
+    if (r.left() < v.left())
+        r.moveLeft(v.left());
+    if (r.bottom() > v.bottom())
+        r.moveTop(v.bottom() - r.height());
+    if (r.top() < v.top())
+        r.moveTop(v.top());
+    return r;
+}
+
+QRectF NoteWindowController::clampToVisible(const QRectF &rect)
+{
+    const qreal height = primaryScreenHeight();
+    QList<QRectF> frames;
+    for (QScreen *screen : QGuiApplication::screens())
+        frames.append(ScreenCoordinates::toFileRect(screen->availableGeometry(), height));
+    std::optional<QRectF> main;
+    if (QScreen *primary = QGuiApplication::primaryScreen())
+        main = ScreenCoordinates::toFileRect(primary->availableGeometry(), height);
+    return clampToVisible(rect, frames, main);
+}
+
+bool NoteWindowController::platformReportsPositions()
+{
+    return !QGuiApplication::platformName().startsWith(QLatin1String("wayland"));
+}
+
+void NoteWindowController::setWindowFrame(const QRectF &fileRect)
+{
+    const QRect qtRect = ScreenCoordinates::toQtRect(fileRect, primaryScreenHeight()).toAlignedRect();
+    const bool wasSuppressed = m_suppressFrameCallbacks;
+    m_suppressFrameCallbacks = true;
+    m_window->setGeometry(qtRect);
+    m_suppressFrameCallbacks = wasSuppressed;
+}
+
+QRectF NoteWindowController::windowFileRect() const
+{
+    return ScreenCoordinates::toFileRect(QRectF(m_window->geometry()), primaryScreenHeight());
+}
+
+void NoteWindowController::frameChanged()
+{
+    if (m_suppressFrameCallbacks || m_closing)
+        return;
+    const QRectF frame = windowFileRect();
+    NoteMetadata &meta = note().meta;
+    const NoteMetadata before = meta;
+    const bool positionKnown = platformReportsPositions();
+    if (positionKnown)
+        meta.x = frame.x();
+    meta.width = frame.width();
+    if (!meta.rolledUp) {
+        if (positionKnown)
+            meta.y = frame.y();
+        meta.height = frame.height();
+    } else if (positionKnown) {
+        // A rolled-up strip stores where the unrolled note would stand: its top edge stays put.
+        meta.y = frame.y() + rolledHeight - meta.height;
+    }
+    // Showing a window reports its (unchanged) frame too; only a real move or resize is the user's doing.
+    if (meta == before)
+        return;
+    changed(true);
+}
+
+void NoteWindowController::onLiveResize()
+{
+    if (m_suppressFrameCallbacks)
+        return;
+    if (m_window->isLiveResizing()) {
+        const QSize size = m_window->size();
+        titleBar()->setTitle(QStringLiteral("%1 × %2").arg(size.width()).arg(size.height()));
+    }
+    frameChanged();
+}
+
+void NoteWindowController::applyFrame()
+{
+    setWindowFrame(clampToVisible(frameFor(note().meta)));
+}
+
+// --- Appearance
+
+void NoteWindowController::applyAppearance()
+{
+    const NoteMetadata &meta = note().meta;
+    const Settings &settings = store().settings();
+    const QColor display = NotePalette::displayColor(NotePalette::sourceHex(meta.color, meta.isPrompt), settings);
+    const bool lightForeground = NotePalette::usesLightForeground(display);
+
+    m_window->setBackgroundColor(display);
+    TitleBarView *bar = titleBar();
+    bar->setBarColor(meta.rolledUp ? display : NotePalette::blendedTowardsBlack(display, 0.1));
+    bar->setUsesLightForeground(lightForeground);
+    bar->setRolledUp(meta.rolledUp);
+    bar->setPinned(meta.floatOnTop);
+    bar->setShowsPromptBadge(meta.isPrompt);
+    bar->setCloseToolTip(meta.adopt ? tr("Close note (file is kept)") : tr("Delete note"));
+    if (!m_window->isLiveResizing())
+        bar->setTitle(note().title());
+    m_window->setWindowTitle(note().title());
+    m_window->setFloating(meta.floatOnTop);
+    m_textView->setPalette(lightPalette(lightForeground));
+
+    Theme theme = m_textView->theme();
+    const Theme wanted{meta.fontSize, settings.noteFontFamily(), lightForeground};
+    if (!(theme == wanted))
+        m_textView->setTheme(wanted);
+}
+
+void NoteWindowController::applyRolledState(bool animated)
+{
+    const bool wasSuppressed = m_suppressFrameCallbacks;
+    m_suppressFrameCallbacks = true;
+    const NoteMetadata &meta = note().meta;
+    const QRect current = m_window->geometry();
+    const int height = meta.rolledUp ? int(rolledHeight) : int(std::lround(std::max(meta.height, minContentHeight)));
+    // The top edge stays where it is; the window grows or shrinks downwards.
+    const QRect target(current.left(), current.top(), current.width(), height);
+
+    m_textView->setVisible(!meta.rolledUp);
+    if (meta.rolledUp) {
+        m_window->setMinimumSize(int(minContentWidth), int(rolledHeight));
+        m_window->setMaximumSize(QWIDGETSIZE_MAX, int(rolledHeight));
+    } else {
+        m_window->setMinimumSize(int(minContentWidth), int(minContentHeight));
+        m_window->setMaximumSize(QWIDGETSIZE_MAX, QWIDGETSIZE_MAX);
+    }
+    if (animated && m_window->isVisible() && target != current) {
+        auto *animation = new QPropertyAnimation(m_window.get(), "geometry", this);
+        animation->setDuration(120);
+        animation->setEndValue(target);
+        connect(animation, &QPropertyAnimation::finished, this, [this, wasSuppressed] {
+            m_suppressFrameCallbacks = wasSuppressed;
+        });
+        animation->start(QAbstractAnimation::DeleteWhenStopped);
+        return;
+    }
+    m_window->setGeometry(target);
+    m_suppressFrameCallbacks = wasSuppressed;
+}
+
+// --- Window operations
+
+void NoteWindowController::orderFront(bool makeKey)
+{
+    // A window manager focuses windows as they appear; a note brought up without being asked to take the focus
+    // (at launch, on reopen) must not, or every note would be raised and its file rewritten at every start.
+    m_window->setAttribute(Qt::WA_ShowWithoutActivating, !makeKey);
+    m_window->show();
+    m_window->raise();
+    if (makeKey) {
+        m_window->activateWindow();
+        if (!note().meta.rolledUp)
+            m_textView->setFocus(Qt::OtherFocusReason);
+    }
+}
+
+void NoteWindowController::orderOut()
+{
+    m_window->hide();
+}
+
+void NoteWindowController::closeWindow()
+{
+    m_closing = true;
+    onWindowClosing();
+    m_window->hide();
+}
+
+void NoteWindowController::setEditorText(const QString &markdown)
+{
+    m_textView->setMarkdown(markdown, true);
+}
+
+void NoteWindowController::focusEditor()
+{
+    if (note().meta.rolledUp)
+        return;
+    m_window->activateWindow();
+    m_textView->setFocus(Qt::OtherFocusReason);
+}
+
+void NoteWindowController::onWindowClosing()
+{
+    if (s_colorPanelOwner != this)
+        return;
+    s_colorPanelOwner = nullptr;
+    QColorDialog *panel = sharedColorPanel();
+    panel->disconnect(this);
+    panel->close();
+}
+
+bool NoteWindowController::eventFilter(QObject *watched, QEvent *event)
+{
+    if (event->type() == QEvent::ContextMenu && (watched == m_textView || watched == m_textView->viewport())) {
+        auto *contextEvent = static_cast<QContextMenuEvent *>(event);
+        // The editor's own text commands first, then everything the note and the application offer.
+        QMenu *menu = m_textView->createStandardContextMenu(contextEvent->pos());
+        menu->setParent(m_window.get(), menu->windowFlags());
+        menu->addSeparator();
+        populateContextMenu(menu);
+        showContextMenu(contextEvent->globalPos(), menu);
+        return true;
+    }
+    return NoteController::eventFilter(watched, event);
+}
+
+void NoteWindowController::showContextMenu(const QPoint &globalPosition, QMenu *menu)
+{
+    menu->setAttribute(Qt::WA_DeleteOnClose);
+    menu->popup(globalPosition);
+}
+
+void NoteWindowController::populateContextMenu(QMenu *menu)
+{
+    NoteMenu::addNoteItems(menu, *this, m_environment.revealTitle);
+    if (m_environment.applicationMenus) {
+        const QList<QMenu *> appMenus = m_environment.applicationMenus();
+        if (!appMenus.isEmpty())
+            menu->addSeparator();
+        for (QMenu *appMenu : appMenus)
+            menu->addMenu(appMenu);
+    }
+}
+
+// --- Actions
+
+void NoteWindowController::changed(bool rememberStyle)
+{
+    store().scheduleSave(this, NoteStore::editSaveDelay);
+    if (rememberStyle)
+        store().rememberStyleDefaults(note().meta);
+}
+
+void NoteWindowController::toggleRolled()
+{
+    NoteMetadata &meta = note().meta;
+    if (!meta.rolledUp)
+        meta.height = std::max(double(m_window->height()), minContentHeight);
+    meta.rolledUp = !meta.rolledUp;
+    applyRolledState(true);
+    applyAppearance();
+    changed(false);
+}
+
+void NoteWindowController::toggleFloat()
+{
+    note().meta.floatOnTop = !note().meta.floatOnTop;
+    applyAppearance();
+    changed(true);
+}
+
+void NoteWindowController::hideNote()
+{
+    if (note().meta.hidden)
+        return;
+    note().meta.hidden = true;
+    orderOut();
+    changed(false);
+    store().postNotesChanged();
+}
+
+void NoteWindowController::setNoteColor(const QString &hex)
+{
+    note().meta.color = hex;
+    applyAppearance();
+    changed(true);
+}
+
+QColorDialog *NoteWindowController::sharedColorPanel()
+{
+    static QPointer<QColorDialog> panel;
+    if (!panel) {
+        panel = new QColorDialog();
+        panel->setOption(QColorDialog::ShowAlphaChannel, false);
+        panel->setOption(QColorDialog::NoButtons, true);
+        panel->setWindowTitle(QObject::tr("Note Color"));
+        panel->setAttribute(Qt::WA_QuitOnClose, false);
+    }
+    return panel;
+}
+
+NoteWindowController *NoteWindowController::colorPanelOwner()
+{
+    return s_colorPanelOwner.data();
+}
+
+void NoteWindowController::pickCustomColor()
+{
+    QColorDialog *panel = sharedColorPanel();
+    if (s_colorPanelOwner && s_colorPanelOwner != this)
+        panel->disconnect(s_colorPanelOwner);
+    s_colorPanelOwner = this;
+    panel->disconnect(this);
+    const auto current = NotePalette::colorFromHexString(note().meta.color);
+    panel->setCurrentColor(current.value_or(*NotePalette::colorFromHexString(QString::fromLatin1(NotePalette::fallbackHex))));
+    connect(panel, &QColorDialog::currentColorChanged, this, &NoteWindowController::customColorChanged);
+    orderFront(false);
+    panel->show();
+    panel->raise();
+    panel->activateWindow();
+}
+
+void NoteWindowController::customColorChanged(const QColor &color)
+{
+    if (s_colorPanelOwner != this)
+        return;
+    setNoteColor(NotePalette::hexString(color));
+}
+
+void NoteWindowController::setFontSize(double size)
+{
+    note().meta.fontSize = std::clamp(size, NoteLimits::minFontSize, NoteLimits::maxFontSize);
+    applyAppearance();
+    changed(true);
+}
+
+void NoteWindowController::biggerFont()
+{
+    setFontSize(note().meta.fontSize + 1);
+}
+
+void NoteWindowController::smallerFont()
+{
+    setFontSize(note().meta.fontSize - 1);
+}
+
+void NoteWindowController::renameNote()
+{
+    orderFront(true);
+    titleBar()->beginTitleEditing(note().title());
+}
+
+void NoteWindowController::duplicateNote()
+{
+    store().duplicate(this);
+}
+
+void NoteWindowController::deleteNote()
+{
+    if (note().meta.adopt) {
+        store().revert(this);
+        return;
+    }
+    Alert alert;
+    alert.style = Alert::Warning;
+    alert.message = QStringLiteral("Delete “%1”?").arg(note().title());
+    alert.informativeText = QStringLiteral("The file %1 will be moved to the Trash.").arg(note().filename);
+    alert.buttons = {QStringLiteral("Move to Trash"), QStringLiteral("Cancel")};
+    if (m_environment.alerts && m_environment.alerts->show(alert) == 0)
+        store().deleteNote(this);
+}
+
+void NoteWindowController::revealInFinder()
+{
+    if (m_environment.revealFile)
+        m_environment.revealFile(store().filePath(note().filename));
+}
+
+void NoteWindowController::togglePrompt()
+{
+    note().meta.isPrompt = !note().meta.isPrompt;
+    applyAppearance();
+    changed(false);
+    store().postNotesChanged();
+}
+
+void NoteWindowController::applyPrompt(const QString &promptFilename)
+{
+    if (m_environment.applyPrompt && !m_aiRequestInFlight && promptFilename != note().filename)
+        m_environment.applyPrompt(promptFilename, note().filename);
+}
+
+// --- Links
+
+bool NoteWindowController::handleLink(const QString &link)
+{
+    const QUrl url(link);
+    if (const auto target = MarkdownStyler::wikiTarget(url)) {
+        store().followWikiLink(*target, this);
+        return true;
+    }
+    const QString decoded = QUrl::fromPercentEncoding(link.toUtf8());
+    if (decoded.startsWith(QLatin1String("attachments/")))
+        return openAttachmentLink(decoded);
+    const QUrl external = url.isValid() ? url : QUrl::fromUserInput(link);
+    const QString scheme = external.scheme().toLower();
+    if (scheme == QLatin1String("http") || scheme == QLatin1String("https") || scheme == QLatin1String("mailto")) {
+        if (m_environment.openUrl)
+            m_environment.openUrl(external);
+        return true;
+    }
+    return false;
+}
+
+bool NoteWindowController::openAttachmentLink(const QString &decodedLink)
+{
+    const QString folder = QDir::cleanPath(store().folder());
+    const QString path = QDir::cleanPath(folder + QLatin1Char('/') + decodedLink);
+    // A link must not climb out of the workspace ("attachments/../../secret"): such a link is refused silently.
+    if (!path.startsWith(folder + QLatin1Char('/')))
+        return false;
+    if (QFileInfo::exists(path)) {
+        if (m_environment.openUrl)
+            m_environment.openUrl(QUrl::fromLocalFile(path));
+    } else {
+        Toast::show(QStringLiteral("Attachment not found: ") + QFileInfo(path).fileName(), Toast::defaultSeconds,
+                    m_window.get());
+    }
+    return true;
+}

@@ -1,0 +1,109 @@
+#pragma once
+
+#include "store/NoteController.h"
+#include "windows/NoteWindowEnvironment.h"
+
+#include <QPointer>
+#include <QRectF>
+
+#include <memory>
+
+class MarkdownTextView;
+class NoteWindow;
+class QColorDialog;
+class QMenu;
+class TitleBarView;
+
+// One visible note: its frameless window, title bar and editor. Turns what the user does to the window (moves,
+// resizes, menu items, title-bar buttons, link clicks) into changes of the note's properties and asks the store to
+// save them; applies the store's external changes to the window.
+class NoteWindowController : public NoteController
+{
+    Q_OBJECT
+
+public:
+    static constexpr double rolledHeight = 20;
+    static constexpr double minContentWidth = 140;
+    static constexpr double minContentHeight = 60;
+
+    NoteWindowController(std::unique_ptr<Note> note, NoteStore &store, const QString &lastDiskContent,
+                         NoteWindowEnvironment environment = {});
+    ~NoteWindowController() override;
+
+    NoteWindow *window() const { return m_window.get(); }
+    TitleBarView *titleBar() const;
+    MarkdownTextView *textView() const { return m_textView; }
+    bool aiRequestInFlight() const { return m_aiRequestInFlight; }
+    void setAiRequestInFlight(bool inFlight) { m_aiRequestInFlight = inFlight; }
+
+    // The note's window frame, in the file's bottom-up convention, corrected onto a visible screen: the first screen
+    // whose visible frame meets the rectangle, else the main one. Width and height shrink to the frame; the left
+    // edge wins over the right and the bottom over the top.
+    static QRectF clampToVisible(const QRectF &rect, const QList<QRectF> &visibleFrames,
+                                 const std::optional<QRectF> &mainFrame);
+    static QRectF clampToVisible(const QRectF &rect);
+    // The frame a note's window takes: its stored frame, the 20-point strip at the same top edge when rolled up.
+    static QRectF frameFor(const NoteMetadata &meta);
+    // Whether the platform tells windows where they are. Wayland does not: a position read there is invented.
+    static bool platformReportsPositions();
+
+    // --- Actions (menu items, title-bar buttons)
+    void toggleRolled();
+    void toggleFloat();
+    void hideNote();
+    void setNoteColor(const QString &hex);
+    void pickCustomColor();
+    void customColorChanged(const QColor &color);
+    void biggerFont();
+    void smallerFont();
+    void renameNote();
+    void duplicateNote();
+    void deleteNote();
+    void revealInFinder();
+    void togglePrompt();
+    void applyPrompt(const QString &promptFilename);
+
+    // Builds the note's context menu: the note items, then the application's menus as submenus.
+    void populateContextMenu(QMenu *menu);
+    // Handles a click on a link in the editor; false when the link is not for the note to open.
+    bool handleLink(const QString &link);
+
+    // --- The store's window operations
+    void orderFront(bool makeKey) override;
+    void orderOut() override;
+    void closeWindow() override;
+    void applyFrame() override;
+    void applyAppearance() override;
+    void applyRolledState(bool animated) override;
+    void setEditorText(const QString &markdown) override;
+    void focusEditor() override;
+
+    // The window moved or was resized by the user: the new frame goes into the note (suppressed while the window
+    // itself changes the frame).
+    void frameChanged();
+    static NoteWindowController *colorPanelOwner();
+
+protected:
+    bool eventFilter(QObject *watched, QEvent *event) override;
+
+private:
+    void buildWindow();
+    void connectTitleBar();
+    void connectEditor();
+    void changed(bool rememberStyle);
+    void setWindowFrame(const QRectF &fileRect);
+    QRectF windowFileRect() const;
+    void showContextMenu(const QPoint &globalPosition, QMenu *menu);
+    void setFontSize(double size);
+    void onLiveResize();
+    void onWindowClosing();
+    bool openAttachmentLink(const QString &decodedLink);
+    static QColorDialog *sharedColorPanel();
+
+    NoteWindowEnvironment m_environment;
+    std::unique_ptr<NoteWindow> m_window;
+    MarkdownTextView *m_textView = nullptr;
+    bool m_suppressFrameCallbacks = false;
+    bool m_aiRequestInFlight = false;
+    bool m_closing = false;
+};

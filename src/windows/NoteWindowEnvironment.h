@@ -1,0 +1,29 @@
+#pragma once
+
+#include <QList>
+#include <QString>
+#include <QUrl>
+
+#include <functional>
+
+class AlertPresenter;
+class QMenu;
+
+// What a note window needs from the application around it. The application fills it in once; tests hand their
+// own functions so that no browser, file manager or modal dialog ever opens.
+struct NoteWindowEnvironment
+{
+    // Answers the delete confirmation and similar questions; without one, destructive questions answer "Cancel".
+    AlertPresenter *alerts = nullptr;
+    // Shows a file selected in the file manager.
+    std::function<void(const QString &filePath)> revealFile;
+    // The title of the reveal item: "Reveal in File Manager" on Linux, "Reveal in Finder" on macOS.
+    QString revealTitle = QStringLiteral("Reveal in File Manager");
+    // Opens a web address, mail address or file with its application.
+    std::function<void(const QUrl &url)> openUrl;
+    // The application's menus, appended as submenus to every note's context menu (there is no global menu bar
+    // on most Linux desktops). Called each time a context menu opens.
+    std::function<QList<QMenu *>()> applicationMenus;
+    // Applying a prompt note to a note (the AI request); absent where this build has no AI client.
+    std::function<void(const QString &promptFilename, const QString &targetFilename)> applyPrompt;
+};
