@@ -1,18 +1,81 @@
 #include "app/AppInfo.h"
 #include "app/CommandLine.h"
+#include "app/TackpadApplication.h"
+#include "platform/QuitSignalHandler.h"
+#include "platform/SingleInstance.h"
 
-#include <QCoreApplication>
+#include <QApplication>
+#include <QIcon>
 #include <QTextStream>
 
-int main(int argc, char *argv[])
+namespace {
+
+void setApplicationNames()
 {
-    QCoreApplication app(argc, argv);
     QCoreApplication::setApplicationName(QString::fromLatin1(AppInfo::name));
     QCoreApplication::setOrganizationName(QString::fromLatin1(AppInfo::organization));
     QCoreApplication::setOrganizationDomain(QString::fromLatin1(AppInfo::organizationDomain));
     QCoreApplication::setApplicationVersion(QString::fromLatin1(AppInfo::version));
+}
 
+// Wayland compositors do not let a client place its windows, so notes would not open where they were left. Where
+// XWayland is at hand, go through it, unless the user chose a platform plugin.
+void preferXWayland()
+{
+    if (qEnvironmentVariableIsSet("QT_QPA_PLATFORM"))
+        return;
+    if (!qEnvironmentVariableIsEmpty("WAYLAND_DISPLAY") && !qEnvironmentVariableIsEmpty("DISPLAY"))
+        qputenv("QT_QPA_PLATFORM", "xcb");
+}
+
+std::optional<int> runConsoleCommand(int argc, char *argv[])
+{
+    QCoreApplication app(argc, argv);
+    setApplicationNames();
     QTextStream out(stdout);
     QTextStream err(stderr);
-    return CommandLine::run(QCoreApplication::arguments(), out, err).value_or(0);
+    return CommandLine::run(QCoreApplication::arguments(), out, err);
+}
+
+} // namespace
+
+int main(int argc, char *argv[])
+{
+    // The icon lives in a static library, whose resources are only linked in when asked for by name.
+    Q_INIT_RESOURCE(app);
+
+    // Console commands (list, new, search, --help, --version) need no display; everything else is the app.
+    if (const std::optional<int> status = runConsoleCommand(argc, argv))
+        return *status;
+
+    preferXWayland();
+    QApplication app(argc, argv);
+    setApplicationNames();
+    QApplication::setDesktopFileName(QString::fromLatin1(AppInfo::reverseDomainId));
+    QApplication::setWindowIcon(QIcon(QStringLiteral(":/icons/app.tackpad.Tackpad.svg")));
+    // Notes come and go; the application lives until the user quits it.
+    QApplication::setQuitOnLastWindowClosed(false);
+
+    const bool newNote = QCoreApplication::arguments().contains(QLatin1String("--new-note"));
+    const QStringList command{newNote ? QStringLiteral("new-note") : QStringLiteral("reopen")};
+
+    SingleInstance instance(QStringLiteral("tackpad"));
+    if (!instance.tryBecomePrimary()) {
+        // Another Tackpad runs: hand it the command and leave.
+        QObject::connect(&instance, &SingleInstance::forwardFinished, &app,
+                         [](bool delivered) { QCoreApplication::exit(delivered ? 0 : 1); });
+        instance.forward(command);
+        return app.exec();
+    }
+
+    TackpadApplication tackpad;
+    // A logout or `kill` quits through the event loop, so pending saves are written (see aboutToQuit).
+    QuitSignalHandler quitSignals;
+    QObject::connect(&quitSignals, &QuitSignalHandler::quitRequested, &app, [] { QCoreApplication::quit(); });
+    QObject::connect(&instance, &SingleInstance::commandReceived, &tackpad, &TackpadApplication::handleCommand);
+    if (!tackpad.launch())
+        return 0;
+    if (newNote)
+        tackpad.handleCommand(command);
+    return app.exec();
 }

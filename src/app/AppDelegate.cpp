@@ -1,0 +1,451 @@
+#include "app/AppDelegate.h"
+
+#include "app/Alerts.h"
+#include "platform/GlobalHotKey.h"
+#include "store/NoteStore.h"
+#include "windows/NoteWindowController.h"
+
+#include <QDir>
+#include <QFileInfo>
+#include <QKeySequence>
+#include <QTimer>
+#include <QUrl>
+
+AppDelegate::AppDelegate(Settings settings, Services services, QObject *parent)
+    : QObject(parent)
+    , m_settings(settings)
+    , m_services(std::move(services))
+    , m_workspaces(settings)
+{
+    connect(&m_workspaces, &WorkspaceList::changed, this, [this] {
+        restartWorkspaceWatcher();
+        Q_EMIT workspacesChanged();
+    });
+    connect(&m_workspaceWatcher, &WorkspaceWatcher::pruneRequested, this,
+            [this] { m_workspaces.pruneDeadWorkspaces(); });
+    m_noteEnvironment.alerts = m_services.alerts;
+}
+
+AppDelegate::~AppDelegate()
+{
+    prepareToQuit();
+}
+
+QString AppDelegate::keyText(const QKeySequence &keys)
+{
+    return keys.toString(QKeySequence::NativeText);
+}
+
+QString AppDelegate::welcomeText()
+{
+    const QString newKey = keyText(QKeySequence(Qt::CTRL | Qt::Key_N));
+    const QString closeKey = keyText(QKeySequence(Qt::CTRL | Qt::Key_W));
+    const QString boldKey = keyText(QKeySequence(Qt::CTRL | Qt::Key_B));
+    const QString italicKey = keyText(QKeySequence(Qt::CTRL | Qt::Key_I));
+    const QString linkKey = keyText(QKeySequence(Qt::CTRL | Qt::Key_K));
+    return QStringLiteral(
+               "# Welcome to Tackpad 👋\n\nThis note is a plain **Markdown** file in the folder you just chose – open it "
+               "in any text editor and changes appear here instantly (and vice versa).\n\n- Drag the title bar to move "
+               "a note\n- **Double-click** the title bar to roll it up\n- Double-click the note's *name* to rename it\n- "
+               "Right-click for colors, **Float on Top**, text size and more\n- %1 makes a new note, %2 deletes the "
+               "current one\n- %3 bold, %4 italic, %5 adds a [link](https://commonmark.org/help/)\n- [ ] Try ticking "
+               "this checkbox\n- [x] Render `code`, ==highlights== and ~~strikethrough~~\n\n> A note's position, size "
+               "and color live in its frontmatter, so your layout travels with your files.")
+        .arg(newKey, closeKey, boldKey, italicKey, linkKey);
+}
+
+QString AppDelegate::allHiddenToastText()
+{
+    return QStringLiteral("All notes in this workspace are hidden – press %1 or use Window → Hidden Notes… to unhide")
+        .arg(keyText(QKeySequence(Qt::CTRL | Qt::SHIFT | Qt::Key_BracketLeft)));
+}
+
+int AppDelegate::ask(const Alert &alert)
+{
+    return m_services.alerts ? m_services.alerts->show(alert) : -1;
+}
+
+void AppDelegate::toast(const QString &text, double seconds)
+{
+    if (m_services.toast)
+        m_services.toast(text, seconds);
+}
+
+void AppDelegate::requestQuit()
+{
+    m_quitRequested = true;
+    if (m_services.quit)
+        m_services.quit();
+}
+
+bool AppDelegate::launch()
+{
+    Settings::registerDefaults();
+    applyGlobalHotKey();
+
+    if (!m_settings.boolValue(SettingsKey::onboardingAccepted)) {
+        const bool agreed = m_services.runOnboarding && m_services.runOnboarding();
+        if (!agreed) {
+            requestQuit();
+            return false;
+        }
+        m_settings.setValue(SettingsKey::onboardingAccepted, true);
+    }
+
+    m_workspaces.pruneDeadWorkspaces();
+    restartWorkspaceWatcher();
+
+    std::optional<QString> candidate;
+    if (const auto url = m_settings.urlValue(SettingsKey::notesFolder); url && url->isLocalFile())
+        candidate = url->toLocalFile();
+    if (!m_settings.boolValue(SettingsKey::reopenLastWorkspace)) {
+        if (const auto startup = m_settings.stringValue(SettingsKey::startupWorkspace);
+            startup && !startup->isEmpty() && QFileInfo(*startup).isDir())
+            candidate = *startup;
+    }
+    if (candidate && QFileInfo(*candidate).isDir())
+        startStore(*candidate, false);
+    else if (!promptForFolder(true, true))
+        return !m_quitRequested;
+    return !m_quitRequested;
+}
+
+void AppDelegate::prepareToQuit()
+{
+    if (m_store)
+        m_store->flushAllSaves();
+    m_workspaceWatcher.stop();
+}
+
+void AppDelegate::applyGlobalHotKey()
+{
+    if (!m_settings.boolValue(SettingsKey::globalNewNoteHotKey)) {
+        if (m_hotKey)
+            m_hotKey->unregisterHotKey();
+        return;
+    }
+    if (!m_hotKey) {
+        m_hotKey = GlobalHotKey::create(this);
+        if (!m_hotKey)
+            return;
+        // The press is queued by the hot key itself, so the note is made outside the native event handler.
+        connect(m_hotKey.get(), &GlobalHotKey::pressed, this, &AppDelegate::newNote);
+    }
+    m_hotKey->registerHotKey();
+}
+
+void AppDelegate::refreshNoteAppearance()
+{
+    if (!m_store)
+        return;
+    for (NoteController *controller : m_store->controllers())
+        controller->applyAppearance();
+}
+
+void AppDelegate::restartWorkspaceWatcher()
+{
+    m_workspaceWatcher.restart(m_workspaces.paths());
+}
+
+// --- Opening a workspace
+
+void AppDelegate::startStore(const QString &folder, bool welcomeCapable)
+{
+    if (m_store) {
+        m_store->shutdown();
+        // Deleting it later lets a caller that is inside one of its callbacks return safely.
+        m_store.release()->deleteLater();
+    }
+    const QString path = WorkspaceList::standardisedPath(folder);
+    m_store = std::make_unique<NoteStore>(path, m_settings);
+    NoteStore *store = m_store.get();
+    store->setAlertPresenter(m_services.alerts);
+    const NoteWindowEnvironment environment = m_noteEnvironment;
+    store->setControllerFactory([this, environment](std::unique_ptr<Note> note, NoteStore &owner,
+                                                    const QString &raw) -> std::unique_ptr<NoteController> {
+        auto controller = std::make_unique<NoteWindowController>(std::move(note), owner, raw, environment);
+        if (onControllerCreated)
+            onControllerCreated(controller.get());
+        return controller;
+    });
+    QPointer<AppDelegate> self(this);
+    store->onFolderMissing = [self] {
+        if (self)
+            self->handleMissingFolder();
+    };
+    connect(store, &NoteStore::notesChanged, this, &AppDelegate::notesChanged);
+
+    store->rescan();
+    store->startWatching();
+    orderWindowsByZ();
+    Q_EMIT storeChanged(store);
+    Q_EMIT notesChanged(store);
+
+    if (m_workspaces.noteWorkspaceOpened(path) == WorkspaceList::Opened::AddedSecond)
+        showWorkspaceTipOnce();
+
+    QPointer<NoteStore> weakStore(store);
+    QTimer::singleShot(0, this, [this, weakStore, welcomeCapable] {
+        if (weakStore && weakStore == m_store.get())
+            postOpenChecks(weakStore, welcomeCapable);
+    });
+}
+
+void AppDelegate::orderWindowsByZ()
+{
+    if (!m_store)
+        return;
+    for (NoteController *controller : m_store->controllers()) {
+        if (controller->note().meta.hidden)
+            controller->orderOut();
+        else
+            controller->orderFront(false);
+    }
+}
+
+void AppDelegate::postOpenChecks(NoteStore *store, bool welcomeCapable)
+{
+    if (store->controllerCount() > 0) {
+        const auto controllers = store->controllers();
+        const bool allHidden = std::all_of(controllers.begin(), controllers.end(),
+                                           [](NoteController *c) { return c->note().meta.hidden; });
+        if (allHidden)
+            toast(allHiddenToastText());
+        return;
+    }
+    // A folder that vanished in the meantime is not "unreadable": the store reports it as missing instead.
+    if (!QFileInfo(store->folder()).isDir())
+        return;
+    const std::optional<int> ordinary = store->ordinaryMarkdownCount();
+    if (!ordinary) {
+        showUnreadableFolderAlert(store->folder());
+        return;
+    }
+    if (*ordinary >= 1 && !m_workspaces.importOfferDeclined(store->folder())) {
+        if (offerBulkImport(*ordinary)) {
+            store->adoptAllOrdinaryMarkdown();
+            return;
+        }
+        m_workspaces.recordImportOfferDeclined(store->folder());
+    }
+    if (welcomeCapable && store->controllerCount() == 0)
+        store->create(welcomeText(), QStringLiteral("Welcome"), 365.0, 365.0, QStringLiteral("#FBF4A6"));
+    if (store->controllerCount() == 0)
+        toast(QStringLiteral("This TackPad workspace contains no notes (yet)"));
+}
+
+void AppDelegate::showUnreadableFolderAlert(const QString &folder)
+{
+    Alert alert;
+    alert.style = Alert::Warning;
+    alert.message = QStringLiteral("TackPad can't read this folder");
+#ifdef Q_OS_MACOS
+    alert.informativeText = QStringLiteral("macOS may be blocking access to “%1”.\n\nCheck System Settings → Privacy & "
+                                           "Security → Files and Folders, then reopen the folder.")
+                                .arg(QFileInfo(folder).fileName());
+#else
+    alert.informativeText = QStringLiteral("You don't have permission to read “%1” (%2).\n\nAsk its owner for access, "
+                                           "or change its permissions, then reopen the folder.")
+                                .arg(QFileInfo(folder).fileName(), folder);
+#endif
+    alert.buttons = {QStringLiteral("OK")};
+    ask(alert);
+}
+
+bool AppDelegate::offerBulkImport(int count)
+{
+    Alert alert;
+    alert.style = Alert::Informational;
+    alert.message = QStringLiteral("Import existing Markdown files?");
+    alert.informativeText = WorkspaceList::bulkImportOfferText(count);
+    alert.buttons = {QStringLiteral("Don't Import"), QStringLiteral("Import")};
+    return ask(alert) == 1;
+}
+
+bool AppDelegate::promptForFolder(bool quitOnCancel, bool createWelcomeIfNoNotes)
+{
+    const std::optional<QString> chosen = m_services.chooseFolder ? m_services.chooseFolder() : std::nullopt;
+    if (chosen && !chosen->isEmpty()) {
+        m_settings.setUrl(SettingsKey::notesFolder, QUrl::fromLocalFile(WorkspaceList::standardisedPath(*chosen)));
+        startStore(*chosen, createWelcomeIfNoNotes);
+        return true;
+    }
+    if (quitOnCancel && !m_store)
+        requestQuit();
+    return false;
+}
+
+void AppDelegate::changeFolder()
+{
+    promptForFolder(false, false);
+}
+
+// --- The folder that vanished, and the guard before acting on the store
+
+void AppDelegate::handleMissingFolder()
+{
+    QString remembered;
+    if (m_store) {
+        remembered = m_store->folder();
+        m_store->shutdown();
+        m_store.release()->deleteLater();
+        Q_EMIT storeChanged(nullptr);
+        Q_EMIT notesChanged(nullptr);
+    }
+    m_workspaces.pruneDeadWorkspaces();
+
+    QString fallback;
+    for (const QString &path : m_workspaces.paths()) {
+        if (path != remembered && QFileInfo(path).isDir()) {
+            fallback = path;
+            break;
+        }
+    }
+    Alert alert;
+    alert.message = QStringLiteral("Notes folder not found");
+    if (!fallback.isEmpty()) {
+        m_settings.setUrl(SettingsKey::notesFolder, QUrl::fromLocalFile(fallback));
+        startStore(fallback, false);
+        alert.style = Alert::Informational;
+        alert.informativeText = QStringLiteral("The folder TackPad was using has been moved or deleted, so I've "
+                                               "switched to your “%1” workspace.")
+                                    .arg(QFileInfo(fallback).fileName());
+        alert.buttons = {QStringLiteral("OK")};
+        ask(alert);
+        return;
+    }
+    alert.style = Alert::Warning;
+    alert.informativeText =
+        QStringLiteral("The folder TackPad was using has been moved or deleted. Choose a folder for your notes.");
+    alert.buttons = {QStringLiteral("Choose Folder…"), QStringLiteral("Quit TackPad")};
+    if (ask(alert) == 0) {
+        promptForFolder(false, true);
+        return;
+    }
+    m_settings.remove(SettingsKey::notesFolder);
+    requestQuit();
+}
+
+void AppDelegate::handleLastWorkspaceRemoved()
+{
+    if (m_store) {
+        m_store->shutdown();
+        m_store.release()->deleteLater();
+        Q_EMIT storeChanged(nullptr);
+        Q_EMIT notesChanged(nullptr);
+    }
+    Alert alert;
+    alert.style = Alert::Warning;
+    alert.message = QStringLiteral("You removed the last workspace");
+    alert.informativeText = QStringLiteral("TackPad needs a notes folder to work with. Choose a folder, or quit.");
+    alert.buttons = {QStringLiteral("Choose Folder…"), QStringLiteral("Quit TackPad")};
+    if (ask(alert) == 0) {
+        promptForFolder(false, true);
+        return;
+    }
+    m_settings.remove(SettingsKey::notesFolder);
+    requestQuit();
+}
+
+bool AppDelegate::ensureStore(bool createWelcomeIfNoNotes)
+{
+    if (m_store && !QFileInfo(m_store->folder()).isDir())
+        handleMissingFolder();
+    else if (!m_store)
+        promptForFolder(false, createWelcomeIfNoNotes);
+    return m_store != nullptr;
+}
+
+void AppDelegate::newNote()
+{
+    if (!ensureStore(true))
+        return;
+    m_store->create(QString(), QStringLiteral("New note"));
+}
+
+void AppDelegate::importMarkdownFile()
+{
+    if (!ensureStore(false))
+        return;
+    const QStringList files = m_services.chooseMarkdownFiles ? m_services.chooseMarkdownFiles() : QStringList();
+    for (const QString &file : files)
+        m_store->importFile(file, false);
+}
+
+bool AppDelegate::reopen()
+{
+    if (!ensureStore(true))
+        return false;
+    orderWindowsByZ();
+    return true;
+}
+
+void AppDelegate::showAllNotes()
+{
+    if (!m_store)
+        return;
+    for (NoteController *controller : m_store->controllers()) {
+        if (controller->note().meta.hidden)
+            controller->unhide(false);
+        else
+            controller->orderFront(false);
+    }
+}
+
+// --- Workspaces
+
+void AppDelegate::switchToWorkspacePath(const QString &path)
+{
+    if (m_store && m_store->folder() == path)
+        return;
+    if (QFileInfo(path).isDir()) {
+        m_settings.setUrl(SettingsKey::notesFolder, QUrl::fromLocalFile(path));
+        startStore(path, false);
+        return;
+    }
+    Alert alert;
+    alert.style = Alert::Warning;
+    if (m_workspaces.isOfflineVolume(path)) {
+        alert.message = QStringLiteral("Workspace unavailable");
+        alert.informativeText = QStringLiteral("“%1” is on a disk that isn't connected right now. Connect it and try "
+                                               "again.")
+                                    .arg(QFileInfo(path).fileName());
+        ask(alert);
+        return;
+    }
+    QStringList list = m_workspaces.paths();
+    list.removeAll(path);
+    m_workspaces.setPaths(list);
+    alert.message = QStringLiteral("Workspace removed");
+    alert.informativeText =
+        QStringLiteral("The folder “%1” no longer exists, so it was removed from your workspaces.").arg(path);
+    ask(alert);
+}
+
+void AppDelegate::switchToWorkspaceIndex(int index)
+{
+    const QStringList list = m_workspaces.paths();
+    if (index >= 0 && index < list.size())
+        switchToWorkspacePath(list[index]);
+}
+
+void AppDelegate::toggleAutoWorkspaces()
+{
+    m_workspaces.setAutoAddEnabled(!m_workspaces.autoAddEnabled());
+}
+
+void AppDelegate::showWorkspaceTipOnce()
+{
+    if (m_settings.boolValue(SettingsKey::workspaceTipShown))
+        return;
+    m_settings.setValue(SettingsKey::workspaceTipShown, true);
+    Alert alert;
+    alert.style = Alert::Informational;
+    alert.message = QStringLiteral("You now have two workspaces");
+    alert.informativeText =
+        QStringLiteral("Every folder you open is added to the Workspaces menu automatically.\n\nSwitch between "
+                       "workspaces with %1–%2, and use Workspaces → Edit Workspaces… to remove or rearrange them.")
+            .arg(keyText(QKeySequence(Qt::CTRL | Qt::Key_1)), keyText(QKeySequence(Qt::CTRL | Qt::Key_0)));
+    alert.buttons = {QStringLiteral("OK")};
+    ask(alert);
+}

@@ -1,0 +1,120 @@
+#pragma once
+
+#include "app/Settings.h"
+#include "app/WorkspaceList.h"
+#include "app/WorkspaceWatcher.h"
+#include "windows/NoteWindowEnvironment.h"
+
+#include <QObject>
+#include <QPointer>
+
+#include <functional>
+#include <memory>
+#include <optional>
+
+class AlertPresenter;
+class GlobalHotKey;
+class NoteStore;
+class NoteController;
+
+// The application object: owns the open workspace's store, decides at launch which folder to open, replaces the
+// store when the user switches workspaces or the folder vanishes, runs the checks that follow every opening (welcome
+// note, import offer, empty and all-hidden messages) and makes sure pending saves reach the disk at quit. Menus,
+// tray and panels are wired around it by AppMenus; the user-facing dialogs come in through `Services`.
+class AppDelegate : public QObject
+{
+    Q_OBJECT
+
+public:
+    // Everything that talks to the user or ends the process, so that tests can answer instead.
+    struct Services
+    {
+        AlertPresenter *alerts = nullptr;
+        // The folder chosen in an open panel ("Select folder for TackPad"); nothing when cancelled.
+        std::function<std::optional<QString>()> chooseFolder;
+        // Markdown files chosen for import; empty when cancelled.
+        std::function<QStringList()> chooseMarkdownFiles;
+        // The first-run dialog; true when the user agreed.
+        std::function<bool()> runOnboarding;
+        // Ends the application (after the current event).
+        std::function<void()> quit;
+        // A short message over a note or the screen, for the given seconds.
+        std::function<void(const QString &text, double seconds)> toast;
+    };
+
+    static constexpr double checksToastSeconds = 3.5;
+
+    AppDelegate(Settings settings, Services services, QObject *parent = nullptr);
+    ~AppDelegate() override;
+
+    // The launch sequence. False when the application must quit (onboarding refused, first folder prompt cancelled).
+    bool launch();
+    // Writes every pending save and stops watching; called when the application is about to quit.
+    void prepareToQuit();
+    // A second launch (or the tray icon): show every note in stacking order, asking for a folder first if needed.
+    bool reopen();
+
+    // --- Actions of the menus, the hot key and the command line
+    void newNote();
+    void importMarkdownFile();
+    void changeFolder();
+    void showAllNotes();
+    void switchToWorkspacePath(const QString &path);
+    void switchToWorkspaceIndex(int index);
+    void toggleAutoWorkspaces();
+    void handleMissingFolder();
+    void handleLastWorkspaceRemoved();
+    void applyGlobalHotKey();
+    // Dark mode and the editor font changed: every open note repaints and restyles at once.
+    void refreshNoteAppearance();
+
+    NoteStore *store() const { return m_store.get(); }
+    Settings &settings() { return m_settings; }
+    WorkspaceList &workspaces() { return m_workspaces; }
+    AlertPresenter *alerts() const { return m_services.alerts; }
+    GlobalHotKey *hotKey() const { return m_hotKey.get(); }
+    bool quitRequested() const { return m_quitRequested; }
+
+    // What note windows are given (menus, file manager, links); AppMenus fills in the menus.
+    NoteWindowEnvironment &noteEnvironment() { return m_noteEnvironment; }
+    // Called for every note window made, e.g. to add the application's shortcuts to it.
+    std::function<void(NoteController *)> onControllerCreated;
+
+    // The welcome note's text, with key combinations in the platform's notation.
+    static QString welcomeText();
+    // The all-hidden message, likewise.
+    static QString allHiddenToastText();
+    static QString keyText(const QKeySequence &keys);
+
+    void startStore(const QString &folder, bool welcomeCapable);
+    void postOpenChecks(NoteStore *store, bool welcomeCapable);
+    bool promptForFolder(bool quitOnCancel, bool createWelcomeIfNoNotes);
+
+Q_SIGNALS:
+    // The set of notes (or their hidden state) of the open store changed; also sent when the store is replaced.
+    void notesChanged(NoteStore *store);
+    void storeChanged(NoteStore *store);
+    void workspacesChanged();
+    // "Edit Workspaces…" was chosen; the application shows the editor.
+    void workspacesEditRequested();
+
+private:
+    bool ensureStore(bool createWelcomeIfNoNotes);
+    void orderWindowsByZ();
+    void requestQuit();
+    void toast(const QString &text, double seconds = checksToastSeconds);
+    int ask(const struct Alert &alert);
+    void showWorkspaceTipOnce();
+    bool offerBulkImport(int count);
+    void showUnreadableFolderAlert(const QString &folder);
+    void restartWorkspaceWatcher();
+
+    Settings m_settings;
+    Services m_services;
+    WorkspaceList m_workspaces;
+    WorkspaceWatcher m_workspaceWatcher;
+    std::unique_ptr<NoteStore> m_store;
+    std::unique_ptr<GlobalHotKey> m_hotKey;
+    NoteWindowEnvironment m_noteEnvironment;
+    bool m_quitRequested = false;
+};

@@ -1,0 +1,135 @@
+#pragma once
+
+#include "app/Settings.h"
+
+#include <QDialog>
+#include <QList>
+#include <QPointer>
+
+class GlobalHotKey;
+class KeyStore;
+class QCheckBox;
+class QColorDialog;
+class QComboBox;
+class QDialogButtonBox;
+class QDoubleSpinBox;
+class QGroupBox;
+class QLabel;
+class QLineEdit;
+class QPushButton;
+class QWidget;
+
+// The settings sheet: every preference of the application plus the Anthropic API key. Controls show the current
+// settings when the dialog opens; nothing is written until Done.
+//
+// Done first stores or removes the API key (when the user asked for either), waiting for the keyring's answer with
+// the dialog's controls disabled. If the keyring refuses, the dialog stays open with the keyring's message and
+// nothing at all is written, so Cancel still means "no change". Otherwise every control's value is written and
+// `applied` is emitted before the dialog closes. Cancel writes nothing and closes a colour dialog opened from here.
+class SettingsDialog : public QDialog {
+    Q_OBJECT
+
+public:
+    // Ranges of the fixed new-note fields: the same limits the note file format clamps to.
+    static constexpr double minWidth = 140;
+    static constexpr double maxWidth = 20000;
+    static constexpr double minHeight = 60;
+    static constexpr double maxHeight = 20000;
+    static constexpr double minFontSize = 8;
+    static constexpr double maxFontSize = 48;
+
+    // Placeholder texts of the API key field.
+    static QString checkingPlaceholder();
+    static QString noKeyPlaceholder();
+    static QString storedKeyPlaceholder();
+    static QString removalPlaceholder();
+
+    // `keyStore` and `hotKey` may be null: without a key store the key field says that no keyring is available;
+    // without a hot key only the shortcut's general explanation is shown.
+    SettingsDialog(Settings settings, KeyStore *keyStore, GlobalHotKey *hotKey, QWidget *parent = nullptr);
+    ~SettingsDialog() override;
+
+    // Replaces the key store and checks afresh whether it holds a key.
+    void setKeyStore(KeyStore *keyStore);
+
+    void done(int result) override;
+
+Q_SIGNALS:
+    // Every value has been written and the key stored or removed: time to apply the activation mode, the hot key,
+    // dark mode and the editor font everywhere.
+    void applied();
+
+private:
+    enum class KeyState { Checking, Absent, Stored, MarkedForRemoval, Unavailable };
+
+    QGroupBox *buildNewNoteSection();
+    QGroupBox *buildStartupSection();
+    QGroupBox *buildDesktopSection();
+    QGroupBox *buildAppearanceSection();
+    QGroupBox *buildAiSection();
+    QWidget *buildButtonRow();
+    void alignLabelColumns(const QList<QGroupBox *> &sections);
+    int checkBoxTextIndent() const;
+
+    void loadValues();
+    void fillColorChoices();
+    void selectColor(const QString &hex);
+    void refreshColorIcons();
+    void colorChoiceActivated(int index);
+    void customColorChosen(const QColor &color);
+    void fillWorkspaceChoices();
+    void fillFontChoices();
+    void refreshEnabledState();
+    void refreshHotKeyNote();
+
+    void checkStoredKey();
+    void showKeyState(KeyState state, const QString &problem = QString());
+    void markKeyForRemoval();
+
+    void finish();
+    void keyOperationFinished(const QString &error);
+    void writeValues();
+    void writeBool(const char *key, bool value);
+    void writeDouble(const char *key, double value);
+    void setBusy(bool busy);
+
+    Settings m_settings;
+    QPointer<KeyStore> m_keyStore;
+    QPointer<GlobalHotKey> m_hotKey;
+    KeyState m_keyState = KeyState::Checking;
+    // Distinguishes the answer of the current check from one of an earlier key store.
+    int m_keyCheck = 0;
+    bool m_busy = false;
+    // The hot-key setting as the application last applied it: whether a missing registration is news to the user.
+    bool m_hotKeyWasOn = false;
+    int m_previousColorIndex = 0;
+
+    QCheckBox *m_usePrevious = nullptr;
+    // The fixed new-note style and its labels: usable only while the previous note's style is not used.
+    QList<QWidget *> m_fixedWidgets;
+    QDoubleSpinBox *m_width = nullptr;
+    QDoubleSpinBox *m_height = nullptr;
+    QDoubleSpinBox *m_fontSize = nullptr;
+    QComboBox *m_color = nullptr;
+    QCheckBox *m_float = nullptr;
+    QColorDialog *m_colorDialog = nullptr;
+
+    QCheckBox *m_reopen = nullptr;
+    QComboBox *m_startupWorkspace = nullptr;
+
+    QCheckBox *m_menuBarMode = nullptr;
+    QLabel *m_noTrayNote = nullptr;
+    QCheckBox *m_hotKeyBox = nullptr;
+    QLabel *m_hotKeyNote = nullptr;
+
+    QCheckBox *m_darkMode = nullptr;
+    QComboBox *m_font = nullptr;
+
+    QLineEdit *m_apiKey = nullptr;
+    QPushButton *m_removeKey = nullptr;
+    QLabel *m_keyProblem = nullptr;
+    QLineEdit *m_model = nullptr;
+
+    QDialogButtonBox *m_buttons = nullptr;
+    QPushButton *m_done = nullptr;
+};

@@ -1,0 +1,177 @@
+// The real `tackpad` binary as a user meets it, under Xvfb with openbox (scripts/headless --x11), with a home
+// folder of its own: first start, new notes, typing, edits made by other programs, quitting, a second launch.
+#include <QDir>
+#include <QFile>
+#include <QProcess>
+#include <QSignalSpy>
+#include <QTemporaryDir>
+#include <QTest>
+
+namespace {
+
+QString readFile(const QString &path)
+{
+    QFile file(path);
+    return file.open(QIODevice::ReadOnly) ? QString::fromUtf8(file.readAll()) : QString();
+}
+
+// Runs xdotool to the end without blocking the test's event loop.
+bool xdotool(const QStringList &arguments, int timeoutMs = 10000)
+{
+    QProcess process;
+    QSignalSpy finished(&process, &QProcess::finished);
+    process.start(QStringLiteral("xdotool"), arguments);
+    return finished.wait(timeoutMs) && process.exitCode() == 0;
+}
+
+// Waits for a mapped window with exactly this title, activates it and waits until it has the focus. A window
+// found a moment before it is mapped cannot be activated yet, so this tries again until it can.
+bool activateWindow(const QString &title)
+{
+    const QStringList arguments{u"search"_qs, u"--sync"_qs, u"--onlyvisible"_qs, u"--name"_qs,
+                                u"^"_qs + QRegularExpression::escape(title) + u"$"_qs, u"windowactivate"_qs,
+                                u"--sync"_qs};
+    return QTest::qWaitFor([&] { return xdotool(arguments); }, 15000);
+}
+
+} // namespace
+
+class TestEndToEnd : public QObject
+{
+    Q_OBJECT
+
+private Q_SLOTS:
+    void init();
+    void cleanup();
+    void firstStartTypingExternalEditsAndQuit();
+
+private:
+    QProcessEnvironment environment() const;
+    QProcess *start(const QStringList &arguments);
+    bool waitForLog(const QString &text, int timeoutMs = 10000);
+    QString notes() const { return m_home->filePath(u"Notes"_qs); }
+    QStringList noteFiles() const { return QDir(notes()).entryList({u"*.md"_qs}, QDir::Files, QDir::Name); }
+
+    std::unique_ptr<QTemporaryDir> m_home;
+    QList<QProcess *> m_processes;
+    QString m_log;
+};
+
+void TestEndToEnd::init()
+{
+    m_home = std::make_unique<QTemporaryDir>();
+    for (const char *folder : {".config", ".local/share", ".cache", "runtime", "Notes"})
+        QVERIFY(QDir(m_home->path()).mkpath(QString::fromLatin1(folder)));
+    QFile::setPermissions(m_home->filePath(u"runtime"_qs), QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner);
+    m_log.clear();
+}
+
+void TestEndToEnd::cleanup()
+{
+    for (QProcess *process : std::as_const(m_processes)) {
+        if (process->state() != QProcess::NotRunning) {
+            process->kill();
+            process->waitForFinished(5000);
+        }
+        delete process;
+    }
+    m_processes.clear();
+}
+
+QProcessEnvironment TestEndToEnd::environment() const
+{
+    QProcessEnvironment env = QProcessEnvironment::systemEnvironment();
+    env.insert(u"HOME"_qs, m_home->path());
+    env.insert(u"XDG_CONFIG_HOME"_qs, m_home->filePath(u".config"_qs));
+    env.insert(u"XDG_DATA_HOME"_qs, m_home->filePath(u".local/share"_qs));
+    env.insert(u"XDG_CACHE_HOME"_qs, m_home->filePath(u".cache"_qs));
+    env.insert(u"XDG_RUNTIME_DIR"_qs, m_home->filePath(u"runtime"_qs));
+    env.insert(u"QT_QPA_PLATFORM"_qs, u"xcb"_qs);
+    // The store says when it has taken in another program's change: the test's cue to go on typing.
+    env.insert(u"QT_LOGGING_RULES"_qs, u"tackpad.store.debug=true"_qs);
+    return env;
+}
+
+QProcess *TestEndToEnd::start(const QStringList &arguments)
+{
+    auto *process = new QProcess;
+    process->setProcessEnvironment(environment());
+    process->setProcessChannelMode(QProcess::MergedChannels);
+    connect(process, &QProcess::readyRead, this, [this, process] { m_log += QString::fromUtf8(process->readAll()); });
+    process->start(QStringLiteral(TACKPAD_BINARY), arguments);
+    m_processes.append(process);
+    return process;
+}
+
+bool TestEndToEnd::waitForLog(const QString &text, int timeoutMs)
+{
+    QDeadlineTimer deadline(timeoutMs);
+    while (!m_log.contains(text) && !deadline.hasExpired())
+        QTest::qWait(20); // runs the event loop, which reads the application's output
+    return m_log.contains(text);
+}
+
+void TestEndToEnd::firstStartTypingExternalEditsAndQuit()
+{
+    QProcess *app = start({});
+    QVERIFY(app->waitForStarted());
+
+    // First start: the welcome dialog, then the folder panel.
+    QVERIFY(activateWindow(u"Welcome to Tackpad"_qs));
+    QVERIFY(xdotool({u"key"_qs, u"Return"_qs}));
+    QVERIFY(activateWindow(u"Select folder for TackPad"_qs));
+    QVERIFY(xdotool({u"type"_qs, u"--delay"_qs, u"20"_qs, notes()}));
+    QVERIFY(xdotool({u"key"_qs, u"Return"_qs}));
+    // The typed folder path may first only open the folder in the panel; Return again then chooses it.
+    if (!QTest::qWaitFor([&] { return !noteFiles().isEmpty(); }, 2000))
+        QVERIFY(xdotool({u"key"_qs, u"Return"_qs}));
+    QTRY_COMPARE_WITH_TIMEOUT(noteFiles(), QStringList{u"Welcome.md"_qs}, 10000);
+    QVERIFY(readFile(notes() + u"/Welcome.md"_qs).startsWith(u"---\ntackpad: \""_qs));
+    QVERIFY(readFile(notes() + u"/Welcome.md"_qs).contains(u" w365 h365 "_qs));
+
+    // Ctrl+N in a note makes a new note with the keyboard focus; typing reaches its file.
+    QVERIFY(activateWindow(u"Welcome"_qs));
+    QVERIFY(xdotool({u"key"_qs, u"ctrl+n"_qs}));
+    QTRY_COMPARE_WITH_TIMEOUT(noteFiles(), (QStringList{u"New note.md"_qs, u"Welcome.md"_qs}), 10000);
+    const QString newNote = notes() + u"/New note.md"_qs;
+    QVERIFY(activateWindow(u"New note"_qs));
+    QVERIFY(xdotool({u"type"_qs, u"--delay"_qs, u"20"_qs, u"first line"_qs}));
+    QTRY_VERIFY_WITH_TIMEOUT(readFile(newNote).endsWith(u"\n---\nfirst line"_qs), 10000);
+
+    // Another program appends to the file; the window takes it in, and the next edit keeps both.
+    {
+        QFile file(newNote);
+        QVERIFY(file.open(QIODevice::Append));
+        file.write("\nappended elsewhere");
+    }
+    QVERIFY(waitForLog(u"applying an external change to New note.md"_qs));
+    QVERIFY(xdotool({u"key"_qs, u"ctrl+End"_qs}));
+    QVERIFY(xdotool({u"type"_qs, u"--delay"_qs, u"20"_qs, u" and more"_qs}));
+    QTRY_VERIFY_WITH_TIMEOUT(readFile(newNote).endsWith(u"\n---\nfirst line\nappended elsewhere and more"_qs), 10000);
+
+    // A second launch asks the running instance for a new note and leaves.
+    QProcess *second = start({u"--new-note"_qs});
+    QVERIFY(second->waitForFinished(10000));
+    QCOMPARE(second->exitCode(), 0);
+    QTRY_COMPARE_WITH_TIMEOUT(noteFiles().size(), 3, 10000);
+
+    // Quitting right after typing writes the edit that was still waiting for its save.
+    QVERIFY(activateWindow(u"New note"_qs));
+    QVERIFY(xdotool({u"type"_qs, u"--delay"_qs, u"20"_qs, u"!"_qs}));
+    QVERIFY(xdotool({u"key"_qs, u"ctrl+q"_qs}));
+    if (!app->waitForFinished(10000)) { QProcess p; p.start(u"bash"_qs, {u"-c"_qs, u"echo active: $(xdotool getactivewindow getwindowname); for w in $(xdotool search --onlyvisible --name .); do echo visible: $(xdotool getwindowname $w); done"_qs}); p.waitForFinished(); qDebug().noquote() << p.readAll() << m_log.right(1500) << readFile(newNote); }
+    QVERIFY(app->state() == QProcess::NotRunning);
+    QCOMPARE(app->exitStatus(), QProcess::NormalExit);
+    QVERIFY2(readFile(newNote).endsWith(u"appended elsewhere and more!"_qs), qPrintable(readFile(newNote)));
+}
+
+int main(int argc, char **argv)
+{
+    if (qEnvironmentVariableIsEmpty("DISPLAY"))
+        return 77; // needs the X server of scripts/headless --x11
+    QCoreApplication app(argc, argv);
+    TestEndToEnd test;
+    return QTest::qExec(&test, argc, argv);
+}
+
+#include "tst_endtoend_x11.moc"
