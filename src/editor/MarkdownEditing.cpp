@@ -64,27 +64,27 @@ std::optional<EditPlan> returnInList(const Paragraph &line, qsizetype caretInLin
     EditPlan plan;
     if (empty) {
         // An empty item ends the list: the prefix goes, the line stays as an empty paragraph.
-        plan.edits.append(Edit{line.start, line.text.size(), QString()});
+        plan.edits.append(Edit {line.start, line.text.size(), QString()});
         plan.anchor = plan.position = line.start;
         return plan;
     }
     const QString inserted = u'\n' + prefix->continuation();
-    plan.edits.append(Edit{line.start + caretInLine, 0, inserted});
+    plan.edits.append(Edit {line.start + caretInLine, 0, inserted});
     plan.anchor = plan.position = line.start + caretInLine + inserted.size();
     return plan;
 }
 
-std::optional<EditPlan> shiftListItems(const QList<Paragraph> &paragraphs, qsizetype anchor, qsizetype position,
-                                       bool outdent)
+std::optional<EditPlan> shiftListItems(
+    const QList<Paragraph> &paragraphs, qsizetype anchor, qsizetype position, bool outdent)
 {
     EditPlan plan;
     for (const Paragraph &paragraph : paragraphs) {
         if (!MarkdownStyler::listPrefix(paragraph.text))
             continue;
         if (!outdent) {
-            plan.edits.append(Edit{paragraph.start, 0, indentUnit});
+            plan.edits.append(Edit {paragraph.start, 0, indentUnit});
         } else if (const qsizetype remove = outdentLength(paragraph.text); remove > 0) {
-            plan.edits.append(Edit{paragraph.start, remove, QString()});
+            plan.edits.append(Edit {paragraph.start, remove, QString()});
         }
     }
     bool anyItem = false;
@@ -110,7 +110,7 @@ EditPlan toggleWrap(QStringView text, qsizetype selectionStart, qsizetype select
         const qsizetype inside
             = qMin(runLength(text.mid(s, e - s), 0, 1, c), runLength(text.mid(s, e - s), e - s - 1, -1, c));
         if (2 * inside < e - s && isWrappedBy(inside, m)) {
-            plan.edits = {Edit{s, m, QString()}, Edit{e - m, m, QString()}};
+            plan.edits = {Edit {s, m, QString()}, Edit {e - m, m, QString()}};
             plan.anchor = s;
             plan.position = e - 2 * m;
             return plan;
@@ -120,17 +120,17 @@ EditPlan toggleWrap(QStringView text, qsizetype selectionStart, qsizetype select
         // The markers are right around the selection.
         const qsizetype around = qMin(runLength(text, s - 1, -1, c), runLength(text, e, 1, c));
         if (around >= m && isWrappedBy(around, m)) {
-            plan.edits = {Edit{s - m, m, QString()}, Edit{e, m, QString()}};
+            plan.edits = {Edit {s - m, m, QString()}, Edit {e, m, QString()}};
             plan.anchor = s - m;
             plan.position = e - m;
             return plan;
         }
-        plan.edits = {Edit{s, 0, marker.toString()}, Edit{e, 0, marker.toString()}};
+        plan.edits = {Edit {s, 0, marker.toString()}, Edit {e, 0, marker.toString()}};
         plan.anchor = s + m;
         plan.position = e + m;
         return plan;
     }
-    plan.edits = {Edit{s, 0, marker.toString() + marker.toString()}};
+    plan.edits = {Edit {s, 0, marker.toString() + marker.toString()}};
     plan.anchor = plan.position = s + m;
     return plan;
 }
@@ -140,10 +140,10 @@ EditPlan wrapLink(qsizetype selectionStart, qsizetype selectionEnd)
     static const QString placeholder = QStringLiteral("url");
     EditPlan plan;
     if (selectionEnd > selectionStart)
-        plan.edits = {Edit{selectionStart, 0, QStringLiteral("[")},
-                      Edit{selectionEnd, 0, QStringLiteral("](") + placeholder + u')'}};
+        plan.edits = {Edit {selectionStart, 0, QStringLiteral("[")},
+            Edit {selectionEnd, 0, QStringLiteral("](") + placeholder + u')'}};
     else
-        plan.edits = {Edit{selectionStart, 0, QStringLiteral("[](") + placeholder + u')'}};
+        plan.edits = {Edit {selectionStart, 0, QStringLiteral("[](") + placeholder + u')'}};
     // After "[", the text and "](".
     plan.anchor = selectionEnd + 3;
     plan.position = plan.anchor + placeholder.size();
@@ -152,7 +152,7 @@ EditPlan wrapLink(qsizetype selectionStart, qsizetype selectionEnd)
 
 Edit toggleCheckbox(qsizetype boxStart, bool checked)
 {
-    return Edit{boxStart + 1, 1, checked ? QStringLiteral(" ") : QStringLiteral("x")};
+    return Edit {boxStart + 1, 1, checked ? QStringLiteral(" ") : QStringLiteral("x")};
 }
 
 QString imageMarkdown(const QString &link)

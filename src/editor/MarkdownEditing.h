@@ -37,8 +37,8 @@ std::optional<EditPlan> returnInList(const Paragraph &line, qsizetype caretInLin
 
 // Tab (or, with outdent, Shift+Tab) on the list items among the paragraphs a selection touches: indents each by four
 // blanks, or removes one level (a tab or up to four blanks). Nothing when none of them is a list item.
-std::optional<EditPlan> shiftListItems(const QList<Paragraph> &paragraphs, qsizetype anchor, qsizetype position,
-                                       bool outdent);
+std::optional<EditPlan> shiftListItems(
+    const QList<Paragraph> &paragraphs, qsizetype anchor, qsizetype position, bool outdent);
 
 // Ctrl+B ("**") and Ctrl+I ("*"): wraps the selection in the marker, or unwraps it when it is wrapped already (the
 // markers inside the selection or right around it). An empty selection gets an empty pair with the caret inside.

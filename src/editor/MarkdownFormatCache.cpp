@@ -32,8 +32,8 @@ bool familyExists(const std::optional<QString> &name)
 
 QFont bodyFont(const Theme &theme)
 {
-    QFont font = familyExists(theme.fontName) ? QFont(*theme.fontName)
-                                              : QFontDatabase::systemFont(QFontDatabase::GeneralFont);
+    QFont font
+        = familyExists(theme.fontName) ? QFont(*theme.fontName) : QFontDatabase::systemFont(QFontDatabase::GeneralFont);
     font.setPointSizeF(theme.baseSize);
     font.setWeight(QFont::Normal);
     font.setItalic(false);
@@ -76,15 +76,14 @@ qreal screenPixelsPerPoint()
 MarkdownFormatCache::MarkdownFormatCache(const Theme &theme)
     : m_theme(theme)
     , m_pixelsPerPoint(screenPixelsPerPoint())
-    , m_metrics{QFontMetricsF(QFont()), QFontMetricsF(QFont()), QFontMetricsF(QFont()), QFontMetricsF(QFont()),
-                QFontMetricsF(QFont()), QFontMetricsF(QFont()), QFontMetricsF(QFont()), QFontMetricsF(QFont())}
 {
     m_fonts[size_t(FontRole::Body)] = bodyFont(theme);
     for (int level = 1; level <= 6; ++level)
         m_fonts[size_t(level)] = headingFont(theme, level);
     m_fonts[size_t(FontRole::Code)] = codeFont(theme);
-    for (size_t i = 0; i < m_fonts.size(); ++i)
-        m_metrics[i] = QFontMetricsF(m_fonts[i]);
+    m_metrics.reserve(m_fonts.size());
+    for (const QFont &font : m_fonts)
+        m_metrics.emplace_back(font);
 }
 
 QFont MarkdownFormatCache::font(FontRole role) const
@@ -135,19 +134,32 @@ const QTextCharFormat &MarkdownFormatCache::charFormat(const CharStyle &style) c
     if (it != m_charFormats.constEnd())
         return *it;
 
+    // Only what differs from the document's default font (the body font) is set: Qt merges and compares these
+    // formats property by property every time it lays a paragraph out, so fewer properties lay out faster.
     QTextCharFormat format;
-    QFont font = m_fonts[size_t(style.font)];
+    const QFont &font = m_fonts[size_t(style.font)];
     if (style.hidden) {
         // Same size as the visible text so that a line of nothing but hidden markers keeps most of a line's height;
-        // the hidden font's metrics are smaller than any text face's, so it never makes a line taller.
-        font = HiddenFont::font(font.pointSizeF());
+        // the hidden font's metrics are smaller than any text face's, so it never makes a line taller. Normal
+        // weight and no slant: synthetic bold or italic could give its glyphs an advance.
+        const QFont hidden = HiddenFont::font(font.pointSizeF());
+        format.setFontFamilies(hidden.families());
+        format.setFontStyleStrategy(hidden.styleStrategy());
+        format.setFontPointSize(hidden.pointSizeF());
+        format.setFontWeight(QFont::Normal);
+        format.setFontItalic(false);
     } else {
+        if (style.font == FontRole::Code)
+            format.setFontFamilies(font.families());
+        if (style.font != FontRole::Body) {
+            format.setFontPointSize(font.pointSizeF());
+            format.setFontWeight(font.weight());
+        }
         if (style.bold)
-            font.setWeight(QFont::Bold);
+            format.setFontWeight(QFont::Bold);
         if (style.italic)
-            font.setItalic(true);
+            format.setFontItalic(true);
     }
-    format.setFont(font, QTextCharFormat::FontPropertiesAll);
     format.setForeground(color(style.color));
     if (style.background != BackgroundRole::None)
         format.setBackground(background(style.background));

@@ -11,12 +11,12 @@
 #include <QTextCharFormat>
 
 #include <array>
+#include <vector>
 
 // The fonts, colours and formats of one theme: what the style roles of MarkdownStyler look like on screen. Character
 // formats are built once per style and shared, so that paragraphs that look alike share format objects and comparing
 // them is cheap.
-class MarkdownFormatCache
-{
+class MarkdownFormatCache {
 public:
     explicit MarkdownFormatCache(const Theme &theme = {});
 
@@ -47,6 +47,6 @@ private:
     Theme m_theme;
     qreal m_pixelsPerPoint = 96.0 / 72.0;
     std::array<QFont, 8> m_fonts;
-    std::array<QFontMetricsF, 8> m_metrics;
+    std::vector<QFontMetricsF> m_metrics; // one per font role
     mutable QHash<quint32, QTextCharFormat> m_charFormats;
 };

@@ -42,8 +42,7 @@ constexpr int pendingSliceSize = 200;
 // Collects the paragraphs whose formats changed and asks the document to lay them out again. Qt widens one pending
 // "changed" range over every paragraph whose formats are set, and lays out everything inside it; so formats are set
 // in runs of neighbouring paragraphs, and a run is flushed before a paragraph far from it gets new formats.
-class MarkdownHighlighter::DirtyRange
-{
+class MarkdownHighlighter::DirtyRange {
 public:
     explicit DirtyRange(QTextDocument *document)
         : m_document(document)
@@ -198,7 +197,7 @@ std::optional<LinkSpan> MarkdownHighlighter::linkAt(int position) const
         return std::nullopt;
     for (const LinkSpan &link : data->links) {
         if (link.range.contains(position - block.position()))
-            return LinkSpan{{link.range.location + block.position(), link.range.length}, link.target};
+            return LinkSpan {{link.range.location + block.position(), link.range.length}, link.target};
     }
     return std::nullopt;
 }
@@ -213,7 +212,7 @@ std::optional<CheckboxSpan> MarkdownHighlighter::checkboxAt(int position) const
         return std::nullopt;
     for (const CheckboxSpan &box : data->checkboxes) {
         if (box.range.contains(position - block.position()))
-            return CheckboxSpan{{box.range.location + block.position(), box.range.length}, box.checked};
+            return CheckboxSpan {{box.range.location + block.position(), box.range.length}, box.checked};
     }
     return std::nullopt;
 }
@@ -321,7 +320,7 @@ void MarkdownHighlighter::processPendingSlice()
         return;
     ensureLaidOut();
     std::sort(m_frontiers.begin(), m_frontiers.end(),
-              [](const QTextCursor &a, const QTextCursor &b) { return a.position() < b.position(); });
+        [](const QTextCursor &a, const QTextCursor &b) { return a.position() < b.position(); });
     const QTextBlock block = m_frontiers.takeFirst().block();
     DirtyRange dirty(m_document);
     const Propagation propagation = propagate(block, codeAfter(block.previous()), pendingSliceSize, &dirty);
@@ -345,8 +344,8 @@ void MarkdownHighlighter::schedulePending(const QTextBlock &from)
     m_pendingTimer.start();
 }
 
-MarkdownHighlighter::Propagation MarkdownHighlighter::propagate(QTextBlock block, bool inCode, int budget,
-                                                                DirtyRange *dirty)
+MarkdownHighlighter::Propagation MarkdownHighlighter::propagate(
+    QTextBlock block, bool inCode, int budget, DirtyRange *dirty)
 {
     // The first paragraph is always restyled: it is where the stored states stopped agreeing.
     for (bool first = true; block.isValid(); block = block.next(), first = false) {
@@ -395,8 +394,8 @@ bool MarkdownHighlighter::restyleBlock(const QTextBlock &block, bool inCodeBefor
     return inCodeBefore != style.fenceLine;
 }
 
-void MarkdownHighlighter::apply(const QTextBlock &block, const QString &text, const ParagraphStyle &style,
-                                DirtyRange *dirty)
+void MarkdownHighlighter::apply(
+    const QTextBlock &block, const QString &text, const ParagraphStyle &style, DirtyRange *dirty)
 {
     const qreal indent = style.block.listPrefixLength > 0
         ? m_formats.prefixWidth(text, style, m_document->defaultTextOption().tabStopDistance())
@@ -421,8 +420,8 @@ void MarkdownHighlighter::apply(const QTextBlock &block, const QString &text, co
     QList<QTextLayout::FormatRange> ranges;
     ranges.reserve(style.runs.size());
     for (const StyleRun &run : style.runs) {
-        if (!(run.style == CharStyle{}))
-            ranges.append(QTextLayout::FormatRange{int(run.start), int(run.length), m_formats.charFormat(run.style)});
+        if (!(run.style == CharStyle {}))
+            ranges.append(QTextLayout::FormatRange {int(run.start), int(run.length), m_formats.charFormat(run.style)});
     }
     block.layout()->setFormats(ranges);
     BlockFormatWriter::apply(block, m_formats.blockFormat(style.block, indent));

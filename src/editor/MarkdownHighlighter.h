@@ -25,8 +25,7 @@ class QTextDocument;
 // edited fence flips, and the fence lines whose visibility depends on the edit. A paragraph that comes out as it was
 // is neither re-formatted nor laid out again. When a fence flips a long stretch of text, a budget of paragraphs is
 // restyled at once and the rest a slice at a time on the event loop, so typing stays responsive.
-class MarkdownHighlighter : public QObject
-{
+class MarkdownHighlighter : public QObject {
     Q_OBJECT
 
 public:
@@ -92,8 +91,8 @@ private:
     Propagation propagate(QTextBlock block, bool inCode, int budget, DirtyRange *dirty);
     void noteConvergence(const Propagation &propagation);
     void runFenceFixups(DirtyRange *dirty);
-    void apply(const QTextBlock &block, const QString &text, const MarkdownStyler::ParagraphStyle &style,
-               DirtyRange *dirty);
+    void apply(
+        const QTextBlock &block, const QString &text, const MarkdownStyler::ParagraphStyle &style, DirtyRange *dirty);
     void schedulePending(const QTextBlock &from);
     void restyleWholeDocument();
 

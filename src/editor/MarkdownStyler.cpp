@@ -35,7 +35,7 @@ TextRange intersection(TextRange a, TextRange b)
 {
     const qsizetype start = qMax(a.location, b.location);
     const qsizetype end = qMin(a.end(), b.end());
-    return end > start ? TextRange{start, end - start} : TextRange{start, 0};
+    return end > start ? TextRange {start, end - start} : TextRange {start, 0};
 }
 
 // The per-character working copy of one line's styles; attributes are set field by field, the way attributes are
@@ -43,8 +43,7 @@ TextRange intersection(TextRange a, TextRange b)
 struct LineStyles {
     QList<CharStyle> &styles;
 
-    template<typename Change>
-    void apply(qsizetype start, qsizetype end, Change change)
+    template<typename Change> void apply(qsizetype start, qsizetype end, Change change)
     {
         for (qsizetype i = qMax<qsizetype>(start, 0); i < qMin(end, styles.size()); ++i)
             change(styles[i]);
@@ -71,7 +70,7 @@ QList<StyleRun> toRuns(const QList<CharStyle> &styles)
         if (!runs.isEmpty() && runs.last().style == styles[i])
             ++runs.last().length;
         else
-            runs.append(StyleRun{i, 1, styles[i]});
+            runs.append(StyleRun {i, 1, styles[i]});
     }
     return runs;
 }
@@ -103,10 +102,10 @@ bool mayBeList(QStringView line)
 }
 
 void styleHeading(QStringView line, const QRegularExpressionMatch &match, const ParagraphContext &context,
-                  ParagraphStyle &out, InlineCanvas &canvas)
+    ParagraphStyle &out, InlineCanvas &canvas)
 {
     const int level = int(match.capturedLength(1));
-    LineStyles styles{canvas.styles};
+    LineStyles styles {canvas.styles};
     styles.setFont(0, line.size(), FontRole(level));
     const qsizetype markerEnd = match.capturedEnd(0);
     styles.apply(0, markerEnd, [&context](CharStyle &s) {
@@ -117,10 +116,10 @@ void styleHeading(QStringView line, const QRegularExpressionMatch &match, const 
     styleInline(line, {markerEnd, line.size() - markerEnd}, context.active, canvas);
 }
 
-void styleQuote(QStringView line, const QRegularExpressionMatch &match, const ParagraphContext &context,
-                InlineCanvas &canvas)
+void styleQuote(
+    QStringView line, const QRegularExpressionMatch &match, const ParagraphContext &context, InlineCanvas &canvas)
 {
-    LineStyles styles{canvas.styles};
+    LineStyles styles {canvas.styles};
     const qsizetype markerEnd = match.capturedEnd(0);
     styles.setColor(0, markerEnd, ColorRole::Accent);
     if (markerEnd < line.size()) {
@@ -130,9 +129,9 @@ void styleQuote(QStringView line, const QRegularExpressionMatch &match, const Pa
 }
 
 void styleListItem(QStringView line, const QRegularExpressionMatch &match, const ParagraphContext &context,
-                   ParagraphStyle &out, InlineCanvas &canvas)
+    ParagraphStyle &out, InlineCanvas &canvas)
 {
-    LineStyles styles{canvas.styles};
+    LineStyles styles {canvas.styles};
     styles.setColor(match.capturedStart(2), match.capturedEnd(2), ColorRole::Accent);
     qsizetype prefixEnd = match.capturedEnd(3);
     bool checked = false;
@@ -142,7 +141,7 @@ void styleListItem(QStringView line, const QRegularExpressionMatch &match, const
         styles.setFont(boxStart, boxEnd, FontRole::Code);
         styles.setColor(boxStart, boxEnd, ColorRole::Accent);
         checked = line[boxStart + 1].toLower() == u'x';
-        out.checkboxes.append(CheckboxSpan{{boxStart, boxEnd - boxStart}, checked});
+        out.checkboxes.append(CheckboxSpan {{boxStart, boxEnd - boxStart}, checked});
         prefixEnd = match.hasCaptured(5) ? match.capturedEnd(5) : boxEnd;
     }
     out.block.listPrefixLength = prefixEnd;
@@ -187,7 +186,7 @@ ParagraphStyle styleParagraph(QStringView line, const ParagraphContext &context)
     ParagraphStyle out;
     InlineCanvas canvas;
     canvas.styles.resize(line.size());
-    LineStyles styles{canvas.styles};
+    LineStyles styles {canvas.styles};
 
     if (isFenceLine(line)) {
         out.fenceLine = true;
@@ -228,7 +227,7 @@ QList<TextRange> fencedBlockRanges(QStringView text)
             if (openStart < 0) {
                 openStart = position;
             } else {
-                blocks.append(TextRange{openStart, lineEnd - openStart});
+                blocks.append(TextRange {openStart, lineEnd - openStart});
                 openStart = -1;
             }
         }
@@ -255,20 +254,20 @@ bool isFencedBlockActive(TextRange block, TextRange activeRange)
 
 QList<StyledParagraph> style(QStringView text, std::optional<TextRange> range, TextRange activeRange)
 {
-    const TextRange whole{0, text.size()};
+    const TextRange whole {0, text.size()};
     const TextRange r = range ? intersection(*range, whole) : whole;
     if (r.length == 0)
         return {};
 
     const QList<TextRange> fenced
-        = text.mid(r.location, r.length).contains(u"```") ? fencedBlockRanges(text) : QList<TextRange>{};
+        = text.mid(r.location, r.length).contains(u"```") ? fencedBlockRanges(text) : QList<TextRange> {};
     QList<StyledParagraph> paragraphs;
     bool inCode = false;
     qsizetype position = r.location > 0 ? text.lastIndexOf(u'\n', r.location - 1) + 1 : 0;
     while (position < r.end()) {
         const qsizetype newline = text.indexOf(u'\n', position);
         const qsizetype lineEnd = newline < 0 ? text.size() : newline;
-        const TextRange paragraph{position, (newline < 0 ? text.size() : newline + 1) - position};
+        const TextRange paragraph {position, (newline < 0 ? text.size() : newline + 1) - position};
         const QStringView line = text.mid(position, lineEnd - position);
 
         ParagraphContext context;
@@ -282,7 +281,7 @@ QList<StyledParagraph> style(QStringView text, std::optional<TextRange> range, T
                 }
             }
         }
-        StyledParagraph styled{paragraph, styleParagraph(line, context)};
+        StyledParagraph styled {paragraph, styleParagraph(line, context)};
         if (styled.style.fenceLine)
             inCode = !inCode;
         paragraphs.append(std::move(styled));

@@ -37,7 +37,7 @@ struct CharStyle {
     bool italic = false;
     bool strike = false;
     bool underline = false;
-    bool hidden = false; // laid out as no glyphs at all
+    bool hidden = false; // the "tackpad.hidden" attribute: laid out as no glyphs at all
 
     // A compact, unique encoding: the key of the adapter's format cache.
     quint32 key() const;
@@ -67,7 +67,7 @@ struct LinkSpan {
     friend bool operator==(const LinkSpan &, const LinkSpan &) = default;
 };
 
-// A task-list checkbox "[ ]" or "[x]" (the three characters) that a click toggles.
+// A task-list checkbox "[ ]" or "[x]" (the three characters, the "tackpad.checkbox" attribute) that a click toggles.
 struct CheckboxSpan {
     TextRange range;
     bool checked = false;

@@ -59,11 +59,9 @@ QList<Delimiter> gatherDelimiters(QStringView text, TextRange range, const std::
         const CharClass before = classifyWith(text, i - 1, *graphemes);
         const CharClass after = classifyWith(text, end, *graphemes);
         const bool leftFlanking = after != CharClass::Whitespace
-            && (after != CharClass::Punctuation || before == CharClass::Whitespace
-                || before == CharClass::Punctuation);
+            && (after != CharClass::Punctuation || before == CharClass::Whitespace || before == CharClass::Punctuation);
         const bool rightFlanking = before != CharClass::Whitespace
-            && (before != CharClass::Punctuation || after == CharClass::Whitespace
-                || after == CharClass::Punctuation);
+            && (before != CharClass::Punctuation || after == CharClass::Whitespace || after == CharClass::Punctuation);
         Delimiter delimiter;
         delimiter.character = c.unicode();
         delimiter.range = {i, end - i};
@@ -93,8 +91,7 @@ bool ruleOfThreeForbids(const Delimiter &opener, const Delimiter &closer)
 }
 
 // The characters that passes have styled; later passes leave them alone.
-class Claims
-{
+class Claims {
 public:
     explicit Claims(qsizetype size)
         : m_claimed(size, false)
@@ -119,8 +116,7 @@ private:
     QVarLengthArray<bool, 256> m_claimed;
 };
 
-class InlinePasses
-{
+class InlinePasses {
 public:
     InlinePasses(QStringView line, TextRange range, bool active, InlineCanvas &canvas)
         : m_line(line)
@@ -143,7 +139,8 @@ public:
         if (text.contains(u"~~"))
             delimitedContent(text, Patterns::strike(), [](CharStyle &s) { s.strike = true; });
         if (text.contains(u"=="))
-            delimitedContent(text, Patterns::highlight(), [](CharStyle &s) { s.background = BackgroundRole::Highlight; });
+            delimitedContent(
+                text, Patterns::highlight(), [](CharStyle &s) { s.background = BackgroundRole::Highlight; });
         if (text.contains(u'*') || text.contains(u'_'))
             emphasis();
         if (text.contains(u'#'))
@@ -162,8 +159,7 @@ private:
         }
     }
 
-    template<typename Change>
-    void styleUnclaimed(qsizetype start, qsizetype end, Change change)
+    template<typename Change> void styleUnclaimed(qsizetype start, qsizetype end, Change change)
     {
         for (qsizetype i = start; i < end; ++i) {
             if (!m_claims.isClaimed(i))
@@ -179,11 +175,10 @@ private:
             s.color = ColorRole::Link;
             s.underline = true;
         });
-        m_canvas.links.append(LinkSpan{{start, end - start}, std::move(target)});
+        m_canvas.links.append(LinkSpan {{start, end - start}, std::move(target)});
     }
 
-    template<typename Body>
-    void forEachMatch(QStringView text, const QRegularExpression &expression, Body body)
+    template<typename Body> void forEachMatch(QStringView text, const QRegularExpression &expression, Body body)
     {
         QRegularExpressionMatchIterator it = expression.globalMatch(text);
         while (it.hasNext())
@@ -343,7 +338,7 @@ QList<EmphasisSpan> emphasisSpans(QStringView text, TextRange range, const std::
         Delimiter &opener = delimiters[j];
         Delimiter &closer = delimiters[i];
         const qsizetype use = opener.range.length >= 2 && closer.range.length >= 2 ? 2 : 1;
-        spans.append(EmphasisSpan{{opener.range.end() - use, use}, {closer.range.location, use}, use == 2});
+        spans.append(EmphasisSpan {{opener.range.end() - use, use}, {closer.range.location, use}, use == 2});
         opener.range.length -= use;
         closer.range.location += use;
         closer.range.length -= use;

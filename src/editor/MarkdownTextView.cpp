@@ -91,11 +91,10 @@ MarkdownTextView::MarkdownTextView(QWidget *parent)
             Q_EMIT textEdited();
     });
     connect(this, &QTextEdit::cursorPositionChanged, this,
-            [this] { m_highlighter->setCaretPosition(textCursor().position()); });
+        [this] { m_highlighter->setCaretPosition(textCursor().position()); });
     m_highlighter->setCaretPosition(textCursor().position());
 
-    m_theme.baseSize = -1; // differs from any theme, so the first setTheme applies
-    setTheme(Theme{});
+    applyTheme();
 }
 
 MarkdownTextView::~MarkdownTextView() = default;
@@ -110,19 +109,46 @@ void MarkdownTextView::setTheme(const Theme &theme)
     if (theme == m_theme)
         return;
     m_theme = theme;
+    applyTheme();
+}
+
+void MarkdownTextView::applyTheme()
+{
+    // One layout at the end instead of one per paragraph restyled: each re-layout request walks every paragraph
+    // after it.
     document()->setLayoutEnabled(false);
-    m_highlighter->setTheme(theme);
+    m_highlighter->setTheme(m_theme);
     const MarkdownFormatCache &formats = m_highlighter->formats();
     const QFont body = formats.font(MarkdownStyler::FontRole::Body);
     // The widget's font becomes the document's default: empty paragraphs take their height from it.
     setFont(body);
     setTabStopDistance(QFontMetricsF(body).horizontalAdvance(u' ') * 4);
     QPalette colours = palette();
-    colours.setColor(QPalette::Text, formats.color(MarkdownStyler::ColorRole::Text));
     colours.setColor(QPalette::Base, Qt::transparent);
     setPalette(colours);
+    keepTextColour();
     document()->setLayoutEnabled(true);
     ensureLaidOut();
+}
+
+void MarkdownTextView::changeEvent(QEvent *event)
+{
+    QTextEdit::changeEvent(event);
+    if (event->type() == QEvent::PaletteChange)
+        keepTextColour();
+}
+
+void MarkdownTextView::keepTextColour()
+{
+    // Plain text has no format of its own and is drawn in the palette's text colour: whatever palette the owner
+    // sets, that colour stays the theme's.
+    const QColor text = m_highlighter->formats().color(MarkdownStyler::ColorRole::Text);
+    if (m_settingPalette || palette().color(QPalette::Text) == text)
+        return;
+    QScopedValueRollback<bool> settingPalette(m_settingPalette, true);
+    QPalette colours = palette();
+    colours.setColor(QPalette::Text, text);
+    setPalette(colours);
 }
 
 void MarkdownTextView::setMarkdown(const QString &text, bool preservingSelection)

@@ -18,8 +18,7 @@ class MarkdownHighlighter;
 //
 // setMarkdown() and markdown() deliberately hide QTextEdit's rich-text conversions of the same names: this editor's
 // text is the Markdown itself.
-class MarkdownTextView : public QTextEdit
-{
+class MarkdownTextView : public QTextEdit {
     Q_OBJECT
 
 public:
@@ -61,6 +60,7 @@ protected:
     void mouseMoveEvent(QMouseEvent *event) override;
     void mouseReleaseEvent(QMouseEvent *event) override;
     void resizeEvent(QResizeEvent *event) override;
+    void changeEvent(QEvent *event) override;
     bool canInsertFromMimeData(const QMimeData *source) const override;
     void insertFromMimeData(const QMimeData *source) override;
     QMimeData *createMimeDataFromSelection() const override;
@@ -73,11 +73,14 @@ private:
     int characterAt(const QPoint &viewportPoint) const;
     void updatePointer(const QPoint &viewportPoint);
     bool insertImages(const QMimeData *source);
+    void applyTheme();
+    void keepTextColour();
     void ensureLaidOut();
 
     MarkdownHighlighter *m_highlighter = nullptr;
     Theme m_theme;
     bool m_settingText = false;
     bool m_textChanged = false;
+    bool m_settingPalette = false;
     std::optional<QString> m_pressedLink;
 };

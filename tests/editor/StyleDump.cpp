@@ -11,7 +11,9 @@ namespace {
 QString quoted(QStringView text)
 {
     QString out = text.toString();
-    out.replace(u'\\', QStringLiteral("\\\\")).replace(u'"', QStringLiteral("\\\"")).replace(u'\t', QStringLiteral("\\t"));
+    out.replace(u'\\', QStringLiteral("\\\\"))
+        .replace(u'"', QStringLiteral("\\\""))
+        .replace(u'\t', QStringLiteral("\\t"));
     return u'"' + out + u'"';
 }
 
@@ -100,7 +102,7 @@ QString roles(const CharStyle &style)
 QString dump(const QString &markdown)
 {
     // An active range past the end makes no paragraph active.
-    const TextRange nowhere{markdown.size() + 1, 0};
+    const TextRange nowhere {markdown.size() + 1, 0};
     const QList<StyledParagraph> inactive = style(markdown, std::nullopt, nowhere);
     QString out;
     int number = 0;

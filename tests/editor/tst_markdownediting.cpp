@@ -45,8 +45,7 @@ Marked marked(const QString &drawn)
 
 } // namespace
 
-class MarkdownEditingTest : public QObject
-{
+class MarkdownEditingTest : public QObject {
     Q_OBJECT
 
 private Q_SLOTS:
@@ -68,17 +67,28 @@ void MarkdownEditingTest::returnInList_data()
     QTest::addColumn<QString>("before");
     QTest::addColumn<QString>("after"); // empty: Return is left to the editor
 
-    QTest::newRow("nominal: bullet continues") << "- milk|" << "- milk\n- |";
-    QTest::newRow("nominal: numbers count up") << "9. nine|" << "9. nine\n10. |";
-    QTest::newRow("nominal: checkbox carried unchecked") << "- [x] done|" << "- [x] done\n- [ ] |";
-    QTest::newRow("nominal: indent and spacing kept") << "    *   deep|" << "    *   deep\n    *   |";
-    QTest::newRow("nominal: splitting an item") << "- ab|cd" << "- ab\n- |cd";
-    QTest::newRow("nominal: an empty item ends the list") << "- |" << "|";
-    QTest::newRow("nominal: an empty task ends the list") << "3. [ ] |" << "|";
-    QTest::newRow("edge: blanks only count as empty") << "-   |  " << "|";
-    QTest::newRow("edge: caret inside the prefix") << "-| item" << "";
-    QTest::newRow("edge: a rule is no list") << "---|" << "";
-    QTest::newRow("edge: plain text") << "text|" << "";
+    QTest::newRow("nominal: bullet continues") << "- milk|"
+                                               << "- milk\n- |";
+    QTest::newRow("nominal: numbers count up") << "9. nine|"
+                                               << "9. nine\n10. |";
+    QTest::newRow("nominal: checkbox carried unchecked") << "- [x] done|"
+                                                         << "- [x] done\n- [ ] |";
+    QTest::newRow("nominal: indent and spacing kept") << "    *   deep|"
+                                                      << "    *   deep\n    *   |";
+    QTest::newRow("nominal: splitting an item") << "- ab|cd"
+                                                << "- ab\n- |cd";
+    QTest::newRow("nominal: an empty item ends the list") << "- |"
+                                                          << "|";
+    QTest::newRow("nominal: an empty task ends the list") << "3. [ ] |"
+                                                          << "|";
+    QTest::newRow("edge: blanks only count as empty") << "-   |  "
+                                                      << "|";
+    QTest::newRow("edge: caret inside the prefix") << "-| item"
+                                                   << "";
+    QTest::newRow("edge: a rule is no list") << "---|"
+                                             << "";
+    QTest::newRow("edge: plain text") << "text|"
+                                      << "";
 }
 
 void MarkdownEditingTest::returnInList()
@@ -132,17 +142,39 @@ void MarkdownEditingTest::toggleWrap_data()
     QTest::addColumn<QString>("marker");
     QTest::addColumn<QString>("after");
 
-    QTest::newRow("nominal: bold wraps") << "a [word] b" << "**" << "a **[word]** b";
-    QTest::newRow("nominal: bold unwraps around") << "a **[word]** b" << "**" << "a [word] b";
-    QTest::newRow("nominal: bold unwraps inside") << "a [**word**] b" << "**" << "a [word] b";
-    QTest::newRow("nominal: italic wraps") << "[word]" << "*" << "*[word]*";
-    QTest::newRow("nominal: italic unwraps") << "*[word]*" << "*" << "[word]";
-    QTest::newRow("edge: italic over bold adds a star") << "**[word]**" << "*" << "***[word]***";
-    QTest::newRow("edge: italic unwraps bold italic to bold") << "***[word]***" << "*" << "**[word]**";
-    QTest::newRow("edge: bold unwraps bold italic to italic") << "***[word]***" << "**" << "*[word]*";
-    QTest::newRow("edge: bold over italic wraps") << "*[word]*" << "**" << "***[word]***";
-    QTest::newRow("nominal: empty selection gets a pair") << "a | b" << "**" << "a **|** b";
-    QTest::newRow("edge: markers alone are wrapped, not unwrapped") << "[****]" << "**" << "**[****]**";
+    QTest::newRow("nominal: bold wraps") << "a [word] b"
+                                         << "**"
+                                         << "a **[word]** b";
+    QTest::newRow("nominal: bold unwraps around") << "a **[word]** b"
+                                                  << "**"
+                                                  << "a [word] b";
+    QTest::newRow("nominal: bold unwraps inside") << "a [**word**] b"
+                                                  << "**"
+                                                  << "a [word] b";
+    QTest::newRow("nominal: italic wraps") << "[word]"
+                                           << "*"
+                                           << "*[word]*";
+    QTest::newRow("nominal: italic unwraps") << "*[word]*"
+                                             << "*"
+                                             << "[word]";
+    QTest::newRow("edge: italic over bold adds a star") << "**[word]**"
+                                                        << "*"
+                                                        << "***[word]***";
+    QTest::newRow("edge: italic unwraps bold italic to bold") << "***[word]***"
+                                                              << "*"
+                                                              << "**[word]**";
+    QTest::newRow("edge: bold unwraps bold italic to italic") << "***[word]***"
+                                                              << "**"
+                                                              << "*[word]*";
+    QTest::newRow("edge: bold over italic wraps") << "*[word]*"
+                                                  << "**"
+                                                  << "***[word]***";
+    QTest::newRow("nominal: empty selection gets a pair") << "a | b"
+                                                          << "**"
+                                                          << "a **|** b";
+    QTest::newRow("edge: markers alone are wrapped, not unwrapped") << "[****]"
+                                                                    << "**"
+                                                                    << "**[****]**";
 }
 
 void MarkdownEditingTest::toggleWrap()
@@ -158,8 +190,10 @@ void MarkdownEditingTest::wrapLink_data()
 {
     QTest::addColumn<QString>("before");
     QTest::addColumn<QString>("after");
-    QTest::newRow("nominal: selection becomes the link text") << "see [docs] now" << "see [docs]([url]) now";
-    QTest::newRow("edge: empty selection") << "a |" << "a []([url])";
+    QTest::newRow("nominal: selection becomes the link text") << "see [docs] now"
+                                                              << "see [docs]([url]) now";
+    QTest::newRow("edge: empty selection") << "a |"
+                                           << "a []([url])";
 }
 
 void MarkdownEditingTest::wrapLink()
@@ -178,19 +212,21 @@ void MarkdownEditingTest::wrapLink()
 
 void MarkdownEditingTest::toggleCheckbox()
 {
-    QCOMPARE(MarkdownEditing::toggleCheckbox(2, false), (Edit{3, 1, QStringLiteral("x")}));
-    QCOMPARE(MarkdownEditing::toggleCheckbox(2, true), (Edit{3, 1, QStringLiteral(" ")}));
+    QCOMPARE(MarkdownEditing::toggleCheckbox(2, false), (Edit {3, 1, QStringLiteral("x")}));
+    QCOMPARE(MarkdownEditing::toggleCheckbox(2, true), (Edit {3, 1, QStringLiteral(" ")}));
 }
 
 void MarkdownEditingTest::imageMarkdown_data()
 {
     QTest::addColumn<QString>("link");
     QTest::addColumn<QString>("expected");
-    QTest::newRow("nominal: name from the file") << "attachments/cat.png" << "![cat](attachments/cat.png)";
-    QTest::newRow("nominal: escaped name decoded")
-        << "attachments/Pasted%20Image.png" << "![Pasted Image](attachments/Pasted%20Image.png)";
+    QTest::newRow("nominal: name from the file") << "attachments/cat.png"
+                                                 << "![cat](attachments/cat.png)";
+    QTest::newRow("nominal: escaped name decoded") << "attachments/Pasted%20Image.png"
+                                                   << "![Pasted Image](attachments/Pasted%20Image.png)";
     QTest::newRow("robustness: brackets and parentheses cannot end the link")
-        << "attachments/a[1](2).png" << "![a1(2)](attachments/a[1]%282%29.png)";
+        << "attachments/a[1](2).png"
+        << "![a1(2)](attachments/a[1]%282%29.png)";
 }
 
 void MarkdownEditingTest::imageMarkdown()

@@ -39,7 +39,7 @@ QString mismatch(const QTextDocument &document, const MarkdownHighlighter &highl
     const QString text = plainText(document);
     const QTextBlock active = highlighter.activeBlock();
     const TextRange activeRange
-        = active.isValid() ? MarkdownHighlighter::paragraphRange(active) : TextRange{text.size() + 1, 0};
+        = active.isValid() ? MarkdownHighlighter::paragraphRange(active) : TextRange {text.size() + 1, 0};
     const QList<StyledParagraph> expected = style(text, std::nullopt, activeRange);
     QTextBlock block = document.firstBlock();
     for (const StyledParagraph &paragraph : expected) {
@@ -50,7 +50,10 @@ QString mismatch(const QTextDocument &document, const MarkdownHighlighter &highl
             const auto describe = [](const QList<StyleRun> &runs) {
                 QStringList out;
                 for (const StyleRun &run : runs)
-                    out << QStringLiteral("[%1,%2) %3").arg(run.start).arg(run.start + run.length).arg(StyleDump::roles(run.style));
+                    out << QStringLiteral("[%1,%2) %3")
+                               .arg(run.start)
+                               .arg(run.start + run.length)
+                               .arg(StyleDump::roles(run.style));
                 return out.join(QStringLiteral("; "));
             };
             return QStringLiteral("paragraph %1 \"%2\" is %3, expected %4")
@@ -59,7 +62,7 @@ QString mismatch(const QTextDocument &document, const MarkdownHighlighter &highl
         }
         // Plain runs take the document's defaults and have no format of their own.
         QList<StyleRun> styledRuns = paragraph.style.runs;
-        styledRuns.removeIf([](const StyleRun &run) { return run.style == CharStyle{}; });
+        styledRuns.removeIf([](const StyleRun &run) { return run.style == CharStyle {}; });
         const QList<QTextLayout::FormatRange> formats = block.layout()->formats();
         if (formats.size() != styledRuns.size())
             return QStringLiteral("paragraph %1 has %2 formats").arg(block.blockNumber()).arg(formats.size());
@@ -81,7 +84,7 @@ QString staleLayout(QTextDocument &document)
     document.documentLayout()->documentSize();
     QList<QList<qreal>> before;
     for (QTextBlock block = document.firstBlock(); block.isValid(); block = block.next()) {
-        QList<qreal> lines{block.layout()->position().y()};
+        QList<qreal> lines {block.layout()->position().y()};
         for (int i = 0; i < block.layout()->lineCount(); ++i)
             lines << block.layout()->lineAt(i).naturalTextWidth() << block.layout()->lineAt(i).height();
         before << lines;
@@ -90,7 +93,7 @@ QString staleLayout(QTextDocument &document)
     document.documentLayout()->documentSize();
     int number = 0;
     for (QTextBlock block = document.firstBlock(); block.isValid(); block = block.next(), ++number) {
-        QList<qreal> lines{block.layout()->position().y()};
+        QList<qreal> lines {block.layout()->position().y()};
         for (int i = 0; i < block.layout()->lineCount(); ++i)
             lines << block.layout()->lineAt(i).naturalTextWidth() << block.layout()->lineAt(i).height();
         if (lines != before.value(number))
@@ -114,12 +117,12 @@ qreal xAt(const QTextBlock &block, int index)
 
 } // namespace
 
-class MarkdownHighlighterTest : public QObject
-{
+class MarkdownHighlighterTest : public QObject {
     Q_OBJECT
 
 private Q_SLOTS:
     void styledLikeThePureRules();
+    void styleEntryPointRestylesARange();
     void editsKeepTheStylesExact_data();
     void editsKeepTheStylesExact();
     void randomEditsKeepTheStylesExact_data();
@@ -149,6 +152,28 @@ void MarkdownHighlighterTest::styledLikeThePureRules()
     f.highlighter->setCaretPosition(12);
     QCOMPARE(mismatch(f.document, *f.highlighter), QString());
     f.highlighter->setCaretPosition(21); // inside the code block: its fences show
+    QCOMPARE(mismatch(f.document, *f.highlighter), QString());
+}
+
+void MarkdownHighlighterTest::styleEntryPointRestylesARange()
+{
+    // The rules' entry point over a range: like the pure function, a range that starts inside a code block styles
+    // its lines as text, and paragraphs outside the range keep their styles.
+    const QString text = QStringLiteral("```\n*x*\n```\n**y**");
+    Fixture f(text);
+    const QTextBlock code = f.document.findBlockByNumber(1);
+    const auto runsOf
+        = [](const QTextBlock &block) { return dynamic_cast<const StyledBlockData *>(block.userData())->runs; };
+    const QList<StyleRun> last = runsOf(f.document.lastBlock());
+    const TextRange elsewhere {text.size(), 0};
+    f.highlighter->style(TextRange {4, 3}, elsewhere);
+    const QList<StyledParagraph> expected = style(text, TextRange {4, 3}, elsewhere);
+    QCOMPARE(expected.size(), 1);
+    QCOMPARE(runsOf(code), expected.first().style.runs);
+    QCOMPARE(runsOf(f.document.lastBlock()), last);
+
+    // The whole text again: the code block is code once more.
+    f.highlighter->style(std::nullopt, elsewhere);
     QCOMPARE(mismatch(f.document, *f.highlighter), QString());
 }
 
@@ -217,8 +242,10 @@ void MarkdownHighlighterTest::randomEditsKeepTheStylesExact()
     QFETCH(int, budget);
     QFETCH(bool, overlapping);
     const QStringList pieces = {"```", "```\n", "\n", "# ", "- [ ] ", "*", "**", "`", "x", "\n```\n", "> ", "[a](b)"};
-    const int seed = qEnvironmentVariableIsSet("TACKPAD_SEED") ? qEnvironmentVariableIntValue("TACKPAD_SEED") : 20240611;
-    const int rounds = qEnvironmentVariableIsSet("TACKPAD_ROUNDS") ? qEnvironmentVariableIntValue("TACKPAD_ROUNDS") : 400;
+    const int seed
+        = qEnvironmentVariableIsSet("TACKPAD_SEED") ? qEnvironmentVariableIntValue("TACKPAD_SEED") : 20240611;
+    const int rounds
+        = qEnvironmentVariableIsSet("TACKPAD_ROUNDS") ? qEnvironmentVariableIntValue("TACKPAD_ROUNDS") : 400;
     QRandomGenerator random(seed);
     Fixture f(QStringLiteral("start\n```\ncode\n```\n# head\n- item\nend"));
     f.highlighter->setSynchronousBudget(budget);
@@ -353,7 +380,7 @@ void MarkdownHighlighterTest::restylingIsNoEdit()
 
     for (int position : {0, 5, 12, 0})
         f.highlighter->setCaretPosition(position);
-    f.highlighter->setTheme(Theme{14, std::nullopt, true});
+    f.highlighter->setTheme(Theme {14, std::nullopt, true});
     f.highlighter->restyleAll();
 
     QCOMPARE(changes.count(), 0);
@@ -433,11 +460,10 @@ void MarkdownHighlighterTest::caretMoveSwapsMarkers()
 void MarkdownHighlighterTest::themeChangeRestylesEverything()
 {
     Fixture f(QStringLiteral("[a](b)\n# b"));
-    const auto linkColour = [&] {
-        return f.document.firstBlock().layout()->formats().at(1).format.foreground().color();
-    };
+    const auto linkColour
+        = [&] { return f.document.firstBlock().layout()->formats().at(1).format.foreground().color(); };
     QCOMPARE(linkColour(), QColor::fromRgbF(0.05f, 0.32f, 0.68f, 1.0f));
-    f.highlighter->setTheme(Theme{16, std::nullopt, true});
+    f.highlighter->setTheme(Theme {16, std::nullopt, true});
     QCOMPARE(linkColour(), QColor::fromRgbF(0.45f, 0.71f, 1.0f, 1.0f));
     QCOMPARE(f.document.defaultFont().pointSizeF(), 16.0);
     const QFont heading = f.document.lastBlock().layout()->formats().last().format.font();
@@ -449,13 +475,13 @@ void MarkdownHighlighterTest::themeChangeRestylesEverything()
 void MarkdownHighlighterTest::hitTestingRangesFollowEdits()
 {
     Fixture f(QStringLiteral("- [ ] task [a](https://x.org) [[Wiki]]"));
-    QCOMPARE(f.highlighter->checkboxAt(3)->range, (TextRange{2, 3}));
+    QCOMPARE(f.highlighter->checkboxAt(3)->range, (TextRange {2, 3}));
     QCOMPARE(f.highlighter->linkAt(12)->target, QStringLiteral("https://x.org"));
     QCOMPARE(wikiTarget(QUrl(f.highlighter->linkAt(33)->target)), std::optional<QString>("Wiki"));
     QVERIFY(!f.highlighter->linkAt(0));
 
     edit(f.document, 0, 0, QStringLiteral("line\n"));
-    QCOMPARE(f.highlighter->checkboxAt(8)->range, (TextRange{7, 3}));
+    QCOMPARE(f.highlighter->checkboxAt(8)->range, (TextRange {7, 3}));
     QVERIFY(!f.highlighter->checkboxAt(3));
     edit(f.document, 8, 1, QStringLiteral("x"));
     QVERIFY(f.highlighter->checkboxAt(8)->checked);
@@ -463,7 +489,7 @@ void MarkdownHighlighterTest::hitTestingRangesFollowEdits()
 
 void MarkdownHighlighterTest::emptyDocumentIsLeftAlone()
 {
-    Fixture f{QString()};
+    Fixture f {QString()};
     QVERIFY(!f.document.firstBlock().userData());
     QVERIFY(f.document.firstBlock().layout()->formats().isEmpty());
     QCOMPARE(f.document.firstBlock().blockFormat(), QTextBlockFormat());

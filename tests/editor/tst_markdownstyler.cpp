@@ -62,8 +62,7 @@ char *toString(const CheckboxSpan &box)
 }
 } // namespace MarkdownStyler
 
-class MarkdownStylerTest : public QObject
-{
+class MarkdownStylerTest : public QObject {
     Q_OBJECT
 
 private Q_SLOTS:
@@ -146,33 +145,30 @@ void MarkdownStylerTest::blockRules_data()
     QTest::addColumn<QStringList>("expected");
 
     QTest::newRow("nominal: level-2 heading hides its marker")
-        << "## Title" << 2 << 0 << QStringList{"## :h2 marker hidden", "Title:h2"};
-    QTest::newRow("edge: seven hashes are no heading")
-        << "####### x" << 0 << 0 << QStringList{"####### x:plain"};
-    QTest::newRow("edge: a hash without a blank is no heading") << "#x" << 0 << 0 << QStringList{"#x:tag"};
-    QTest::newRow("edge: an empty heading hides its marker")
-        << "# " << 1 << 0 << QStringList{"# :h1 marker hidden"};
-    QTest::newRow("nominal: three dashes are a rule") << "---" << 0 << 0 << QStringList{"---:marker"};
-    QTest::newRow("edge: three leading blanks still a rule") << "   ---" << 0 << 0 << QStringList{"   ---:marker"};
-    QTest::newRow("edge: four leading blanks are no rule")
-        << "    ---" << 0 << 0 << QStringList{"    ---:plain"};
+        << "## Title" << 2 << 0 << QStringList {"## :h2 marker hidden", "Title:h2"};
+    QTest::newRow("edge: seven hashes are no heading") << "####### x" << 0 << 0 << QStringList {"####### x:plain"};
+    QTest::newRow("edge: a hash without a blank is no heading") << "#x" << 0 << 0 << QStringList {"#x:tag"};
+    QTest::newRow("edge: an empty heading hides its marker") << "# " << 1 << 0 << QStringList {"# :h1 marker hidden"};
+    QTest::newRow("nominal: three dashes are a rule") << "---" << 0 << 0 << QStringList {"---:marker"};
+    QTest::newRow("edge: three leading blanks still a rule") << "   ---" << 0 << 0 << QStringList {"   ---:marker"};
+    QTest::newRow("edge: four leading blanks are no rule") << "    ---" << 0 << 0 << QStringList {"    ---:plain"};
     QTest::newRow("edge: spaced stars are a list item, not a rule")
-        << "* * *" << 0 << 2 << QStringList{"*:accent", " * *:plain"};
-    QTest::newRow("nominal: dash item") << "- item" << 0 << 2 << QStringList{"-:accent", " item:plain"};
+        << "* * *" << 0 << 2 << QStringList {"*:accent", " * *:plain"};
+    QTest::newRow("nominal: dash item") << "- item" << 0 << 2 << QStringList {"-:accent", " item:plain"};
     QTest::newRow("edge: ten digits are no list item")
-        << "1234567890. x" << 0 << 0 << QStringList{"1234567890. x:plain"};
+        << "1234567890. x" << 0 << 0 << QStringList {"1234567890. x:plain"};
     QTest::newRow("edge: nine digits with a parenthesis are")
-        << "123456789) x" << 0 << 11 << QStringList{"123456789):accent", " x:plain"};
-    QTest::newRow("nominal: open task")
-        << "- [ ] todo" << 0 << 6 << QStringList{"-:accent", " :plain", "[ ]:code accent", " todo:plain"};
+        << "123456789) x" << 0 << 11 << QStringList {"123456789):accent", " x:plain"};
+    QTest::newRow("nominal: open task") << "- [ ] todo" << 0 << 6
+                                        << QStringList {"-:accent", " :plain", "[ ]:code accent", " todo:plain"};
     QTest::newRow("edge: a bare checkbox at the line end")
-        << "- [ ]" << 0 << 5 << QStringList{"-:accent", " :plain", "[ ]:code accent"};
+        << "- [ ]" << 0 << 5 << QStringList {"-:accent", " :plain", "[ ]:code accent"};
     QTest::newRow("nominal: nested quote colours every mark")
-        << "> > nested" << 0 << 0 << QStringList{"> > :accent", "nested:quote"};
-    QTest::newRow("edge: a quote mark alone") << ">" << 0 << 0 << QStringList{">:accent"};
+        << "> > nested" << 0 << 0 << QStringList {"> > :accent", "nested:quote"};
+    QTest::newRow("edge: a quote mark alone") << ">" << 0 << 0 << QStringList {">:accent"};
     QTest::newRow("edge: a heading wins over its other readings")
-        << "# - not a list" << 1 << 0 << QStringList{"# :h1 marker hidden", "- not a list:h1"};
-    QTest::newRow("robustness: empty line") << "" << 0 << 0 << QStringList{};
+        << "# - not a list" << 1 << 0 << QStringList {"# :h1 marker hidden", "- not a list:h1"};
+    QTest::newRow("robustness: empty line") << "" << 0 << 0 << QStringList {};
 }
 
 void MarkdownStylerTest::blockRules()
@@ -200,18 +196,18 @@ void MarkdownStylerTest::hiddenMarkersShowOnTheActiveLine()
     for (const StyleRun &run : active.runs)
         QVERIFY2(!run.style.hidden, qPrintable(line.mid(run.start, run.length)));
     QCOMPARE(pieces(line, active),
-             (QStringList{"## :h2 marker", "A :h2", "**:h2 marker", "b:h2 bold", "**:h2 marker", " :h2", "[:h2 marker",
-                          "c:h2 link underline", "](d):h2 marker"}));
+        (QStringList {"## :h2 marker", "A :h2", "**:h2 marker", "b:h2 bold", "**:h2 marker", " :h2", "[:h2 marker",
+            "c:h2 link underline", "](d):h2 marker"}));
 }
 
 void MarkdownStylerTest::checkedItemIsStruckAndMuted()
 {
     const QString line = QStringLiteral("- [X] done [x](y)");
     const ParagraphStyle style = styled(line);
-    QCOMPARE(style.checkboxes, (QList<CheckboxSpan>{{{2, 3}, true}}));
+    QCOMPARE(style.checkboxes, (QList<CheckboxSpan> {{{2, 3}, true}}));
     QCOMPARE(pieces(line, style),
-             (QStringList{"-:accent", " :plain", "[X]:code accent", " :plain", "done :marker strike",
-                          "[:marker strike hidden", "x:link strike underline", "](y):marker strike hidden"}));
+        (QStringList {"-:accent", " :plain", "[X]:code accent", " :plain", "done :marker strike",
+            "[:marker strike hidden", "x:link strike underline", "](y):marker strike hidden"}));
 }
 
 void MarkdownStylerTest::inlinePasses_data()
@@ -220,39 +216,39 @@ void MarkdownStylerTest::inlinePasses_data()
     QTest::addColumn<QStringList>("expected");
 
     QTest::newRow("nominal: code span hides its backticks")
-        << "`x`" << QStringList{"`:marker hidden", "x:code code-background", "`:marker hidden"};
+        << "`x`" << QStringList {"`:marker hidden", "x:code code-background", "`:marker hidden"};
     QTest::newRow("edge: asterisks inside a code span stay plain")
         << "`*not emphasis*`"
-        << QStringList{"`:marker hidden", "*not emphasis*:code code-background", "`:marker hidden"};
-    QTest::newRow("nominal: strike") << "~~a~~" << QStringList{"~~:marker hidden", "a:strike", "~~:marker hidden"};
-    QTest::newRow("edge: four tildes strike nothing") << "~~~~" << QStringList{"~~~~:plain"};
+        << QStringList {"`:marker hidden", "*not emphasis*:code code-background", "`:marker hidden"};
+    QTest::newRow("nominal: strike") << "~~a~~" << QStringList {"~~:marker hidden", "a:strike", "~~:marker hidden"};
+    QTest::newRow("edge: four tildes strike nothing") << "~~~~" << QStringList {"~~~~:plain"};
     QTest::newRow("edge: highlights are lazy")
         << "==a== and ==b=="
-        << QStringList{"==:marker hidden", "a:highlight", "==:marker hidden", " and :plain",
-                       "==:marker hidden", "b:highlight", "==:marker hidden"};
-    QTest::newRow("nominal: tag after a blank") << "a #tag" << QStringList{"a :plain", "#tag:tag"};
-    QTest::newRow("edge: no tag after a word character") << "a#tag" << QStringList{"a#tag:plain"};
-    QTest::newRow("edge: no tag after a hash") << "##tag" << QStringList{"##tag:plain"};
-    QTest::newRow("nominal: wiki link")
-        << "[[Note title]]"
-        << QStringList{"[[:marker hidden", "Note title:link underline", "]]:marker hidden"};
+        << QStringList {"==:marker hidden", "a:highlight", "==:marker hidden", " and :plain", "==:marker hidden",
+               "b:highlight", "==:marker hidden"};
+    QTest::newRow("nominal: tag after a blank") << "a #tag" << QStringList {"a :plain", "#tag:tag"};
+    QTest::newRow("edge: no tag after a word character") << "a#tag" << QStringList {"a#tag:plain"};
+    QTest::newRow("edge: no tag after a hash") << "##tag" << QStringList {"##tag:plain"};
+    QTest::newRow("nominal: wiki link") << "[[Note title]]"
+                                        << QStringList {
+                                               "[[:marker hidden", "Note title:link underline", "]]:marker hidden"};
     QTest::newRow("nominal: image keeps its exclamation mark")
-        << "![a](b.png)" << QStringList{"!:plain", "[:marker hidden", "a:link underline", "](b.png):marker hidden"};
+        << "![a](b.png)" << QStringList {"!:plain", "[:marker hidden", "a:link underline", "](b.png):marker hidden"};
     QTest::newRow("edge: an address is no autolink of its own")
         << "[t](https://x.org)"
-        << QStringList{"[:marker hidden", "t:link underline", "](https://x.org):marker hidden"};
-    QTest::newRow("nominal: bare address") << "see https://x.org." << QStringList{"see :plain",
-                                                                               "https://x.org.:link underline"};
+        << QStringList {"[:marker hidden", "t:link underline", "](https://x.org):marker hidden"};
+    QTest::newRow("nominal: bare address")
+        << "see https://x.org." << QStringList {"see :plain", "https://x.org.:link underline"};
     QTest::newRow("edge: an autolink ends at a quote")
-        << "'https://x.org'" << QStringList{"':plain", "https://x.org:link underline", "':plain"};
+        << "'https://x.org'" << QStringList {"':plain", "https://x.org:link underline", "':plain"};
     QTest::newRow("edge: emphasis over a link adds its trait")
         << "**[a](b)**"
-        << QStringList{"**:marker hidden", "[:bold marker hidden", "a:bold link underline",
-                       "](b):bold marker hidden", "**:marker hidden"};
+        << QStringList {"**:marker hidden", "[:bold marker hidden", "a:bold link underline", "](b):bold marker hidden",
+               "**:marker hidden"};
     QTest::newRow("edge: no tag inside a code span")
-        << "`#x`" << QStringList{"`:marker hidden", "#x:code code-background", "`:marker hidden"};
-    QTest::newRow("robustness: unmatched markers stay text") << "[a](b ~~c *d `e"
-                                                             << QStringList{"[a](b ~~c *d `e:plain"};
+        << "`#x`" << QStringList {"`:marker hidden", "#x:code code-background", "`:marker hidden"};
+    QTest::newRow("robustness: unmatched markers stay text")
+        << "[a](b ~~c *d `e" << QStringList {"[a](b ~~c *d `e:plain"};
 }
 
 void MarkdownStylerTest::inlinePasses()
@@ -267,26 +263,24 @@ void MarkdownStylerTest::emphasisSpans_data()
     QTest::addColumn<QString>("text");
     QTest::addColumn<QList<EmphasisSpan>>("expected");
 
-    QTest::newRow("nominal: italic") << "*a*" << QList<EmphasisSpan>{{{0, 1}, {2, 1}, false}};
-    QTest::newRow("nominal: bold") << "**a**" << QList<EmphasisSpan>{{{0, 2}, {3, 2}, true}};
+    QTest::newRow("nominal: italic") << "*a*" << QList<EmphasisSpan> {{{0, 1}, {2, 1}, false}};
+    QTest::newRow("nominal: bold") << "**a**" << QList<EmphasisSpan> {{{0, 2}, {3, 2}, true}};
     QTest::newRow("nominal: triple is strong inside emphasis")
-        << "***both***" << QList<EmphasisSpan>{{{1, 2}, {7, 2}, true}, {{0, 1}, {9, 1}, false}};
+        << "***both***" << QList<EmphasisSpan> {{{1, 2}, {7, 2}, true}, {{0, 1}, {9, 1}, false}};
     QTest::newRow("nominal: strong nested in emphasis")
-        << "*a **b** c*" << QList<EmphasisSpan>{{{3, 2}, {6, 2}, true}, {{0, 1}, {10, 1}, false}};
-    QTest::newRow("edge: underscores inside a word") << "snake_case_name" << QList<EmphasisSpan>{};
-    QTest::newRow("edge: the opener's last asterisk pairs")
-        << "**a*" << QList<EmphasisSpan>{{{1, 1}, {3, 1}, false}};
-    QTest::newRow("edge: blanks on both sides flank nothing") << "a * b * c" << QList<EmphasisSpan>{};
+        << "*a **b** c*" << QList<EmphasisSpan> {{{3, 2}, {6, 2}, true}, {{0, 1}, {10, 1}, false}};
+    QTest::newRow("edge: underscores inside a word") << "snake_case_name" << QList<EmphasisSpan> {};
+    QTest::newRow("edge: the opener's last asterisk pairs") << "**a*" << QList<EmphasisSpan> {{{1, 1}, {3, 1}, false}};
+    QTest::newRow("edge: blanks on both sides flank nothing") << "a * b * c" << QList<EmphasisSpan> {};
     QTest::newRow("edge: rule of three keeps the inner pair apart")
-        << "*foo**bar**baz*" << QList<EmphasisSpan>{{{4, 2}, {9, 2}, true}, {{0, 1}, {14, 1}, false}};
+        << "*foo**bar**baz*" << QList<EmphasisSpan> {{{4, 2}, {9, 2}, true}, {{0, 1}, {14, 1}, false}};
     QTest::newRow("edge: asterisks inside a word still emphasise")
-        << "foo*bar*" << QList<EmphasisSpan>{{{3, 1}, {7, 1}, false}};
-    QTest::newRow("edge: underscores inside a word do not") << "foo_bar_" << QList<EmphasisSpan>{};
-    QTest::newRow("edge: punctuation around the run")
-        << "(*a*)" << QList<EmphasisSpan>{{{1, 1}, {3, 1}, false}};
+        << "foo*bar*" << QList<EmphasisSpan> {{{3, 1}, {7, 1}, false}};
+    QTest::newRow("edge: underscores inside a word do not") << "foo_bar_" << QList<EmphasisSpan> {};
+    QTest::newRow("edge: punctuation around the run") << "(*a*)" << QList<EmphasisSpan> {{{1, 1}, {3, 1}, false}};
     QTest::newRow("edge: underscore emphasis between blanks")
-        << "_a_ b" << QList<EmphasisSpan>{{{0, 1}, {2, 1}, false}};
-    QTest::newRow("robustness: a lone asterisk") << "*" << QList<EmphasisSpan>{};
+        << "_a_ b" << QList<EmphasisSpan> {{{0, 1}, {2, 1}, false}};
+    QTest::newRow("robustness: a lone asterisk") << "*" << QList<EmphasisSpan> {};
 }
 
 void MarkdownStylerTest::emphasisSpans()
@@ -311,8 +305,7 @@ void MarkdownStylerTest::classify_data()
     QTest::newRow("nominal: symbol counts as punctuation") << "€" << 0 << CharClass::Punctuation;
     QTest::newRow("nominal: emoji counts as punctuation") << "😀" << 0 << CharClass::Punctuation;
     QTest::newRow("edge: second half of a surrogate pair") << "😀" << 1 << CharClass::Punctuation;
-    QTest::newRow("edge: a combining mark belongs to its letter")
-        << QStringLiteral("e\u0301") << 1 << CharClass::Other;
+    QTest::newRow("edge: a combining mark belongs to its letter") << QStringLiteral("e\u0301") << 1 << CharClass::Other;
     QTest::newRow("nominal: CJK letter") << "字" << 0 << CharClass::Other;
 }
 
@@ -329,13 +322,12 @@ void MarkdownStylerTest::fencedBlockRanges_data()
     QTest::addColumn<QString>("text");
     QTest::addColumn<QList<TextRange>>("expected");
 
-    QTest::newRow("nominal: one block without the closing newline")
-        << "a\n```\nx\n```\nb" << QList<TextRange>{{2, 9}};
-    QTest::newRow("edge: an unclosed block is not listed") << "```\nx\n```\n```\ny" << QList<TextRange>{{0, 9}};
-    QTest::newRow("edge: a closing line may carry text") << "```js\nx\n``` end" << QList<TextRange>{{0, 15}};
-    QTest::newRow("edge: indented fences count") << "  ```\nx\n\t```" << QList<TextRange>{{0, 12}};
-    QTest::newRow("edge: tildes open nothing") << "~~~\nx\n~~~" << QList<TextRange>{};
-    QTest::newRow("robustness: empty text") << "" << QList<TextRange>{};
+    QTest::newRow("nominal: one block without the closing newline") << "a\n```\nx\n```\nb" << QList<TextRange> {{2, 9}};
+    QTest::newRow("edge: an unclosed block is not listed") << "```\nx\n```\n```\ny" << QList<TextRange> {{0, 9}};
+    QTest::newRow("edge: a closing line may carry text") << "```js\nx\n``` end" << QList<TextRange> {{0, 15}};
+    QTest::newRow("edge: indented fences count") << "  ```\nx\n\t```" << QList<TextRange> {{0, 12}};
+    QTest::newRow("edge: tildes open nothing") << "~~~\nx\n~~~" << QList<TextRange> {};
+    QTest::newRow("robustness: empty text") << "" << QList<TextRange> {};
 }
 
 void MarkdownStylerTest::fencedBlockRanges()
@@ -352,11 +344,11 @@ void MarkdownStylerTest::fenceVisibilityFollowsTheCaret_data()
     QTest::addColumn<QList<bool>>("fenceHidden"); // per fence line, in order
 
     const QString closed = QStringLiteral("a\n```\nx\n```\nb");
-    QTest::newRow("nominal: caret outside hides both fences") << closed << 0 << QList<bool>{true, true};
-    QTest::newRow("nominal: caret inside shows both fences") << closed << 6 << QList<bool>{false, false};
-    QTest::newRow("edge: caret at the end of the closing fence shows them") << closed << 11 << QList<bool>{false, false};
-    QTest::newRow("edge: an unclosed fence always shows")
-        << QStringLiteral("a\n```\nx") << 0 << QList<bool>{false};
+    QTest::newRow("nominal: caret outside hides both fences") << closed << 0 << QList<bool> {true, true};
+    QTest::newRow("nominal: caret inside shows both fences") << closed << 6 << QList<bool> {false, false};
+    QTest::newRow("edge: caret at the end of the closing fence shows them")
+        << closed << 11 << QList<bool> {false, false};
+    QTest::newRow("edge: an unclosed fence always shows") << QStringLiteral("a\n```\nx") << 0 << QList<bool> {false};
 }
 
 void MarkdownStylerTest::fenceVisibilityFollowsTheCaret()
@@ -383,14 +375,14 @@ void MarkdownStylerTest::styleRange_data()
     QTest::addColumn<QStringList>("firstRuns"); // of the first paragraph styled
     QTest::addColumn<int>("paragraphs");
 
-    QTest::newRow("edge: empty text styles nothing") << "" << TextRange{0, 0} << QStringList{} << 0;
-    QTest::newRow("edge: a range past the end styles nothing") << "abc" << TextRange{5, 3} << QStringList{} << 0;
+    QTest::newRow("edge: empty text styles nothing") << "" << TextRange {0, 0} << QStringList {} << 0;
+    QTest::newRow("edge: a range past the end styles nothing") << "abc" << TextRange {5, 3} << QStringList {} << 0;
     QTest::newRow("nominal: a range styles the paragraphs it touches")
-        << "# a\nb\nc" << TextRange{5, 2} << QStringList{"b:plain"} << 2;
+        << "# a\nb\nc" << TextRange {5, 2} << QStringList {"b:plain"} << 2;
     QTest::newRow("edge: a range inside a code block styles it as text")
-        << "```\n*x*\n```" << TextRange{4, 3} << QStringList{"*:marker hidden", "x:italic", "*:marker hidden"} << 1;
+        << "```\n*x*\n```" << TextRange {4, 3} << QStringList {"*:marker hidden", "x:italic", "*:marker hidden"} << 1;
     QTest::newRow("nominal: the whole text carries the code state")
-        << "```\n*x*\n```" << TextRange{0, 11} << QStringList{"```:code marker hidden"} << 3;
+        << "```\n*x*\n```" << TextRange {0, 11} << QStringList {"```:code marker hidden"} << 3;
 }
 
 void MarkdownStylerTest::styleRange()
@@ -413,7 +405,8 @@ void MarkdownStylerTest::wikiTarget_data()
     QTest::addColumn<QUrl>("url");
     QTest::addColumn<std::optional<QString>>("expected");
 
-    QTest::newRow("nominal: round trip") << wikiUrl(QStringLiteral("Note title")) << std::optional<QString>("Note title");
+    QTest::newRow("nominal: round trip") << wikiUrl(QStringLiteral("Note title"))
+                                         << std::optional<QString>("Note title");
     QTest::newRow("nominal: scheme and host in capitals")
         << QUrl(QStringLiteral("TACKPAD://NOTE/Note title")) << std::optional<QString>("Note title");
     QTest::newRow("edge: reserved characters survive")

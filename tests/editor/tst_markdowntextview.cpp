@@ -14,8 +14,7 @@
 
 namespace {
 
-class TestableView : public MarkdownTextView
-{
+class TestableView : public MarkdownTextView {
 public:
     using MarkdownTextView::canInsertFromMimeData;
     using MarkdownTextView::createMimeDataFromSelection;
@@ -67,8 +66,7 @@ QPoint pointOf(const MarkdownTextView &view, int position)
 
 } // namespace
 
-class MarkdownTextViewTest : public QObject
-{
+class MarkdownTextViewTest : public QObject {
     Q_OBJECT
 
 private Q_SLOTS:
@@ -124,12 +122,18 @@ void MarkdownTextViewTest::listReturn_data()
     QTest::addColumn<QString>("before");
     QTest::addColumn<QString>("after");
 
-    QTest::newRow("nominal: bullet continues") << "- milk|" << "- milk\n- |";
-    QTest::newRow("nominal: numbers count up") << "1. one\n2. two|" << "1. one\n2. two\n3. |";
-    QTest::newRow("nominal: checkbox carried unchecked") << "- [x] done|" << "- [x] done\n- [ ] |";
-    QTest::newRow("nominal: empty item ends the list") << "- a\n- |" << "- a\n|";
-    QTest::newRow("nominal: plain paragraph gets a plain newline") << "text|" << "text\n|";
-    QTest::newRow("edge: heading gets a plain newline") << "# Head|" << "# Head\n|";
+    QTest::newRow("nominal: bullet continues") << "- milk|"
+                                               << "- milk\n- |";
+    QTest::newRow("nominal: numbers count up") << "1. one\n2. two|"
+                                               << "1. one\n2. two\n3. |";
+    QTest::newRow("nominal: checkbox carried unchecked") << "- [x] done|"
+                                                         << "- [x] done\n- [ ] |";
+    QTest::newRow("nominal: empty item ends the list") << "- a\n- |"
+                                                       << "- a\n|";
+    QTest::newRow("nominal: plain paragraph gets a plain newline") << "text|"
+                                                                   << "text\n|";
+    QTest::newRow("edge: heading gets a plain newline") << "# Head|"
+                                                        << "# Head\n|";
 }
 
 void MarkdownTextViewTest::listReturn()
@@ -290,9 +294,9 @@ void MarkdownTextViewTest::droppedImageFilesGoToTheImporter_data()
 {
     QTest::addColumn<QStringList>("files");
     QTest::addColumn<QString>("expected");
-    QTest::newRow("nominal: one picture") << QStringList{"cat.png"} << "![cat](attachments/cat.png)|";
+    QTest::newRow("nominal: one picture") << QStringList {"cat.png"} << "![cat](attachments/cat.png)|";
     QTest::newRow("nominal: two pictures, one per line")
-        << QStringList{"cat.png", "dog.jpg"} << "![cat](attachments/cat.png)\n![dog](attachments/dog.jpg)|";
+        << QStringList {"cat.png", "dog.jpg"} << "![cat](attachments/cat.png)\n![dog](attachments/dog.jpg)|";
 }
 
 void MarkdownTextViewTest::droppedImageFilesGoToTheImporter()
@@ -355,7 +359,7 @@ void MarkdownTextViewTest::copyCarriesPlainTextOnly()
 {
     load(*m_view, QStringLiteral("[# Head\n**b**]"));
     std::unique_ptr<QMimeData> copied(m_view->createMimeDataFromSelection());
-    QCOMPARE(copied->formats(), QStringList{QStringLiteral("text/plain")});
+    QCOMPARE(copied->formats(), QStringList {QStringLiteral("text/plain")});
     QCOMPARE(copied->text(), QStringLiteral("# Head\n**b**"));
 }
 
@@ -365,7 +369,7 @@ void MarkdownTextViewTest::textEditedOnlyForRealEdits()
     QSignalSpy edited(m_view.get(), &MarkdownTextView::textEdited);
     QTest::keyClick(m_view.get(), Qt::Key_Up);
     QTest::keyClick(m_view.get(), Qt::Key_Down);
-    m_view->setTheme(Theme{15, std::nullopt, true});
+    m_view->setTheme(Theme {15, std::nullopt, true});
     m_view->highlighter()->restyleAll();
     m_view->setMarkdown(QStringLiteral("new text"));
     QCOMPARE(edited.count(), 0);
@@ -385,10 +389,14 @@ void MarkdownTextViewTest::setMarkdownKeepsTheSelection_data()
     QTest::addColumn<bool>("preserving");
     QTest::addColumn<QString>("after");
 
-    QTest::newRow("nominal: caret kept") << "abc|def" << "abcXYZ" << true << "abc|XYZ";
-    QTest::newRow("nominal: selection kept") << "a[bc]def" << "aBCdef" << true << "a[BC]def";
-    QTest::newRow("edge: caret clamped to a shorter text") << "abcdef|" << "ab" << true << "ab|";
-    QTest::newRow("nominal: caret to the start otherwise") << "abc|def" << "xyz" << false << "|xyz";
+    QTest::newRow("nominal: caret kept") << "abc|def"
+                                         << "abcXYZ" << true << "abc|XYZ";
+    QTest::newRow("nominal: selection kept") << "a[bc]def"
+                                             << "aBCdef" << true << "a[BC]def";
+    QTest::newRow("edge: caret clamped to a shorter text") << "abcdef|"
+                                                           << "ab" << true << "ab|";
+    QTest::newRow("nominal: caret to the start otherwise") << "abc|def"
+                                                           << "xyz" << false << "|xyz";
 }
 
 void MarkdownTextViewTest::setMarkdownKeepsTheSelection()
@@ -456,10 +464,10 @@ void MarkdownTextViewTest::themeAppliesFontAndColours()
     QSignalSpy layouts(m_view->document()->documentLayout(), &QAbstractTextDocumentLayout::update);
     m_view->setTheme(m_view->theme());
     QCOMPARE(layouts.count(), 0);
-    m_view->setTheme(Theme{18, std::nullopt, true});
+    m_view->setTheme(Theme {18, std::nullopt, true});
     QCOMPARE(m_view->document()->defaultFont().pointSizeF(), 18.0);
     QCOMPARE(m_view->palette().color(QPalette::Text), QColor::fromRgbF(0.92f, 0.92f, 0.92f, 1.0f));
-    QCOMPARE(m_view->highlighter()->theme(), (Theme{18, std::nullopt, true}));
+    QCOMPARE(m_view->highlighter()->theme(), (Theme {18, std::nullopt, true}));
 }
 
 QTEST_MAIN(MarkdownTextViewTest)
