@@ -3,6 +3,7 @@
 #include "app/Alerts.h"
 #include "app/AppInfo.h"
 #include "search/SearchCommand.h"
+#include "app/ConsoleWorkspace.h"
 #include "app/Settings.h"
 #include "store/NoteController.h"
 #include "store/NoteFiles.h"
@@ -100,34 +101,9 @@ std::optional<Options> parse(const QStringList &args, QTextStream &err)
     return options;
 }
 
-// The workspace folder, checked to be a readable folder; an error line and nothing otherwise.
 std::optional<QString> workspaceFolder(const Options &options, const Settings &settings, QTextStream &err)
 {
-    QString folder;
-    if (options.workspace) {
-        folder = *options.workspace;
-    } else if (const std::optional<QUrl> url = settings.urlValue(SettingsKey::notesFolder); url && url->isLocalFile()) {
-        folder = url->toLocalFile();
-    } else {
-        err << "tackpad: no workspace: pass --workspace DIR or open a folder in Tackpad first\n";
-        return std::nullopt;
-    }
-    folder = QDir::cleanPath(QFileInfo(folder).absoluteFilePath());
-    const QFileInfo info(folder);
-    if (!info.exists()) {
-        err << "tackpad: workspace folder not found: " << folder << '\n';
-        return std::nullopt;
-    }
-    if (!info.isDir()) {
-        err << "tackpad: not a folder: " << folder << '\n';
-        return std::nullopt;
-    }
-    QString error;
-    if (!NoteFiles::listNoteFiles(folder, &error)) {
-        err << "tackpad: cannot read the workspace folder " << folder << ": " << error << '\n';
-        return std::nullopt;
-    }
-    return folder;
+    return ConsoleWorkspace::folder(options.workspace, settings, err);
 }
 
 QString flagsText(const NoteMetadata &meta)

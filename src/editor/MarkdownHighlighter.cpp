@@ -34,7 +34,7 @@ bool codeAfter(const QTextBlock &block)
     return isStyled(block) && codeBefore(block) != isFence(block);
 }
 
-// Paragraphs slices of a left-over restyle cover at a time.
+// How many paragraphs one slice of a left-over restyle covers.
 constexpr int pendingSliceSize = 200;
 
 } // namespace
@@ -243,7 +243,9 @@ void MarkdownHighlighter::noteConvergence(const Propagation &propagation)
 
 void MarkdownHighlighter::onContentsChange(int position, int removed, int added)
 {
-    // Only text changes matter: nothing here sets document formats, and laid-over formats report no change.
+    // This runs inside Qt's change notification, before the edit is laid out: formats set here widen the edit's own
+    // layout instead of asking for one of their own. Only text changes matter: nothing here sets document formats,
+    // and laid-over formats report no change.
     if (!m_document || m_suspended || (removed == 0 && added == 0))
         return;
     const QTextBlock first = m_document->findBlock(position);

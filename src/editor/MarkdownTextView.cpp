@@ -142,6 +142,8 @@ void MarkdownTextView::keepTextColour()
 {
     // Plain text has no format of its own and is drawn in the palette's text colour: whatever palette the owner
     // sets, that colour stays the theme's.
+    if (!m_highlighter)
+        return; // still being constructed
     const QColor text = m_highlighter->formats().color(MarkdownStyler::ColorRole::Text);
     if (m_settingPalette || palette().color(QPalette::Text) == text)
         return;

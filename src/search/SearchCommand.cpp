@@ -1,5 +1,6 @@
 #include "search/SearchCommand.h"
 
+#include "app/ConsoleWorkspace.h"
 #include "app/Settings.h"
 #include "search/NoteSearch.h"
 #include "store/NoteController.h"
@@ -69,34 +70,9 @@ std::optional<Options> parse(const QStringList &args, QTextStream &err)
     return options;
 }
 
-// The workspace folder, checked to be a folder that can be listed; one line on err and nothing otherwise.
 std::optional<QString> workspaceFolder(const Options &options, const Settings &settings, QTextStream &err)
 {
-    QString folder;
-    if (options.workspace) {
-        folder = *options.workspace;
-    } else if (const std::optional<QUrl> url = settings.urlValue(SettingsKey::notesFolder); url && url->isLocalFile()) {
-        folder = url->toLocalFile();
-    } else {
-        err << "tackpad: no workspace: pass --workspace DIR or open a folder in Tackpad first\n";
-        return std::nullopt;
-    }
-    folder = QDir::cleanPath(QFileInfo(folder).absoluteFilePath());
-    const QFileInfo info(folder);
-    if (!info.exists()) {
-        err << "tackpad: workspace folder not found: " << folder << '\n';
-        return std::nullopt;
-    }
-    if (!info.isDir()) {
-        err << "tackpad: not a folder: " << folder << '\n';
-        return std::nullopt;
-    }
-    QString error;
-    if (!NoteFiles::listNoteFiles(folder, &error)) {
-        err << "tackpad: cannot read the workspace folder " << folder << ": " << error << '\n';
-        return std::nullopt;
-    }
-    return folder;
+    return ConsoleWorkspace::folder(options.workspace, settings, err);
 }
 
 // The notes as the search panel sees them: read once, with no window and no watching.

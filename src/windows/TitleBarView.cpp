@@ -267,6 +267,7 @@ void TitleBarView::mouseMoveEvent(QMouseEvent *event)
         // follows the mouse by hand.
         QWindow *handle = window()->windowHandle();
         m_manualMove = !(handle && handle->startSystemMove());
+        Q_EMIT moveStarted();
     }
     if (m_manualMove)
         window()->move(global - m_pressOffset);

@@ -48,6 +48,8 @@ Q_SIGNALS:
     void renameCommitted(const QString &newTitle);
     void titleEditingEnded();
     void contextMenuRequested(const QPoint &globalPosition);
+    // A press on the bar became a move of the window (by the window manager, or by hand without one).
+    void moveStarted();
 
 protected:
     void paintEvent(QPaintEvent *event) override;

@@ -1,10 +1,12 @@
 // The adapter over a QTextDocument: formats equal to the pure rules after any edit, hidden markers that take no room,
 // paragraph formats that leave undo alone, and restyling that never reports a text change.
 #include "StyleDump.h"
+#include "editor/HiddenFont.h"
 #include "editor/MarkdownHighlighter.h"
 #include "editor/StyledBlockData.h"
 
 #include <QAbstractTextDocumentLayout>
+#include <QGlyphRun>
 #include <QRandomGenerator>
 #include <QSignalSpy>
 #include <QTest>
@@ -131,6 +133,8 @@ private Q_SLOTS:
 
     void hiddenMarkersTakeNoRoom_data();
     void hiddenMarkersTakeNoRoom();
+    void hiddenFontIsNoFallbackForVisibleText_data();
+    void hiddenFontIsNoFallbackForVisibleText();
     void headingLineHeightUnchanged();
     void lineOfHiddenMarkersKeepsHeight();
     void listIndentAlignsWrappedLines();
@@ -320,6 +324,32 @@ void MarkdownHighlighterTest::hiddenMarkersTakeNoRoom()
     // With the caret on it, the markers show and take their room.
     f.highlighter->setCaretPosition(0);
     QVERIFY(xAt(block, firstVisible) > xAt(block, markerStart) + 1);
+}
+
+void MarkdownHighlighterTest::hiddenFontIsNoFallbackForVisibleText_data()
+{
+    QTest::addColumn<QString>("text");
+    QTest::newRow("nominal: emoji after Latin") << QStringLiteral("Welcome 👋");
+    QTest::newRow("nominal: CJK after Latin") << QStringLiteral("note 日本語");
+    QTest::newRow("nominal: a script the body font may lack") << QStringLiteral("ᚠᚢᚦ ꦲꦏ");
+}
+
+void MarkdownHighlighterTest::hiddenFontIsNoFallbackForVisibleText()
+{
+    // Characters the body font lacks are drawn by a real fallback font (or as a missing-glyph box), never by the
+    // hidden font: they must not vanish from every text of the application.
+    QFETCH(QString, text);
+    Fixture f(QStringLiteral("**x** ") + text);
+    QCOMPARE(f.document.lastBlock().layout()->formats().first().format.fontFamilies().toStringList(),
+        QStringList {HiddenFont::family()});
+    QTextLayout layout(text, f.highlighter->formats().font(FontRole::Body));
+    layout.beginLayout();
+    const QTextLine line = layout.createLine();
+    layout.endLayout();
+    const QTextLine wordOnly = line;
+    for (const QGlyphRun &run : layout.glyphRuns())
+        QVERIFY2(run.rawFont().familyName() != HiddenFont::family(), qPrintable(run.rawFont().familyName()));
+    QVERIFY(wordOnly.naturalTextWidth() > QFontMetricsF(layout.font()).horizontalAdvance(text.section(u' ', 0, 0)));
 }
 
 void MarkdownHighlighterTest::headingLineHeightUnchanged()

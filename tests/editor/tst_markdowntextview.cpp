@@ -468,6 +468,12 @@ void MarkdownTextViewTest::themeAppliesFontAndColours()
     QCOMPARE(m_view->document()->defaultFont().pointSizeF(), 18.0);
     QCOMPARE(m_view->palette().color(QPalette::Text), QColor::fromRgbF(0.92f, 0.92f, 0.92f, 1.0f));
     QCOMPARE(m_view->highlighter()->theme(), (Theme {18, std::nullopt, true}));
+
+    // Plain text is drawn in the palette's text colour, which stays the theme's whatever palette comes in.
+    QPalette other;
+    other.setColor(QPalette::Text, Qt::red);
+    m_view->setPalette(other);
+    QCOMPARE(m_view->palette().color(QPalette::Text), QColor::fromRgbF(0.92f, 0.92f, 0.92f, 1.0f));
 }
 
 QTEST_MAIN(MarkdownTextViewTest)

@@ -98,8 +98,11 @@ void TestNoteWindowX11::draggingTheTitleBarMovesTheNote()
     const QPoint start = c->window()->geometry().topLeft();
     const QPoint grip = globalCentre(c->titleBar(), QPoint(c->titleBar()->width() / 2, 10));
     QVERIFY(xdotool({u"mousemove"_qs, QString::number(grip.x()), QString::number(grip.y())}));
+    QSignalSpy moveStarted(c->titleBar(), &TitleBarView::moveStarted);
     QVERIFY(xdotool({u"mousedown"_qs, u"1"_qs}));
     QVERIFY(xdotool({u"mousemove"_qs, QString::number(grip.x() + 2), QString::number(grip.y() + 2)}));
+    // The window manager takes over from where the pointer is when the move starts; go on only once it has.
+    QVERIFY(moveStarted.count() == 1 || moveStarted.wait(5000));
     QVERIFY(xdotool({u"mousemove"_qs, QString::number(grip.x() + 100), QString::number(grip.y() + 60)}));
     QVERIFY(xdotool({u"mouseup"_qs, u"1"_qs}));
     // The window manager takes over once the move threshold is crossed; what the pointer travelled before that is

@@ -1,12 +1,17 @@
 #!/usr/bin/env python3
-"""Writes the editor's "hidden" font: every Unicode code point maps to one empty glyph with zero advance.
+"""Writes the editor's "hidden" font: one empty glyph with no advance, and (almost) no character map.
 
-The editor hides Markdown markers by giving them this font (with font merging off), so a hidden marker keeps its
-characters and caret positions but takes no room on the line. A format 13 cmap ("many code points to one glyph")
-keeps the file tiny while covering every script, which matters because Qt only picks a font for a run of text when
-the font claims the run's writing system. The vertical metrics are deliberately a little smaller than those of
-ordinary text faces, so hidden markers never make a line taller, while a line made only of hidden markers keeps
-most of a line's height instead of collapsing.
+The editor hides Markdown markers by giving them this font with font merging off. Qt then uses the font for every
+character of such a run even though the font claims none of them (with merging off, a requested font that lacks
+a script is used all the same), and each character falls to the empty, zero-advance glyph 0. So a hidden marker
+keeps its characters and caret positions but takes no room.
+
+The character map is deliberately (almost) empty: a font that claimed every character would also become the
+fallback for characters the visible fonts lack, and emoji or CJK text would vanish everywhere in the application.
+Only the noncharacter U+FDD0 is mapped, because a font needs a character map at all.
+
+The vertical metrics are a little smaller than those of ordinary text faces, so hidden markers never make a line
+taller, while a line made only of hidden markers keeps most of a line's height instead of collapsing.
 
 Usage: make-hidden-font.py OUTPUT.ttf   (needs fontTools: Debian's python3-fonttools)
 """
@@ -14,23 +19,18 @@ import sys
 
 from fontTools.fontBuilder import FontBuilder
 from fontTools.pens.ttGlyphPen import TTGlyphPen
-from fontTools.ttLib.tables._c_m_a_p import cmap_format_12_or_13, CmapSubtable
 
 FAMILY = "Tackpad Hidden"
 UNITS_PER_EM = 1000
 ASCENT = 750
 DESCENT = 150
 
-# Planes that hold assigned characters (BMP, SMP, SIP, TIP), without the surrogate block. Unassigned planes and the
-# private-use planes are left out: they would only slow down the font cache's coverage scan.
-RANGES = [(0x0000, 0xD7FF), (0xE000, 0xFFFD), (0x10000, 0x3FFFD), (0xE0000, 0xE01EF)]
-
 
 def build(path):
     glyph_order = [".notdef", "blank"]
     fb = FontBuilder(UNITS_PER_EM, isTTF=True)
     fb.setupGlyphOrder(glyph_order)
-    fb.setupCharacterMap({0x20: "blank"})
+    fb.setupCharacterMap({0xFDD0: "blank"})
     empty = TTGlyphPen(None).glyph()
     fb.setupGlyf({name: empty for name in glyph_order})
     fb.setupHorizontalMetrics({name: (0, 0) for name in glyph_order})
@@ -38,20 +38,8 @@ def build(path):
     fb.setupNameTable({"familyName": FAMILY, "styleName": "Regular", "uniqueFontIdentifier": FAMILY,
                        "fullName": FAMILY, "psName": "TackpadHidden-Regular", "version": "Version 1.0"})
     fb.setupOS2(sTypoAscender=ASCENT, sTypoDescender=-DESCENT, sTypoLineGap=0, usWinAscent=ASCENT,
-                usWinDescent=DESCENT, ulUnicodeRange1=0xFFFFFFFF, ulUnicodeRange2=0xFFFFFFFF,
-                ulUnicodeRange3=0xFFFFFFFF, ulUnicodeRange4=0x7FFFFFF, ulCodePageRange1=0xFFFFFFFF,
-                ulCodePageRange2=0xFFFFFFFF, achVendID="TKPD", usWeightClass=400, xAvgCharWidth=0)
+                usWinDescent=DESCENT, achVendID="TKPD", usWeightClass=400, xAvgCharWidth=0)
     fb.setupPost(keepGlyphNames=False)
-
-    # Replace the placeholder cmap with one format 13 subtable (Windows, UCS-4): each group maps a whole range to
-    # the single blank glyph.
-    subtable = CmapSubtable.newSubtable(13)
-    subtable.platformID, subtable.platEncID, subtable.language = 3, 10, 0
-    subtable.cmap = {}
-    for first, last in RANGES:
-        for code in range(first, last + 1):
-            subtable.cmap[code] = "blank"
-    fb.font["cmap"].tables = [subtable]
     fb.save(path)
 
 

@@ -1,0 +1,41 @@
+#include "app/ConsoleWorkspace.h"
+
+#include "app/Settings.h"
+#include "store/NoteFiles.h"
+
+#include <QDir>
+#include <QFileInfo>
+#include <QTextStream>
+
+namespace ConsoleWorkspace {
+
+std::optional<QString> folder(const std::optional<QString> &requested, const Settings &settings, QTextStream &err)
+{
+    QString folder;
+    if (requested) {
+        folder = *requested;
+    } else if (const std::optional<QUrl> url = settings.urlValue(SettingsKey::notesFolder); url && url->isLocalFile()) {
+        folder = url->toLocalFile();
+    } else {
+        err << "tackpad: no workspace: pass --workspace DIR or open a folder in Tackpad first\n";
+        return std::nullopt;
+    }
+    folder = QDir::cleanPath(QFileInfo(folder).absoluteFilePath());
+    const QFileInfo info(folder);
+    if (!info.exists()) {
+        err << "tackpad: workspace folder not found: " << folder << '\n';
+        return std::nullopt;
+    }
+    if (!info.isDir()) {
+        err << "tackpad: not a folder: " << folder << '\n';
+        return std::nullopt;
+    }
+    QString error;
+    if (!NoteFiles::listNoteFiles(folder, &error)) {
+        err << "tackpad: cannot read the workspace folder " << folder << ": " << error << '\n';
+        return std::nullopt;
+    }
+    return folder;
+}
+
+} // namespace ConsoleWorkspace
