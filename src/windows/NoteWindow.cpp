@@ -2,6 +2,7 @@
 
 #include "windows/TitleBarView.h"
 
+#include <QCloseEvent>
 #include <QMouseEvent>
 #include <QPainter>
 #include <QVBoxLayout>
@@ -116,6 +117,13 @@ void NoteWindow::changeEvent(QEvent *event)
 
 void NoteWindow::closeEvent(QCloseEvent *event)
 {
+    // A note has no close button of its own (its × deletes, after asking). Closing it from outside must not lose
+    // track of it: the window is refused here and the note hidden instead, where the hidden-notes panel finds it.
+    if (event->spontaneous()) {
+        event->ignore();
+        Q_EMIT closeRequestedByUser();
+        return;
+    }
     Q_EMIT closing();
     QWidget::closeEvent(event);
 }

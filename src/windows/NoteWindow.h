@@ -38,6 +38,8 @@ Q_SIGNALS:
     void liveResizeEnded();
     void activated();
     void closing();
+    // The user closed the window through the window manager (Alt+F4, a taskbar's Close): the note stays, hidden.
+    void closeRequestedByUser();
 
 protected:
     void paintEvent(QPaintEvent *event) override;

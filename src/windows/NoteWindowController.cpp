@@ -120,6 +120,7 @@ void NoteWindowController::connectTitleBar()
     connect(m_window.get(), &NoteWindow::liveResizeEnded, this, [this] { titleBar()->setTitle(note().title()); });
     connect(m_window.get(), &NoteWindow::activated, this, [this] { store().bringToFront(this); });
     connect(m_window.get(), &NoteWindow::closing, this, &NoteWindowController::onWindowClosing);
+    connect(m_window.get(), &NoteWindow::closeRequestedByUser, this, &NoteWindowController::hideNote);
 }
 
 void NoteWindowController::connectEditor()

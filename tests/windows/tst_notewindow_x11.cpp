@@ -49,6 +49,7 @@ private Q_SLOTS:
     void rollButtonRollsAndUnrolls();
     void pinButtonFloatsTheNote();
     void recolouringReachesTheFile();
+    void closingFromTheWindowManagerHidesTheNote();
 
 private:
     NoteWindowController *openNote();
@@ -163,6 +164,19 @@ void TestNoteWindowX11::recolouringReachesTheFile()
     QVERIFY(written.wait(2000)); // within a second of the change
     QVERIFY(propertyLine(m_file).contains(u" #CDE8F9 "_qs));
     QCOMPARE(c->window()->grab().toImage().pixelColor(150, 150), QColor(0xCD, 0xE8, 0xF9));
+}
+
+void TestNoteWindowX11::closingFromTheWindowManagerHidesTheNote()
+{
+    NoteWindowController *c = openNote();
+    QVERIFY(c);
+    // Alt+F4 is openbox's Close: the window manager asks the window to close, as any desktop's Close does.
+    QVERIFY(xdotool({u"windowactivate"_qs, u"--sync"_qs, QString::number(c->window()->winId())}));
+    QVERIFY(xdotool({u"key"_qs, u"alt+F4"_qs}));
+    QTRY_VERIFY(c->note().meta.hidden);
+    QVERIFY(!c->window()->isVisible());
+    m_store->flushAllSaves();
+    QVERIFY2(propertyLine(m_file).endsWith(u" hidden\""_qs), qPrintable(propertyLine(m_file)));
 }
 
 int main(int argc, char **argv)
