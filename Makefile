@@ -28,7 +28,7 @@ test: build
 # Benchmarks run offscreen on the optimised build; each prints its medians over repeated runs.
 bench: build
 	@set -e; for b in $(BUILD_DIR)/bench/bench_*; do \
-	  [ -x "$$b" ] || continue; echo "== $$(basename $$b)"; \
+	  [ -f "$$b" ] && [ -x "$$b" ] || continue; echo "== $$(basename $$b)"; \
 	  QT_QPA_PLATFORM=offscreen scripts/headless -- "$$b" --benchmark_repetitions=5 \
 	    --benchmark_report_aggregates_only=true $(BENCH_ARGS); \
 	done
