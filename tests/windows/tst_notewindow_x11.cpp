@@ -171,7 +171,8 @@ void TestNoteWindowX11::closingFromTheWindowManagerHidesTheNote()
     NoteWindowController *c = openNote();
     QVERIFY(c);
     // Alt+F4 is openbox's Close: the window manager asks the window to close, as any desktop's Close does.
-    QVERIFY(xdotool({u"windowactivate"_qs, u"--sync"_qs, QString::number(c->window()->winId())}));
+    const QStringList activate{u"windowactivate"_qs, u"--sync"_qs, QString::number(c->window()->winId())};
+    QVERIFY(QTest::qWaitFor([&] { return xdotool(activate); }, 20000)); // retried until the window is mapped
     QVERIFY(xdotool({u"key"_qs, u"alt+F4"_qs}));
     QTRY_VERIFY(c->note().meta.hidden);
     QVERIFY(!c->window()->isVisible());
