@@ -187,34 +187,37 @@ void MarkdownHighlighter::setCaretPosition(int position)
     }
 }
 
-std::optional<LinkSpan> MarkdownHighlighter::linkAt(int position) const
+namespace {
+
+// The span of one kind (links or checkboxes) under a document position, with its range made document-absolute.
+template<typename Span>
+std::optional<Span> spanAt(const QTextDocument *document, int position, QList<Span> StyledBlockData::*spans)
 {
-    if (!m_document)
+    if (!document)
         return std::nullopt;
-    const QTextBlock block = m_document->findBlock(position);
+    const QTextBlock block = document->findBlock(position);
     const auto *data = dynamic_cast<const StyledBlockData *>(block.userData());
     if (!data)
         return std::nullopt;
-    for (const LinkSpan &link : data->links) {
-        if (link.range.contains(position - block.position()))
-            return LinkSpan {{link.range.location + block.position(), link.range.length}, link.target};
+    for (Span span : data->*spans) {
+        if (span.range.contains(position - block.position())) {
+            span.range.location += block.position();
+            return span;
+        }
     }
     return std::nullopt;
 }
 
+} // namespace
+
+std::optional<LinkSpan> MarkdownHighlighter::linkAt(int position) const
+{
+    return spanAt(m_document.data(), position, &StyledBlockData::links);
+}
+
 std::optional<CheckboxSpan> MarkdownHighlighter::checkboxAt(int position) const
 {
-    if (!m_document)
-        return std::nullopt;
-    const QTextBlock block = m_document->findBlock(position);
-    const auto *data = dynamic_cast<const StyledBlockData *>(block.userData());
-    if (!data)
-        return std::nullopt;
-    for (const CheckboxSpan &box : data->checkboxes) {
-        if (box.range.contains(position - block.position()))
-            return CheckboxSpan {{box.range.location + block.position(), box.range.length}, box.checked};
-    }
-    return std::nullopt;
+    return spanAt(m_document.data(), position, &StyledBlockData::checkboxes);
 }
 
 void MarkdownHighlighter::finishPendingRestyle()

@@ -7,6 +7,8 @@
 #include <QTemporaryDir>
 #include <QTest>
 
+#include "support/XdoTool.h"
+
 namespace {
 
 QString readFile(const QString &path)
@@ -15,17 +17,8 @@ QString readFile(const QString &path)
     return file.open(QIODevice::ReadOnly) ? QString::fromUtf8(file.readAll()) : QString();
 }
 
-// Runs xdotool to the end without blocking the test's event loop.
 // Generous limits: under the sanitizers the application starts several times slower than usual.
 constexpr int patienceMs = 60000;
-
-bool xdotool(const QStringList &arguments, int timeoutMs = patienceMs)
-{
-    QProcess process;
-    QSignalSpy finished(&process, &QProcess::finished);
-    process.start(QStringLiteral("xdotool"), arguments);
-    return finished.wait(timeoutMs) && process.exitCode() == 0;
-}
 
 // Waits for a mapped window with exactly this title, activates it and waits until it has the focus. A window
 // found a moment before it is mapped cannot be activated yet, so this tries again until it can.

@@ -14,15 +14,10 @@
 #include <QTemporaryDir>
 #include <QTest>
 
+#include "support/XdoTool.h"
+
 namespace {
 
-bool xdotool(const QStringList &arguments)
-{
-    QProcess process;
-    QSignalSpy finished(&process, &QProcess::finished);
-    process.start(QStringLiteral("xdotool"), arguments);
-    return finished.wait(5000) && process.exitCode() == 0;
-}
 
 bool pressHotKey()
 {

@@ -14,16 +14,10 @@
 #include <QTemporaryDir>
 #include <QTest>
 
+#include "support/XdoTool.h"
+
 namespace {
 
-// Runs xdotool without blocking the event loop, so that the application sees each step as it happens.
-bool xdotool(const QStringList &arguments)
-{
-    QProcess process;
-    QSignalSpy finished(&process, &QProcess::finished);
-    process.start(QStringLiteral("xdotool"), arguments);
-    return finished.wait(5000) && process.exitCode() == 0;
-}
 
 QString readFile(const QString &path)
 {
