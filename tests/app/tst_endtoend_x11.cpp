@@ -119,6 +119,7 @@ bool TestEndToEnd::waitForLog(const QString &text, int timeoutMs)
 
 void TestEndToEnd::firstStartTypingExternalEditsAndQuit()
 {
+    TACKPAD_REQUIRE_WINDOW_MANAGER();
     QProcess *app = start({});
     QVERIFY(app->waitForStarted());
 
