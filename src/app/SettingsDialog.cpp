@@ -1,5 +1,6 @@
 #include "app/SettingsDialog.h"
 
+#include "app/ApiKeyField.h"
 #include "app/AppInfo.h"
 #include "notes/NotePalette.h"
 #include "platform/GlobalHotKey.h"
@@ -86,26 +87,6 @@ QString websiteText()
 }
 
 } // namespace
-
-QString SettingsDialog::noKeyPlaceholder()
-{
-    return tr("Paste your API key");
-}
-
-QString SettingsDialog::checkingPlaceholder()
-{
-    return tr("Checking the keyring…");
-}
-
-QString SettingsDialog::storedKeyPlaceholder()
-{
-    return tr("Key stored – type here to replace it");
-}
-
-QString SettingsDialog::removalPlaceholder()
-{
-    return tr("Key will be removed when you click Done");
-}
 
 SettingsDialog::SettingsDialog(Settings settings, KeyStore *keyStore, GlobalHotKey *hotKey, QWidget *parent)
     : QDialog(parent)
@@ -272,23 +253,10 @@ QGroupBox *SettingsDialog::buildAiSection()
     // The key, its explanation and the model take the section's full width: keys are long.
     form->setFieldGrowthPolicy(QFormLayout::AllNonFixedFieldsGrow);
 
-    m_apiKey = new QLineEdit(group);
-    m_apiKey->setObjectName(QStringLiteral("apiKey"));
-    m_apiKey->setEchoMode(QLineEdit::Password);
-    m_apiKey->setMinimumWidth(m_apiKey->fontMetrics().horizontalAdvance(storedKeyPlaceholder()) + 24);
-    m_removeKey = new QPushButton(tr("Remove"), group);
-    m_removeKey->setObjectName(QStringLiteral("removeKey"));
-    m_removeKey->setAutoDefault(false);
-    auto *keyRow = new QHBoxLayout;
-    keyRow->addWidget(m_apiKey, 1);
-    keyRow->addWidget(m_removeKey);
-    form->addRow(tr("Anthropic API key:"), keyRow);
-
-    m_keyProblem = new QLabel(group);
-    m_keyProblem->setObjectName(QStringLiteral("keyProblem"));
-    m_keyProblem->setWordWrap(true);
-    m_keyProblem->setVisible(false);
-    addField(form, m_keyProblem);
+    m_keyField = new ApiKeyField(group);
+    form->addRow(tr("Anthropic API key:"), m_keyField);
+    addField(form, m_keyField->problemLabel());
+    connect(m_keyField, &ApiKeyField::busyChanged, this, &SettingsDialog::setBusy);
     addField(form,
         explanation(tr("Applying a prompt sends that note's text to Anthropic using your key. Mark any note as a "
                        "prompt with right-click → Use as AI Prompt."),
@@ -297,10 +265,8 @@ QGroupBox *SettingsDialog::buildAiSection()
     m_model = new QLineEdit(group);
     m_model->setObjectName(QLatin1String(SettingsKey::aiModel));
     m_model->setPlaceholderText(QString::fromLatin1(Settings::defaultAiModel));
-    m_model->setMinimumWidth(m_apiKey->minimumWidth());
+    m_model->setMinimumWidth(m_keyField->minimumSizeHint().width());
     form->addRow(tr("Model:"), m_model);
-
-    connect(m_removeKey, &QPushButton::clicked, this, &SettingsDialog::markKeyForRemoval);
     return group;
 }
 
@@ -472,112 +438,25 @@ void SettingsDialog::refreshHotKeyNote()
 
 void SettingsDialog::setKeyStore(KeyStore *keyStore)
 {
-    if (m_keyStore)
-        disconnect(m_keyStore, nullptr, this, nullptr);
-    m_keyStore = keyStore;
-    if (m_keyStore) {
-        connect(m_keyStore, &QObject::destroyed, this, [this] {
-            // A pending answer will never come: the dialog must not wait for it.
-            setBusy(false);
-            showKeyState(KeyState::Unavailable, KeyStore::noKeyringMessage());
-        });
-    }
-    checkStoredKey();
-}
-
-void SettingsDialog::checkStoredKey()
-{
-    const int check = ++m_keyCheck;
-    if (!m_keyStore) {
-        showKeyState(KeyState::Unavailable, KeyStore::noKeyringMessage());
-        return;
-    }
-    showKeyState(KeyState::Checking);
-    // Read rather than ask `hasKey`: a keyring that cannot be read must be told apart from one without a key. The
-    // key itself is only looked at, never kept or shown.
-    QPointer<SettingsDialog> self(this);
-    m_keyStore->readKey([self, check](const std::optional<QString> &key, const QString &error) {
-        if (!self || check != self->m_keyCheck)
-            return;
-        if (!error.isEmpty())
-            self->showKeyState(KeyState::Unavailable, error);
-        else
-            self->showKeyState(key && !key->isEmpty() ? KeyState::Stored : KeyState::Absent);
-    });
-}
-
-void SettingsDialog::showKeyState(KeyState state, const QString &problem)
-{
-    m_keyState = state;
-    // Until the keyring has answered, nobody knows whether a key can be kept: the field waits for the answer.
-    const bool usable = state != KeyState::Unavailable && state != KeyState::Checking;
-    if (!usable || state == KeyState::MarkedForRemoval)
-        m_apiKey->clear();
-    m_apiKey->setEnabled(usable);
-    switch (state) {
-    case KeyState::Checking:
-        m_apiKey->setPlaceholderText(checkingPlaceholder());
-        break;
-    case KeyState::Stored:
-        m_apiKey->setPlaceholderText(storedKeyPlaceholder());
-        break;
-    case KeyState::MarkedForRemoval:
-        m_apiKey->setPlaceholderText(removalPlaceholder());
-        break;
-    case KeyState::Absent:
-    case KeyState::Unavailable:
-        m_apiKey->setPlaceholderText(noKeyPlaceholder());
-        break;
-    }
-    m_removeKey->setVisible(state == KeyState::Stored || state == KeyState::MarkedForRemoval);
-    m_removeKey->setEnabled(state == KeyState::Stored);
-    m_keyProblem->setText(problem);
-    m_keyProblem->setVisible(!problem.isEmpty());
-}
-
-void SettingsDialog::markKeyForRemoval()
-{
-    if (m_keyState == KeyState::Stored)
-        showKeyState(KeyState::MarkedForRemoval);
+    m_keyField->setKeyStore(keyStore);
 }
 
 void SettingsDialog::finish()
 {
-    if (m_busy)
+    if (m_keyField->isBusy())
         return;
-    // Keys never contain white space; a pasted line break or stray space is not part of it.
-    const QString typed = m_apiKey->text().trimmed();
-    const bool store = !typed.isEmpty() && m_keyStore && m_apiKey->isEnabled();
-    const bool remove = !store && m_keyStore && m_keyState == KeyState::MarkedForRemoval;
-    if (!store && !remove) {
-        keyOperationFinished(QString());
-        return;
-    }
-    setBusy(true);
     QPointer<SettingsDialog> self(this);
-    auto answered = [self](const QString &error) {
+    m_keyField->commit([self](const QString &error) {
         if (self)
             self->keyOperationFinished(error);
-    };
-    if (store)
-        m_keyStore->storeKey(typed, answered);
-    else
-        m_keyStore->removeKey(answered);
+    });
 }
 
 void SettingsDialog::keyOperationFinished(const QString &error)
 {
-    setBusy(false);
-    if (!error.isEmpty()) {
-        // Nothing is written: the user can retry, clear the field, or cancel with everything as it was.
-        if (error == KeyStore::noKeyringMessage())
-            showKeyState(KeyState::Unavailable, error);
-        else {
-            m_keyProblem->setText(error);
-            m_keyProblem->setVisible(true);
-        }
+    // On an error nothing is written: the user can retry, clear the field, or cancel with everything as it was.
+    if (!error.isEmpty())
         return;
-    }
     writeValues();
     Q_EMIT applied();
     accept();
@@ -628,16 +507,13 @@ void SettingsDialog::writeDouble(const char *key, double value)
 
 void SettingsDialog::setBusy(bool busy)
 {
-    m_busy = busy;
     m_buttons->setEnabled(!busy);
-    m_apiKey->setReadOnly(busy);
-    m_removeKey->setEnabled(!busy && m_keyState == KeyState::Stored);
 }
 
 void SettingsDialog::done(int result)
 {
     // While the keyring is answering, closing would leave the key changed behind a "Cancel".
-    if (m_busy)
+    if (m_keyField->isBusy())
         return;
     if (m_colorDialog->isVisible())
         m_colorDialog->reject();

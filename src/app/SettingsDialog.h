@@ -6,6 +6,7 @@
 #include <QList>
 #include <QPointer>
 
+class ApiKeyField;
 class GlobalHotKey;
 class KeyStore;
 class QCheckBox;
@@ -38,12 +39,6 @@ public:
     static constexpr double minFontSize = 8;
     static constexpr double maxFontSize = 48;
 
-    // Placeholder texts of the API key field.
-    static QString checkingPlaceholder();
-    static QString noKeyPlaceholder();
-    static QString storedKeyPlaceholder();
-    static QString removalPlaceholder();
-
     // `keyStore` and `hotKey` may be null: without a key store the key field says that no keyring is available;
     // without a hot key only the shortcut's general explanation is shown.
     SettingsDialog(Settings settings, KeyStore *keyStore, GlobalHotKey *hotKey, QWidget *parent = nullptr);
@@ -60,8 +55,6 @@ Q_SIGNALS:
     void applied();
 
 private:
-    enum class KeyState { Checking, Absent, Stored, MarkedForRemoval, Unavailable };
-
     QGroupBox *buildNewNoteSection();
     QGroupBox *buildStartupSection();
     QGroupBox *buildDesktopSection();
@@ -82,10 +75,6 @@ private:
     void refreshEnabledState();
     void refreshHotKeyNote();
 
-    void checkStoredKey();
-    void showKeyState(KeyState state, const QString &problem = QString());
-    void markKeyForRemoval();
-
     void finish();
     void keyOperationFinished(const QString &error);
     void writeValues();
@@ -94,12 +83,7 @@ private:
     void setBusy(bool busy);
 
     Settings m_settings;
-    QPointer<KeyStore> m_keyStore;
     QPointer<GlobalHotKey> m_hotKey;
-    KeyState m_keyState = KeyState::Checking;
-    // Distinguishes the answer of the current check from one of an earlier key store.
-    int m_keyCheck = 0;
-    bool m_busy = false;
     // The hot-key setting as the application last applied it: whether a missing registration is news to the user.
     bool m_hotKeyWasOn = false;
     int m_previousColorIndex = 0;
@@ -125,9 +109,7 @@ private:
     QCheckBox *m_darkMode = nullptr;
     QComboBox *m_font = nullptr;
 
-    QLineEdit *m_apiKey = nullptr;
-    QPushButton *m_removeKey = nullptr;
-    QLabel *m_keyProblem = nullptr;
+    ApiKeyField *m_keyField = nullptr;
     QLineEdit *m_model = nullptr;
 
     QDialogButtonBox *m_buttons = nullptr;

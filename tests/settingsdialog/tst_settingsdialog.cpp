@@ -1,3 +1,4 @@
+#include "app/ApiKeyField.h"
 #include "app/AppInfo.h"
 #include "app/Settings.h"
 #include "app/SettingsDialog.h"
@@ -138,7 +139,7 @@ class TestSettingsDialog : public QObject {
     {
         auto *field = control<QLineEdit>(dialog, QStringLiteral("apiKey"));
         return QTest::qWaitFor(
-            [field] { return field->placeholderText() != SettingsDialog::checkingPlaceholder(); }, 20000);
+            [field] { return field->placeholderText() != ApiKeyField::checkingPlaceholder(); }, 20000);
     }
 
     // With the key field out of use, the other settings are still saved.
