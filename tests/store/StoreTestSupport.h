@@ -29,6 +29,17 @@ inline void redirectHome(const QTemporaryDir &home)
     qputenv("XDG_CACHE_HOME", path + "/.cache");
 }
 
+// A test object member: the redirection is in place before the first test function runs.
+struct TemporaryHome {
+    QTemporaryDir dir;
+    TemporaryHome()
+    {
+        if (!dir.isValid())
+            qFatal("cannot create a temporary home folder");
+        redirectHome(dir);
+    }
+};
+
 inline QByteArray readBytes(const QString &path)
 {
     QFile file(path);
@@ -50,6 +61,13 @@ inline void writeInPlace(const QString &path, const QByteArray &bytes)
     QCOMPARE(file.write(bytes), bytes.size());
 }
 
+inline void appendTo(const QString &path, const QByteArray &bytes)
+{
+    QFile file(path);
+    QVERIFY(file.open(QIODevice::Append));
+    QCOMPARE(file.write(bytes), bytes.size());
+}
+
 // Writes as careful editors do: a temporary file renamed over the old one.
 inline void writeAtomically(const QString &path, const QByteArray &bytes)
 {
@@ -62,6 +80,14 @@ inline void writeAtomically(const QString &path, const QByteArray &bytes)
 inline QByteArray noteText(const QString &properties, const QString &body)
 {
     return QStringLiteral("---\ntackpad: \"%1\"\n---\n%2").arg(properties, body).toUtf8();
+}
+
+template<typename Controllers> QStringList filenames(const Controllers &controllers)
+{
+    QStringList names;
+    for (const NoteController *each : controllers)
+        names << each->note().filename;
+    return names;
 }
 
 // A controller that remembers the window requests it received, as "operation file" lines.
@@ -124,6 +150,15 @@ struct Workspace {
     }
 
     QString path(const QString &name) const { return folder + QLatin1Char('/') + name; }
+    QStringList files() const { return QDir(folder).entryList(QDir::Files | QDir::Hidden); }
+
+    QStringList alertMessages() const
+    {
+        QStringList messages;
+        for (const Alert &alert : alerts.shown)
+            messages << alert.message;
+        return messages;
+    }
 
     NoteStore &open(bool watch = false)
     {
@@ -134,6 +169,13 @@ struct Workspace {
         if (watch)
             store->startWatching();
         return *store;
+    }
+
+    // Writes one file, opens the store and returns that file's note.
+    NoteController *openWith(const QString &name, const QByteArray &text, bool watch = false)
+    {
+        writeInPlace(path(name), text);
+        return open(watch).controller(name);
     }
 };
 

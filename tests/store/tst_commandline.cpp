@@ -5,9 +5,7 @@
 
 #include "app/CommandLine.h"
 
-#include <QJsonArray>
 #include <QJsonDocument>
-#include <QJsonObject>
 #include <QProcess>
 #include <QTest>
 
@@ -34,13 +32,9 @@ private Q_SLOTS:
     void listJson();
     void newCreatesNotesAsTheAppDoes_data();
     void newCreatesNotesAsTheAppDoes();
-    void newReadsStandardInput();
-    void newFollowsTheNewNoteSettings();
-    void lastWorkspaceFromSettings();
-    void folderProblems_data();
-    void folderProblems();
-    void usageErrors_data();
-    void usageErrors();
+    void newFollowsTheSettings();
+    void errorsChangeNothing_data();
+    void errorsChangeNothing();
     void applicationArgumentsAreLeftToTheApplication_data();
     void applicationArgumentsAreLeftToTheApplication();
 
@@ -102,7 +96,6 @@ void TestCommandLine::listPrintsNotesInFinderOrder()
     QCOMPARE(result.out,
         QStringLiteral("note 9\t270x260 at (5, 6)\tz 0\t#FBF4A6\t12 pt\n"
                        "Note 10\t300x200 at (1, 2)\tz 3\t#CDE8F9\t14 pt\tfloat, hidden\n"));
-    // Listing writes nothing.
     QCOMPARE(readFile(m_folder + "/Ordinary.md"), QStringLiteral("# not a note\n"));
 }
 
@@ -111,22 +104,10 @@ void TestCommandLine::listJson()
     writeInPlace(m_folder + "/Prompt.md", noteText("x-10 y20 w300 h200 z7 #FFFFFF s16 rolled adopt prompt", "Do"));
     const Run result = run({"list", "--json", "--workspace=" + m_folder});
     QCOMPARE(result.exitCode, 0);
-    QJsonParseError error;
-    const QJsonDocument json = QJsonDocument::fromJson(result.out.toUtf8(), &error);
-    QCOMPARE(error.error, QJsonParseError::NoError);
-    QCOMPARE(json.array().size(), 1);
-    const QJsonObject note = json.array().first().toObject();
-    const QStringList keys {"adopt", "color", "file", "floatOnTop", "fontSize", "height", "hidden", "isPrompt",
-        "rolledUp", "title", "width", "x", "y", "z"};
-    QCOMPARE(note.keys(), keys);
-    QCOMPARE(note["file"].toString(), QStringLiteral("Prompt.md"));
-    QCOMPARE(note["title"].toString(), QStringLiteral("Prompt"));
-    QCOMPARE(note["x"].toDouble(), -10.0);
-    QCOMPARE(note["z"].toInteger(), 7);
-    QCOMPARE(note["color"].toString(), QStringLiteral("#FFFFFF"));
-    QCOMPARE(note["fontSize"].toDouble(), 16.0);
-    QVERIFY(note["rolledUp"].toBool() && note["adopt"].toBool() && note["isPrompt"].toBool());
-    QVERIFY(!note["floatOnTop"].toBool() && !note["hidden"].toBool());
+    QCOMPARE(QJsonDocument::fromJson(result.out.toUtf8()),
+        QJsonDocument::fromJson(R"([{"adopt": true, "color": "#FFFFFF", "file": "Prompt.md", "floatOnTop": false,
+            "fontSize": 16, "height": 200, "hidden": false, "isPrompt": true, "rolledUp": true, "title": "Prompt",
+            "width": 300, "x": -10, "y": 20, "z": 7}])"));
 }
 
 void TestCommandLine::newCreatesNotesAsTheAppDoes_data()
@@ -134,19 +115,20 @@ void TestCommandLine::newCreatesNotesAsTheAppDoes_data()
     QTest::addColumn<QStringList>("arguments");
     QTest::addColumn<QString>("expectedFile");
     QTest::addColumn<QString>("expectedBody");
+    QTest::addColumn<QByteArray>("input");
 
-    QTest::newRow("nominal: no title gives New note, and a taken name gets a number")
-        << QStringList {"new"} << "New note (1).md"
-        << "";
-    QTest::newRow("nominal: the title is sanitized into the file name")
-        << QStringList {"new", "--title", "  ../Plan: Q3/Q4.MD  ", "Goals"} << "-Plan- Q3-Q4.md"
-        << "Goals";
-    QTest::newRow("nominal: a Markdown list is text, not an option")
-        << QStringList {"new", "--title", "List", "- milk\n- bread"} << "List.md"
-        << "- milk\n- bread";
-    QTest::newRow("nominal: text after -- may look like an option")
-        << QStringList {"new", "--title", "Dash", "--", "--verbose"} << "Dash.md"
-        << "--verbose";
+    const auto row = [](const char *name, const QStringList &arguments, const QString &file, const QString &body,
+                         const QByteArray &input = {}) { QTest::newRow(name) << arguments << file << body << input; };
+
+    row("nominal: no title gives New note, and a taken name gets a number", {"new"}, "New note (1).md", "");
+    row("nominal: the title is sanitized into the file name", {"new", "--title", "  ../Plan: Q3/Q4.MD  ", "Goals"},
+        "-Plan- Q3-Q4.md", "Goals");
+    row("nominal: a Markdown list is text, not an option", {"new", "--title", "List", "- milk\n- bread"}, "List.md",
+        "- milk\n- bread");
+    row("nominal: text after -- may look like an option", {"new", "--title", "Dash", "--", "--verbose"}, "Dash.md",
+        "--verbose");
+    row("nominal: - reads standard input, CR LF becomes LF", {"new", "--title", "Piped", "-"}, "Piped.md",
+        QStringLiteral("# From a pipe\n\nwith CR LF and ünïcode\n"), "# From a pipe\r\n\r\nwith CR LF and ünïcode\r\n");
 }
 
 void TestCommandLine::newCreatesNotesAsTheAppDoes()
@@ -154,10 +136,11 @@ void TestCommandLine::newCreatesNotesAsTheAppDoes()
     QFETCH(QStringList, arguments);
     QFETCH(QString, expectedFile);
     QFETCH(QString, expectedBody);
+    QFETCH(QByteArray, input);
     writeInPlace(m_folder + "/New note.md", noteText("x1 z41", "first\n"));
     arguments.insert(1, QStringLiteral("--workspace"));
     arguments.insert(2, m_folder);
-    const Run result = run(arguments);
+    const Run result = run(arguments, input);
     QCOMPARE(result.err, QString());
     QCOMPARE(result.exitCode, 0);
     QCOMPARE(result.out, expectedFile + QLatin1Char('\n'));
@@ -167,98 +150,74 @@ void TestCommandLine::newCreatesNotesAsTheAppDoes()
     QCOMPARE(readFile(m_folder + "/New note.md"), QString::fromUtf8(noteText("x1 z41", "first\n")));
 }
 
-void TestCommandLine::newReadsStandardInput()
-{
-    const QByteArray text("# From a pipe\r\n\r\nwith CR LF and ünïcode\r\n");
-    const Run result = run({"new", "--workspace", m_folder, "--title", "Piped", "-"}, text);
-    QCOMPARE(result.exitCode, 0);
-    QCOMPARE(result.out, QStringLiteral("Piped.md\n"));
-    QVERIFY(
-        readFile(m_folder + "/Piped.md").endsWith(QString::fromUtf8("---\n# From a pipe\n\nwith CR LF and ünïcode\n")));
-
-    const Run binary = run({"new", "--workspace", m_folder, "-"}, QByteArray("\xff\xfe"));
-    QCOMPARE(binary.exitCode, 2);
-    QVERIFY(binary.err.contains(QLatin1String("UTF-8")));
-    QVERIFY(!QFileInfo::exists(m_folder + "/New note.md"));
-}
-
-void TestCommandLine::newFollowsTheNewNoteSettings()
+// The last workspace and the new-note settings come from the application's own settings file.
+void TestCommandLine::newFollowsTheSettings()
 {
     Settings settings(settingsFile());
+    settings.setUrl(SettingsKey::notesFolder, QUrl::fromLocalFile(m_folder));
     settings.setValue(SettingsKey::usePreviousNoteSettings, false);
     settings.setValue(SettingsKey::fixedNoteColor, "#D4F2C2");
     settings.setValue(SettingsKey::fixedNoteWidth, 400.0);
     settings.setValue(SettingsKey::fixedNoteFloat, true);
     settings.sync();
-    const Run result = run({"new", "--workspace", m_folder, "Styled"});
-    QCOMPARE(result.exitCode, 0);
-    QCOMPARE(readFile(m_folder + "/New note.md"),
-        QStringLiteral("---\ntackpad: \"x80 y530 w400 h260 z1 #D4F2C2 s12 float\"\n---\nStyled"));
-}
-
-void TestCommandLine::lastWorkspaceFromSettings()
-{
-    Settings settings(settingsFile());
-    settings.setUrl(SettingsKey::notesFolder, QUrl::fromLocalFile(m_folder));
-    settings.sync();
-    const Run created = run({"new", "--title", "Remembered"});
+    const Run created = run({"new", "--title", "Remembered", "Styled"});
     QCOMPARE(created.err, QString());
     QCOMPARE(created.out, QStringLiteral("Remembered.md\n"));
+    QCOMPARE(readFile(m_folder + "/Remembered.md"),
+        QStringLiteral("---\ntackpad: \"x80 y530 w400 h260 z1 #D4F2C2 s12 float\"\n---\nStyled"));
     const Run listed = run({"list"});
     QCOMPARE(listed.exitCode, 0);
     QVERIFY(listed.out.startsWith(QLatin1String("Remembered\t")));
 }
 
-void TestCommandLine::folderProblems_data()
+void TestCommandLine::errorsChangeNothing_data()
 {
-    QTest::addColumn<QString>("command");
+    QTest::addColumn<QStringList>("arguments");
     QTest::addColumn<QString>("folder"); // relative to the home folder; empty: none configured
-    QTest::addColumn<QString>("message");
+    QTest::addColumn<QByteArray>("input");
+    QTest::addColumn<QString>("message"); // how standard error starts
+    QTest::addColumn<int>("lines");
 
-    for (const char *command : {"list", "new"}) {
-        QTest::addRow("robustness: %s with a missing folder", command) << command << "gone"
-                                                                       << "tackpad: workspace folder not found: ";
-        QTest::addRow("robustness: %s with a file for a folder", command) << command << "file.md"
-                                                                          << "tackpad: not a folder: ";
-        QTest::addRow("robustness: %s with no workspace at all", command) << command << ""
-                                                                          << "tackpad: no workspace: ";
+    const auto row = [](const QString &name, const QStringList &arguments, const QString &folder,
+                         const QString &message, int lines, const QByteArray &input = {}) {
+        QTest::addRow("%s", qPrintable(name)) << arguments << folder << input << message << lines;
+    };
+    for (const QString command : {"list", "new"}) {
+        row("robustness: " + command + " with a missing folder", {command}, "gone",
+            "tackpad: workspace folder not found: ", 1);
+        row("robustness: " + command + " with a file for a folder", {command}, "file.md", "tackpad: not a folder: ", 1);
+        row("robustness: " + command + " with no workspace at all", {command}, "", "tackpad: no workspace: ", 1);
     }
+    // Usage errors that the parser finds add a hint to the help.
+    row("robustness: an unknown option", {"list", "--colour"}, "My Notes", "tackpad: unknown option '--colour'", 2);
+    row("robustness: an option of the other command", {"list", "--title", "x"}, "My Notes",
+        "tackpad: unknown option '--title'", 2);
+    // Nothing may follow the option: a --workspace after it would be taken as its value.
+    row("robustness: a missing option value", {"new", "--title"}, "", "tackpad: --title needs a value", 2);
+    row("robustness: two texts", {"new", "one", "two"}, "My Notes", "tackpad: new takes one TEXT", 1);
+    row("robustness: a title with nothing usable", {"new", "--title", "..."}, "My Notes", "tackpad: the title '...'",
+        1);
+    row("robustness: standard input that is not UTF-8", {"new", "-"}, "My Notes",
+        "tackpad: standard input is not valid UTF-8", 1, "\xff\xfe");
 }
 
-void TestCommandLine::folderProblems()
+void TestCommandLine::errorsChangeNothing()
 {
-    QFETCH(QString, command);
+    QFETCH(QStringList, arguments);
     QFETCH(QString, folder);
+    QFETCH(QByteArray, input);
     QFETCH(QString, message);
+    QFETCH(int, lines);
     writeInPlace(m_home->path() + "/file.md", "x");
-    QStringList arguments {command};
     if (!folder.isEmpty())
         arguments << "--workspace" << m_home->path() + QLatin1Char('/') + folder;
-    const Run result = run(arguments);
+    const Run result = run(arguments, input);
     QCOMPARE(result.exitCode, 2);
     QCOMPARE(result.out, QString());
     QVERIFY2(result.err.startsWith(message), qPrintable(result.err));
-    QCOMPARE(result.err.count(QLatin1Char('\n')), 1);
+    QCOMPARE(result.err.count(QLatin1Char('\n')), lines);
     QCOMPARE(readFile(m_home->path() + "/file.md"), QStringLiteral("x"));
     QVERIFY(!QFileInfo::exists(m_home->path() + "/gone"));
-}
-
-void TestCommandLine::usageErrors_data()
-{
-    QTest::addColumn<QStringList>("arguments");
-    QTest::newRow("robustness: an unknown option") << QStringList {"list", "--colour"};
-    QTest::newRow("robustness: an option of the other command") << QStringList {"list", "--title", "x"};
-    QTest::newRow("robustness: a missing option value") << QStringList {"new", "--title"};
-    QTest::newRow("robustness: two texts") << QStringList {"new", "one", "two"};
-    QTest::newRow("robustness: a title with nothing usable") << QStringList {"new", "--title", "..."};
-}
-
-void TestCommandLine::usageErrors()
-{
-    QFETCH(QStringList, arguments);
-    const Run result = run(arguments << "--workspace" << m_folder);
-    QCOMPARE(result.exitCode, 2);
-    QVERIFY(result.err.startsWith(QLatin1String("tackpad: ")));
     QCOMPARE(QDir(m_folder).entryList(QDir::Files | QDir::Hidden), QStringList {});
 }
 

@@ -16,9 +16,6 @@ class TestImportAttachments : public QObject {
     Q_OBJECT
 
 private Q_SLOTS:
-    void initTestCase();
-
-    void ordinaryMarkdownCount();
     void adoptAllGivesPropertiesAtCascadingPlaces();
     void importFileInsideFolderAdopts();
     void importFileFromElsewhereCopies_data();
@@ -26,10 +23,7 @@ private Q_SLOTS:
     void importFailures_data();
     void importFailures();
     void revertMakesAnOrdinaryFileAgain();
-    void revertFailureKeepsTheNote();
 
-    void attachmentLink_data();
-    void attachmentLink();
     void importAttachmentCopying();
     void importAttachmentData_data();
     void importAttachmentData();
@@ -40,40 +34,21 @@ private Q_SLOTS:
     void promptControllers();
 
 private:
-    QTemporaryDir m_home;
+    TemporaryHome m_home;
 };
-
-void TestImportAttachments::initTestCase()
-{
-    QVERIFY(m_home.isValid());
-    redirectHome(m_home);
-}
-
-void TestImportAttachments::ordinaryMarkdownCount()
-{
-    Workspace ws;
-    writeInPlace(ws.path("Note.md"), noteText("x1", "n"));
-    writeInPlace(ws.path("Plain one.md"), "# one\n");
-    writeInPlace(ws.path("Plain two.MD"), "---\ntitle: two\n---\nbody\n");
-    writeInPlace(ws.path(".hidden.md"), "hidden\n");
-    writeInPlace(ws.path("notes.txt"), "text\n");
-    writeInPlace(ws.path("Binary.md"), "\xff\xfe\xfd");
-    NoteStore &store = ws.open();
-    QCOMPARE(store.ordinaryMarkdownCount(), std::optional<int>(2));
-    // Asking again (the files known from the scan) gives the same answer.
-    QCOMPARE(store.ordinaryMarkdownCount(), std::optional<int>(2));
-    // A folder that cannot be listed has no count at all.
-    QVERIFY(QDir(ws.folder).removeRecursively());
-    QCOMPARE(store.ordinaryMarkdownCount(), std::optional<int>());
-}
 
 void TestImportAttachments::adoptAllGivesPropertiesAtCascadingPlaces()
 {
     Workspace ws;
     writeInPlace(ws.path("Existing.md"), noteText("x1 z5", "n"));
-    writeInPlace(ws.path("b.md"), "---\ntitle: Bee\n---\nbuzz\r\n");
+    writeInPlace(ws.path("b.MD"), "---\ntitle: Bee\n---\nbuzz\r\n");
     writeInPlace(ws.path("a.md"), "apple\n");
+    // Hidden files, other extensions and files that are not UTF-8 are left out.
+    writeInPlace(ws.path(".hidden.md"), "hidden\n");
+    writeInPlace(ws.path("notes.txt"), "text\n");
+    writeInPlace(ws.path("Binary.md"), "\xff\xfe\xfd");
     NoteStore &store = ws.open();
+    QCOMPARE(store.ordinaryMarkdownCount(), std::optional<int>(2));
     QSignalSpy changed(&store, &NoteStore::notesChanged);
 
     QCOMPARE(store.adoptAllOrdinaryMarkdown(), 2);
@@ -82,10 +57,14 @@ void TestImportAttachments::adoptAllGivesPropertiesAtCascadingPlaces()
     // Finder order decides the cascade: "a" first.
     QCOMPARE(readFile(ws.path("a.md")),
         QStringLiteral("---\ntackpad: \"x80 y530 w270 h260 z6 #FBF4A6 s12 adopt\"\n---\napple\n"));
-    QCOMPARE(readFile(ws.path("b.md")),
+    QCOMPARE(readFile(ws.path("b.MD")),
         QStringLiteral("---\ntitle: Bee\ntackpad: \"x108 y502 w270 h260 z7 #FBF4A6 s12 adopt\"\n---\nbuzz\n"));
-    QVERIFY(store.controller("b.md")->note().meta.adopt);
-    QCOMPARE(store.controller("b.md")->lastDiskContent(), readFile(ws.path("b.md")));
+    QVERIFY(store.controller("b.MD")->note().meta.adopt);
+    QCOMPARE(store.controller("b.MD")->lastDiskContent(), readFile(ws.path("b.MD")));
+    QCOMPARE(readBytes(ws.path("Binary.md")), QByteArray("\xff\xfe\xfd"));
+    // A folder that cannot be listed has no count at all.
+    QVERIFY(QDir(ws.folder).removeRecursively());
+    QCOMPARE(store.ordinaryMarkdownCount(), std::optional<int>());
 }
 
 void TestImportAttachments::importFileInsideFolderAdopts()
@@ -98,9 +77,8 @@ void TestImportAttachments::importFileInsideFolderAdopts()
     QVERIFY(note->note().meta.adopt);
     QCOMPARE(note->note().filename, QStringLiteral("Inside.md"));
     QVERIFY(readFile(ws.path("Inside.md")).endsWith(QLatin1String("adopt\"\n---\ninside\n")));
-    // Importing it again shows the same note.
     QCOMPARE(store.importFile(ws.path("Inside.md"), false), note);
-    QCOMPARE(QDir(ws.folder).entryList(QDir::Files), QStringList {"Inside.md"});
+    QCOMPARE(ws.files(), QStringList {"Inside.md"});
 }
 
 void TestImportAttachments::importFileFromElsewhereCopies_data()
@@ -110,15 +88,15 @@ void TestImportAttachments::importFileFromElsewhereCopies_data()
     QTest::addColumn<QString>("expectedName");
     QTest::addColumn<QString>("expectedProperties");
 
-    QTest::newRow("nominal: an ordinary Markdown file comes in with new-note defaults")
-        << "Recipe.md" << QByteArray("eggs\n") << "Recipe (2).md"
-        << "x80 y530 w270 h260 z1 #FBF4A6 s12";
-    QTest::newRow("nominal: a note of another workspace keeps its look and goes on top")
-        << "Travel.md" << noteText("x10 y20 w300 h200 z99 #CDE8F9 s14 float adopt", "pack\n") << "Travel.md"
-        << "x10 y20 w300 h200 z1 #CDE8F9 s14 float";
-    QTest::newRow("nominal: a text file becomes a Markdown note")
-        << "todo.txt" << QByteArray("- [ ] call\n") << "todo.md"
-        << "x80 y530 w270 h260 z1 #FBF4A6 s12";
+    const auto row = [](const char *name, const QString &source, const QByteArray &text, const QString &target,
+                         const QString &properties) { QTest::newRow(name) << source << text << target << properties; };
+    const QString defaults = QStringLiteral("x80 y530 w270 h260 z1 #FBF4A6 s12");
+    row("nominal: an ordinary Markdown file comes in with new-note defaults", "Recipe.md", "eggs\n", "Recipe (2).md",
+        defaults);
+    row("nominal: a note of another workspace keeps its look and goes on top", "Travel.md",
+        noteText("x10 y20 w300 h200 z99 #CDE8F9 s14 float adopt", "pack\n"), "Travel.md",
+        "x10 y20 w300 h200 z1 #CDE8F9 s14 float");
+    row("nominal: a text file becomes a Markdown note", "todo.txt", "- [ ] call\n", "todo.md", defaults);
 }
 
 void TestImportAttachments::importFileFromElsewhereCopies()
@@ -166,10 +144,8 @@ void TestImportAttachments::importFailures()
     if (quiet)
         QTest::ignoreMessage(QtWarningMsg, QRegularExpression(QStringLiteral("^TackPad: Could not import note: ")));
     QVERIFY(!store.importFile(elsewhere + QLatin1Char('/') + source, quiet));
-    QCOMPARE(ws.alerts.shown.size(), quiet ? 0 : 1);
-    if (!quiet)
-        QCOMPARE(ws.alerts.shown.first().message, QStringLiteral("Could not import note"));
-    QCOMPARE(QDir(ws.folder).entryList(QDir::Files | QDir::Hidden), QStringList {});
+    QCOMPARE(ws.alertMessages(), quiet ? QStringList {} : QStringList {"Could not import note"});
+    QCOMPARE(ws.files(), QStringList {});
 }
 
 void TestImportAttachments::revertMakesAnOrdinaryFileAgain()
@@ -195,43 +171,6 @@ void TestImportAttachments::revertMakesAnOrdinaryFileAgain()
     store.rescan();
     QCOMPARE(store.controllerCount(), 0);
     QCOMPARE(store.ordinaryMarkdownCount(), std::optional<int>(2));
-}
-
-void TestImportAttachments::revertFailureKeepsTheNote()
-{
-    Workspace ws;
-    writeInPlace(ws.path("Locked.md"), noteText("x1 adopt", "text\n"));
-    NoteStore &store = ws.open();
-    NoteController *note = store.controller("Locked.md");
-    QVERIFY(QFile::setPermissions(ws.path("Locked.md"), QFileDevice::ReadOwner));
-
-    QVERIFY(!store.revert(note));
-    QFile::setPermissions(ws.path("Locked.md"), QFileDevice::ReadOwner | QFileDevice::WriteOwner);
-    QCOMPARE(store.controller("Locked.md"), note);
-    QCOMPARE(ws.alerts.shown.size(), 1);
-    QCOMPARE(ws.alerts.shown.first().message, QStringLiteral("Could not close note"));
-    QVERIFY(readFile(ws.path("Locked.md")).contains(QLatin1String("adopt")));
-}
-
-void TestImportAttachments::attachmentLink_data()
-{
-    QTest::addColumn<QString>("fileName");
-    QTest::addColumn<QString>("link");
-    QTest::newRow("nominal: a plain name") << "photo.png"
-                                           << "attachments/photo.png";
-    QTest::newRow("nominal: spaces and parentheses") << "Screen Shot (2).png"
-                                                     << "attachments/Screen%20Shot%20%282%29.png";
-    QTest::newRow("robustness: characters that end or confuse a link") << "a]b<c>d#e?f%g.png"
-                                                                       << "attachments/a%5Db%3Cc%3Ed%23e%3Ff%25g.png";
-    QTest::newRow("robustness: non-ASCII as UTF-8 bytes")
-        << QString::fromUtf8("café.jpg") << "attachments/caf%C3%A9.jpg";
-}
-
-void TestImportAttachments::attachmentLink()
-{
-    QFETCH(QString, fileName);
-    QFETCH(QString, link);
-    QCOMPARE(NoteNaming::attachmentLink(fileName), link);
 }
 
 void TestImportAttachments::importAttachmentCopying()
@@ -263,16 +202,16 @@ void TestImportAttachments::importAttachmentData_data()
     static const char jpegBytes[] = "\xff\xd8\xff\xe0\0\x10JFIF\0";
     const QByteArray png(pngBytes, sizeof pngBytes - 1);
     const QByteArray jpeg(jpegBytes, sizeof jpegBytes - 1);
-    QTest::newRow("nominal: PNG data gets .png") << png << "Pasted image"
-                                                 << "attachments/Pasted%20image.png";
-    QTest::newRow("nominal: JPEG data gets .jpg") << jpeg << "photo"
-                                                  << "attachments/photo.jpg";
-    QTest::newRow("nominal: the data decides, not the name") << png << "holiday.jpg"
-                                                             << "attachments/holiday.png";
-    QTest::newRow("robustness: a hostile name stays inside the folder") << png << "../../etc/passwd"
-                                                                        << "attachments/passwd.png";
-    QTest::newRow("robustness: a name with nothing usable") << png << "..."
-                                                            << "attachments/attachment.png";
+    const auto row = [](const char *name, const QByteArray &data, const QString &base, const QString &link) {
+        QTest::newRow(name) << data << base << link;
+    };
+    row("nominal: JPEG data gets .jpg", jpeg, "photo", "attachments/photo.jpg");
+    row("nominal: the data decides, not the name", png, "Pasted holiday.jpg", "attachments/Pasted%20holiday.png");
+    row("robustness: a hostile name stays inside the folder", png, "../../etc/passwd", "attachments/passwd.png");
+    row("robustness: a name with nothing usable", png, "...", "attachments/attachment.png");
+    row("robustness: characters that end or confuse a link are encoded", png, "a]b<c>d#e?f%g",
+        "attachments/a%5Db%3Cc%3Ed%23e%3Ff%25g.png");
+    row("robustness: non-ASCII is linked as UTF-8 bytes", png, QStringLiteral("café"), "attachments/caf%C3%A9.png");
 }
 
 void TestImportAttachments::importAttachmentData()
@@ -283,9 +222,10 @@ void TestImportAttachments::importAttachmentData()
     Workspace ws;
     NoteStore &store = ws.open();
     QCOMPARE(store.importAttachment(data, preferredBaseName), std::optional<QString>(link));
-    const QString written = ws.folder + QLatin1Char('/') + QUrl::fromPercentEncoding(link.toUtf8());
+    const QString written = ws.path(QUrl::fromPercentEncoding(link.toUtf8()));
     QCOMPARE(readBytes(written), data);
-    QCOMPARE(QDir(ws.path("attachments")).entryList(QDir::Files | QDir::Hidden).size(), 1);
+    QCOMPARE(QDir(ws.path("attachments")).entryList(QDir::Files | QDir::Hidden),
+        QStringList {QFileInfo(written).fileName()});
 }
 
 void TestImportAttachments::attachmentFailuresAreLogged()
@@ -311,16 +251,14 @@ void TestImportAttachments::followWikiLink_data()
     QTest::addColumn<QString>("expectedFile");
     QTest::addColumn<bool>("created");
 
-    QTest::newRow("nominal: the title matches ignoring case") << "shopping LIST"
-                                                              << "Shopping List.md" << false;
-    QTest::newRow("nominal: a hidden note is revealed") << "Secret"
-                                                        << "Secret.md" << false;
-    QTest::newRow("nominal: a missing note is created") << "Ideas"
-                                                        << "Ideas.md" << true;
-    QTest::newRow("nominal: a title needing a safe file name finds it the second time") << "Q3/Q4"
-                                                                                        << "Q3-Q4.md" << false;
-    QTest::newRow("nominal: an ordinary file of that name becomes the note") << "Plain"
-                                                                             << "Plain.md" << false;
+    const auto row = [](const char *name, const QString &target, const QString &file, bool created) {
+        QTest::newRow(name) << target << file << created;
+    };
+    row("nominal: the title matches ignoring case", "shopping LIST", "Shopping List.md", false);
+    row("nominal: a hidden note is revealed", "Secret", "Secret.md", false);
+    row("nominal: a missing note is created", "Ideas", "Ideas.md", true);
+    row("nominal: a title needing a safe file name finds it the second time", "Q3/Q4", "Q3-Q4.md", false);
+    row("nominal: an ordinary file of that name becomes the note", "Plain", "Plain.md", false);
 }
 
 void TestImportAttachments::followWikiLink()
@@ -361,10 +299,7 @@ void TestImportAttachments::promptControllers()
     writeInPlace(ws.path("Fix 10.md"), noteText("x1 prompt", "f"));
     writeInPlace(ws.path("Fix 9.md"), noteText("x1 prompt hidden", "f"));
     NoteStore &store = ws.open();
-    QStringList names;
-    for (const NoteController *each : store.promptControllers())
-        names << each->note().filename;
-    QCOMPARE(names, (QStringList {"Fix 9.md", "Fix 10.md", "Summarise.md"}));
+    QCOMPARE(filenames(store.promptControllers()), (QStringList {"Fix 9.md", "Fix 10.md", "Summarise.md"}));
 }
 
 QTEST_GUILESS_MAIN(TestImportAttachments)

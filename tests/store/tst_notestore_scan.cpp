@@ -16,19 +16,13 @@ class TestNoteStoreScan : public QObject {
     Q_OBJECT
 
 private Q_SLOTS:
-    void initTestCase();
-
     void whichFilesAreNotes_data();
     void whichFilesAreNotes();
-    void scanOrderIsFinderOrder();
-    void scanShowsNotesAndKeepsHiddenOnesOut();
-    void scanRaisesMaxZToHighestNote();
-    void crLfFileIsReadWithLineFeeds();
+    void scanShowsNotesInFinderOrder();
 
     void externalChange_data();
     void externalChange();
-    void ownWriteIsIgnored();
-    void pendingSaveWinsOverExternalEdit();
+    void pendingSaveWinsAndOwnWriteIsIgnored();
     void renameByAnotherProgram();
     void namedRescansMatchFullRescan();
 
@@ -37,14 +31,8 @@ private Q_SLOTS:
     void shutdownStopsWatchingAndClosesWindows();
 
 private:
-    QTemporaryDir m_home;
+    TemporaryHome m_home;
 };
-
-void TestNoteStoreScan::initTestCase()
-{
-    QVERIFY(m_home.isValid());
-    redirectHome(m_home);
-}
 
 void TestNoteStoreScan::whichFilesAreNotes_data()
 {
@@ -81,106 +69,68 @@ void TestNoteStoreScan::whichFilesAreNotes()
         QDir().mkpath(QFileInfo(ws.path(it.key())).absolutePath());
         writeInPlace(ws.path(it.key()), it.value());
     }
-    NoteStore &store = ws.open();
-    QStringList shown;
-    for (const NoteController *each : store.controllersInFinderOrder())
-        shown << each->note().filename;
-    QCOMPARE(shown, notes);
+    QCOMPARE(filenames(ws.open().controllersInFinderOrder()), notes);
 }
 
-void TestNoteStoreScan::scanOrderIsFinderOrder()
+void TestNoteStoreScan::scanShowsNotesInFinderOrder()
 {
     Workspace ws;
-    for (const char *name : {"Note 10.md", "note 2.md", "Note 1.md", "apple.md", "Zebra.md"})
-        writeInPlace(ws.path(QString::fromUtf8(name)), noteText(QStringLiteral("x1"), QString()));
-    ws.open();
+    writeInPlace(ws.path("Note 10.md"), noteText("z7", QString()));
+    writeInPlace(ws.path("note 2.md"), noteText("z42", QString()));
+    writeInPlace(ws.path("Note 1.md"), noteText("z-3 hidden", QString()));
+    writeInPlace(ws.path("apple.md"), "---\r\ntackpad: \"x5 y6\"\r\n---\r\nline one\r\nline two\r\n");
+    ws.store = std::make_unique<NoteStore>(ws.folder, ws.config);
+    NoteStore &store = *ws.store;
+    store.setControllerFactory(recordingFactory(ws.log));
+    QSignalSpy changed(&store, &NoteStore::notesChanged);
+    store.rescan();
     // Windows are created in the order the files are handled: numbers by value, case ignored.
     QCOMPARE(*ws.log,
-        (QStringList {"orderFront apple.md", "orderFront Note 1.md", "orderFront note 2.md", "orderFront Note 10.md",
-            "orderFront Zebra.md"}));
-}
-
-void TestNoteStoreScan::scanShowsNotesAndKeepsHiddenOnesOut()
-{
-    Workspace ws;
-    writeInPlace(ws.path("Shown.md"), noteText(QStringLiteral("x1"), QString()));
-    writeInPlace(ws.path("Hidden.md"), noteText(QStringLiteral("x1 hidden"), QString()));
-    ws.store = std::make_unique<NoteStore>(ws.folder, ws.config);
-    ws.store->setControllerFactory(recordingFactory(ws.log));
-    QSignalSpy changed(ws.store.get(), &NoteStore::notesChanged);
-    ws.store->rescan();
-    QCOMPARE(*ws.log, (QStringList {"orderOut Hidden.md", "orderFront Shown.md"}));
-    // One announcement for the whole scan.
+        (QStringList {"orderFront apple.md", "orderOut Note 1.md", "orderFront note 2.md", "orderFront Note 10.md"}));
     QCOMPARE(changed.count(), 1);
-    QCOMPARE(changed.first().first().value<NoteStore *>(), ws.store.get());
-}
-
-void TestNoteStoreScan::scanRaisesMaxZToHighestNote()
-{
-    Workspace ws;
-    writeInPlace(ws.path("A.md"), noteText(QStringLiteral("z7"), QString()));
-    writeInPlace(ws.path("B.md"), noteText(QStringLiteral("z42"), QString()));
-    writeInPlace(ws.path("C.md"), noteText(QStringLiteral("z-3"), QString()));
-    NoteStore &store = ws.open();
+    QCOMPARE(changed.first().first().value<NoteStore *>(), &store);
     QCOMPARE(store.maxZ(), 42);
-    QStringList byZ;
-    for (const NoteController *each : store.controllers())
-        byZ << each->note().filename;
-    QCOMPARE(byZ, (QStringList {"C.md", "A.md", "B.md"}));
-}
+    QCOMPARE(filenames(store.controllers()), (QStringList {"Note 1.md", "apple.md", "Note 10.md", "note 2.md"}));
 
-void TestNoteStoreScan::crLfFileIsReadWithLineFeeds()
-{
-    Workspace ws;
-    writeInPlace(ws.path("Windows.md"), "---\r\ntackpad: \"x5 y6\"\r\n---\r\nline one\r\nline two\r\n");
-    NoteStore &store = ws.open();
-    NoteController *note = store.controller("Windows.md");
-    QVERIFY(note);
-    QCOMPARE(note->note().meta.x, 5.0);
-    QCOMPARE(note->note().body, QStringLiteral("line one\nline two\n"));
-    QVERIFY(!note->lastDiskContent().contains(QLatin1Char('\r')));
-
-    // The first save writes line feeds only.
-    note->note().body += QLatin1String("line three\n");
-    store.scheduleSave(note, 0);
+    // A file written with CR LF is read, and saved again, with line feeds only.
+    NoteController *crLf = store.controller("apple.md");
+    QCOMPARE(crLf->note().meta.x, 5.0);
+    QCOMPARE(crLf->note().body, QStringLiteral("line one\nline two\n"));
+    QVERIFY(!crLf->lastDiskContent().contains(QLatin1Char('\r')));
+    crLf->note().body += QLatin1String("line three\n");
+    store.scheduleSave(crLf, 0);
     store.flushAllSaves();
-    QVERIFY(!readFile(ws.path("Windows.md")).contains(QLatin1Char('\r')));
+    QVERIFY(!readFile(ws.path("apple.md")).contains(QLatin1Char('\r')));
 }
 
 void TestNoteStoreScan::externalChange_data()
 {
     QTest::addColumn<QByteArray>("newText");
     QTest::addColumn<bool>("atomically");
-    QTest::addColumn<QString>("expectedBody");
-    QTest::addColumn<bool>("stillOpen");
+    QTest::addColumn<QString>("expectedBody"); // empty: the note is closed
     QTest::addColumn<QStringList>("expectedRequests");
-
+    const auto row = [](const char *name, const QByteArray &newText, const QString &body, const QStringList &requests,
+                         bool atomically = false) { QTest::newRow(name) << newText << atomically << body << requests; };
     const QString props = QStringLiteral("x100 y100 w300 h200 z1 #FBF4A6 s12");
-    QTest::newRow("nominal: body edited in place reaches the editor")
-        << noteText(props, QStringLiteral("edited elsewhere\n")) << false << QStringLiteral("edited elsewhere\n")
-        << true << QStringList {"setEditorText Note.md"};
-    QTest::newRow("nominal: body replaced atomically reaches the editor")
-        << noteText(props, QStringLiteral("saved by an editor\n")) << true << QStringLiteral("saved by an editor\n")
-        << true << QStringList {"setEditorText Note.md"};
-    QTest::newRow("nominal: a new colour is applied without touching the text")
-        << noteText(QStringLiteral("x100 y100 w300 h200 z1 #CDE8F9 s12"), QStringLiteral("original\n")) << false
-        << QStringLiteral("original\n") << true << QStringList {"applyAppearance Note.md", "applyRolledState Note.md"};
-    QTest::newRow("nominal: a moved frame moves the window")
-        << noteText(QStringLiteral("x400 y100 w300 h200 z1 #FBF4A6 s12"), QStringLiteral("original\n")) << false
-        << QStringLiteral("original\n") << true
-        << QStringList {"applyFrame Note.md", "applyAppearance Note.md", "applyRolledState Note.md"};
-    QTest::newRow("nominal: hidden elsewhere orders the window out")
-        << noteText(props + QLatin1String(" hidden"), QStringLiteral("original\n")) << false
-        << QStringLiteral("original\n") << true
-        << QStringList {"applyAppearance Note.md", "applyRolledState Note.md", "orderOut Note.md"};
-    QTest::newRow("nominal: CR LF written elsewhere arrives as line feeds")
-        << QByteArray("---\r\ntackpad: \"x100 y100 w300 h200 z1 #FBF4A6 s12\"\r\n---\r\na\r\nb\r\n") << false
-        << QStringLiteral("a\nb\n") << true << QStringList {"setEditorText Note.md"};
-    QTest::newRow("nominal: property line removed elsewhere closes the note") << QByteArray(
-        "original\n") << false << QStringLiteral("original\n") << false << QStringList {"closeWindow Note.md"};
-    QTest::newRow("robustness: a file turned into invalid UTF-8 keeps its note")
-        << QByteArray("---\ntackpad: \"x1\"\n---\n\xff\xfe") << false << QStringLiteral("original\n") << true
-        << QStringList {};
+    const QString original = QStringLiteral("original\n");
+
+    row("nominal: body edited in place reaches the editor", noteText(props, "edited elsewhere\n"), "edited elsewhere\n",
+        {"setEditorText Note.md"});
+    row("nominal: body replaced atomically reaches the editor", noteText(props, "saved by an editor\n"),
+        "saved by an editor\n", {"setEditorText Note.md"}, true);
+    row("nominal: a new colour is applied without touching the text",
+        noteText("x100 y100 w300 h200 z1 #CDE8F9 s12", original), original,
+        {"applyAppearance Note.md", "applyRolledState Note.md"});
+    row("nominal: a moved frame moves the window", noteText("x400 y100 w300 h200 z1 #FBF4A6 s12", original), original,
+        {"applyFrame Note.md", "applyAppearance Note.md", "applyRolledState Note.md"});
+    row("nominal: hidden elsewhere orders the window out", noteText(props + " hidden", original), original,
+        {"applyAppearance Note.md", "applyRolledState Note.md", "orderOut Note.md"});
+    row("nominal: CR LF written elsewhere arrives as line feeds",
+        "---\r\ntackpad: \"x100 y100 w300 h200 z1 #FBF4A6 s12\"\r\n---\r\na\r\nb\r\n", "a\nb\n",
+        {"setEditorText Note.md"});
+    row("nominal: property line removed elsewhere closes the note", "original\n", QString(), {"closeWindow Note.md"});
+    row("robustness: a file turned into invalid UTF-8 keeps its note", "---\ntackpad: \"x1\"\n---\n\xff\xfe", original,
+        {});
 }
 
 void TestNoteStoreScan::externalChange()
@@ -188,12 +138,9 @@ void TestNoteStoreScan::externalChange()
     QFETCH(QByteArray, newText);
     QFETCH(bool, atomically);
     QFETCH(QString, expectedBody);
-    QFETCH(bool, stillOpen);
     QFETCH(QStringList, expectedRequests);
-
     Workspace ws;
-    const QByteArray original = noteText(QStringLiteral("x100 y100 w300 h200 z1 #FBF4A6 s12"), "original\n");
-    writeInPlace(ws.path("Note.md"), original);
+    writeInPlace(ws.path("Note.md"), noteText("x100 y100 w300 h200 z1 #FBF4A6 s12", "original\n"));
     NoteStore &store = ws.open(true);
     QVERIFY(store.isWatching());
     ws.log->clear();
@@ -207,59 +154,43 @@ void TestNoteStoreScan::externalChange()
     QVERIFY(rescanned.wait());
 
     QCOMPARE(*ws.log, expectedRequests);
-    QCOMPARE(store.controller("Note.md") != nullptr, stillOpen);
-    if (NoteController *note = store.controller("Note.md"))
-        QCOMPARE(note->note().body, expectedBody);
+    NoteController *note = store.controller("Note.md");
+    QCOMPARE(note ? note->note().body : QString(), expectedBody);
     // Reconciling never writes: the file keeps what the other program wrote.
     QCOMPARE(written.count(), 0);
     QCOMPARE(readBytes(ws.path("Note.md")), newText);
 }
 
-void TestNoteStoreScan::ownWriteIsIgnored()
+// Text typed in the window wins over an edit made elsewhere meanwhile, and the store's own write that follows is
+// recognised as its own.
+void TestNoteStoreScan::pendingSaveWinsAndOwnWriteIsIgnored()
 {
     Workspace ws;
-    writeInPlace(ws.path("Note.md"), noteText(QStringLiteral("x1"), "before\n"));
-    NoteStore &store = ws.open(true);
-    NoteController *note = store.controller("Note.md");
-    ws.log->clear();
-    QSignalSpy rescanned(&store, &NoteStore::rescanned);
-    QSignalSpy written(&store, &NoteStore::noteWritten);
-
-    note->note().body = QStringLiteral("after\n");
-    store.scheduleSave(note, 0);
-    QVERIFY(written.wait());
-    QVERIFY(rescanned.wait());
-    // The rescan found the file equal to what the store wrote and left the window alone.
-    QCOMPARE(*ws.log, QStringList {});
-    QCOMPARE(note->lastDiskContent(), readFile(ws.path("Note.md")));
-    QCOMPARE(written.count(), 1);
-}
-
-void TestNoteStoreScan::pendingSaveWinsOverExternalEdit()
-{
-    Workspace ws;
-    writeInPlace(ws.path("Note.md"), noteText(QStringLiteral("x1"), "original\n"));
-    NoteStore &store = ws.open(true);
-    NoteController *note = store.controller("Note.md");
+    NoteController *note = ws.openWith("Note.md", noteText("x1", "original\n"), true);
+    NoteStore &store = *ws.store;
     ws.log->clear();
     QSignalSpy rescanned(&store, &NoteStore::rescanned);
     QSignalSpy written(&store, &NoteStore::noteWritten);
 
     note->note().body = QStringLiteral("typed in the window\n");
     store.scheduleSave(note, NoteStore::editSaveDelay);
-    writeInPlace(ws.path("Note.md"), noteText(QStringLiteral("x1"), "edited elsewhere\n"));
+    writeInPlace(ws.path("Note.md"), noteText("x1", "edited elsewhere\n"));
     QVERIFY(rescanned.wait());
     QCOMPARE(note->note().body, QStringLiteral("typed in the window\n"));
-    QCOMPARE(*ws.log, QStringList {});
 
     QVERIFY(written.count() == 1 || written.wait());
     QVERIFY(readFile(ws.path("Note.md")).endsWith(QLatin1String("typed in the window\n")));
+    rescanned.clear();
+    QVERIFY(rescanned.wait());
+    QCOMPARE(*ws.log, QStringList {});
+    QCOMPARE(note->lastDiskContent(), readFile(ws.path("Note.md")));
+    QCOMPARE(written.count(), 1);
 }
 
 void TestNoteStoreScan::renameByAnotherProgram()
 {
     Workspace ws;
-    writeInPlace(ws.path("Old.md"), noteText(QStringLiteral("x1"), "text\n"));
+    writeInPlace(ws.path("Old.md"), noteText("x1", "text\n"));
     NoteStore &store = ws.open(true);
     ws.log->clear();
     QSignalSpy rescanned(&store, &NoteStore::rescanned);
@@ -279,25 +210,21 @@ void TestNoteStoreScan::renameByAnotherProgram()
 void TestNoteStoreScan::namedRescansMatchFullRescan()
 {
     Workspace ws;
-    writeInPlace(ws.path("Keep.md"), noteText(QStringLiteral("x1"), "keep\n"));
-    writeInPlace(ws.path("Edit.md"), noteText(QStringLiteral("x1"), "edit\n"));
-    writeInPlace(ws.path("Strip.md"), noteText(QStringLiteral("x1"), "strip\n"));
-    writeInPlace(ws.path("Gone.md"), noteText(QStringLiteral("x1"), "gone\n"));
-    writeInPlace(ws.path("Moved.md"), noteText(QStringLiteral("x1"), "moved\n"));
+    writeInPlace(ws.path("Keep.md"), noteText("x1", "keep\n"));
+    writeInPlace(ws.path("Edit.md"), noteText("x1", "edit\n"));
+    writeInPlace(ws.path("Strip.md"), noteText("x1", "strip\n"));
+    writeInPlace(ws.path("Gone.md"), noteText("x1", "gone\n"));
+    writeInPlace(ws.path("Moved.md"), noteText("x1", "moved\n"));
     writeInPlace(ws.path("Plain.md"), "plain\n");
     NoteStore &store = ws.open(true);
     QSignalSpy rescanned(&store, &NoteStore::rescanned);
 
-    {
-        QFile append(ws.path("Edit.md"));
-        QVERIFY(append.open(QIODevice::Append));
-        append.write("appended\n");
-    }
+    appendTo(ws.path("Edit.md"), "appended\n");
     writeInPlace(ws.path("Strip.md"), "strip\n");
     QVERIFY(QFile::remove(ws.path("Gone.md")));
     QVERIFY(QFile::rename(ws.path("Moved.md"), ws.path("Arrived.md")));
-    writeAtomically(ws.path("Plain.md"), noteText(QStringLiteral("x2 hidden"), "plain\n"));
-    writeInPlace(ws.path("New.md"), noteText(QStringLiteral("x3"), "new\n"));
+    writeAtomically(ws.path("Plain.md"), noteText("x2 hidden", "plain\n"));
+    writeInPlace(ws.path("New.md"), noteText("x3", "new\n"));
     QVERIFY(QDir().mkdir(ws.path("Folder.md")));
 
     const auto state = [](const NoteStore &s) {
@@ -325,7 +252,7 @@ void TestNoteStoreScan::missingFolderReportedOnce()
 {
     QFETCH(bool, moveAway);
     Workspace ws;
-    writeInPlace(ws.path("Note.md"), noteText(QStringLiteral("x1"), "text\n"));
+    writeInPlace(ws.path("Note.md"), noteText("x1", "text\n"));
     NoteStore &store = ws.open(true);
     int reports = 0;
     store.onFolderMissing = [&reports] { ++reports; };
@@ -350,9 +277,8 @@ void TestNoteStoreScan::missingFolderReportedOnce()
 void TestNoteStoreScan::shutdownStopsWatchingAndClosesWindows()
 {
     Workspace ws;
-    writeInPlace(ws.path("Note.md"), noteText(QStringLiteral("x1"), "text\n"));
-    NoteStore &store = ws.open(true);
-    NoteController *note = store.controller("Note.md");
+    NoteController *note = ws.openWith("Note.md", noteText("x1", "text\n"), true);
+    NoteStore &store = *ws.store;
     note->note().body = QStringLiteral("unsaved\n");
     store.scheduleSave(note, NoteStore::editSaveDelay);
     ws.log->clear();
