@@ -6,7 +6,6 @@
 #include <QDBusMetaType>
 #include <QDBusObjectPath>
 #include <QDBusVariant>
-#include <QMetaObject>
 
 Q_DECLARE_METATYPE(FakePortal::BoundShortcut)
 
@@ -29,21 +28,16 @@ const QDBusArgument &operator>>(const QDBusArgument &argument, FakePortal::Bound
 namespace {
 
 const QString connectionName = QStringLiteral("fake-portal");
+const QString serviceName = QStringLiteral("org.freedesktop.portal.Desktop");
 const QString portalPath = QStringLiteral("/org/freedesktop/portal/desktop");
 const QString shortcutsInterface = QStringLiteral("org.freedesktop.portal.GlobalShortcuts");
 
-QString senderPart(const QDBusMessage &message)
+// "<portal>/<kind>/<caller's unique name without ':' and with '_' for '.'>/<token>", as the interface defines. A token
+// that is not fit for an object path makes the reply unsendable, so the caller's request then fails.
+QString objectPath(const QDBusMessage &message, const QString &kind, const QVariantMap &options, const QString &key)
 {
-    QString sender = message.service().mid(1);
-    return sender.replace(u'.', u'_');
-}
-
-QDBusMessage response(const QString &requestPath, uint code, const QVariantMap &results)
-{
-    QDBusMessage signal = QDBusMessage::createSignal(
-        requestPath, QStringLiteral("org.freedesktop.portal.Request"), QStringLiteral("Response"));
-    signal << code << results;
-    return signal;
+    return portalPath + u'/' + kind + u'/' + message.service().mid(1).replace(u'.', u'_') + u'/'
+        + options.value(key).toString();
 }
 
 } // namespace
@@ -75,21 +69,11 @@ void FakePortal::closeSessionFromDesktop(const QString &session) const
     QDBusConnection(connectionName).send(signal);
 }
 
-QString FakePortal::introspect(const QString &) const
-{
-    return QString();
-}
-
 bool FakePortal::handleMessage(const QDBusMessage &message, const QDBusConnection &connection)
 {
-    {
-        QMutexLocker lock(&m_mutex);
-        m_record.calls.append(message.interface() + u'.' + message.member());
-    }
     const QString call = message.interface() + u'.' + message.member();
     if (call == QLatin1String("org.freedesktop.DBus.Properties.Get")
-        && message.arguments().value(0) == shortcutsInterface
-        && message.arguments().value(1) == QLatin1String("version")) {
+        && message.arguments() == QVariantList {shortcutsInterface, QStringLiteral("version")}) {
         connection.send(message.createReply(QVariant::fromValue(QDBusVariant(uint(1)))));
     } else if (call == shortcutsInterface + QStringLiteral(".CreateSession")) {
         createSession(message, connection);
@@ -108,64 +92,49 @@ bool FakePortal::handleMessage(const QDBusMessage &message, const QDBusConnectio
 void FakePortal::createSession(const QDBusMessage &message, const QDBusConnection &connection)
 {
     const QVariantMap options = qdbus_cast<QVariantMap>(message.arguments().value(0));
-    const QString requestPath = portalPath + QStringLiteral("/request/") + senderPart(message) + u'/'
-        + options.value(QStringLiteral("handle_token")).toString();
-    const QString session = portalPath + QStringLiteral("/session/") + senderPart(message) + u'/'
-        + options.value(QStringLiteral("session_handle_token")).toString();
-    uint code;
-    {
-        QMutexLocker lock(&m_mutex);
-        m_record.createOptions = options;
-        m_record.sessions.append(session);
-        code = m_behaviour.createResponse;
-    }
+    const QString session
+        = objectPath(message, QStringLiteral("session"), options, QStringLiteral("session_handle_token"));
+    QMutexLocker lock(&m_mutex);
+    m_record.sessions.append(session);
+    const uint code = m_behaviour.createResponse;
     // Real portals send the handle as a string here.
-    answer(connection, message.createReply(QVariant::fromValue(QDBusObjectPath(requestPath))),
-        response(
-            requestPath, code, code == 0 ? QVariantMap {{QStringLiteral("session_handle"), session}} : QVariantMap()));
+    answer(connection, message, objectPath(message, QStringLiteral("request"), options, QStringLiteral("handle_token")),
+        code, code == 0 ? QVariantMap {{QStringLiteral("session_handle"), session}} : QVariantMap());
 }
 
 void FakePortal::bindShortcuts(const QDBusMessage &message, const QDBusConnection &connection)
 {
     const QList<QVariant> arguments = message.arguments();
-    const QString session = arguments.value(0).value<QDBusObjectPath>().path();
     const auto shortcuts = qdbus_cast<QList<BoundShortcut>>(arguments.value(1));
-    const QVariantMap options = qdbus_cast<QVariantMap>(arguments.value(3));
-    const QString requestPath = portalPath + QStringLiteral("/request/") + senderPart(message) + u'/'
-        + options.value(QStringLiteral("handle_token")).toString();
-    Behaviour behaviour;
-    {
-        QMutexLocker lock(&m_mutex);
-        m_record.bindSession = session;
-        m_record.boundShortcuts = shortcuts;
-        m_record.bindParentWindow = arguments.value(2).toString();
-        behaviour = m_behaviour;
-    }
+    QMutexLocker lock(&m_mutex);
+    ++m_record.binds;
+    m_record.bindSession = arguments.value(0).value<QDBusObjectPath>().path();
+    m_record.boundShortcuts = shortcuts;
     QList<BoundShortcut> bound;
-    if (behaviour.bindListsShortcut) {
-        for (const BoundShortcut &shortcut : shortcuts) {
+    for (const BoundShortcut &shortcut : shortcuts) {
+        if (m_behaviour.bindListsShortcut)
             bound.append({shortcut.id,
                 {{QStringLiteral("description"), shortcut.properties.value(QStringLiteral("description"))},
-                    {QStringLiteral("trigger_description"), behaviour.trigger}}});
-        }
+                    {QStringLiteral("trigger_description"), QStringLiteral("Super+N")}}});
     }
-    const QVariantMap results = behaviour.bindResponse == 0
-        ? QVariantMap {{QStringLiteral("shortcuts"), QVariant::fromValue(bound)}}
-        : QVariantMap();
-    answer(connection, message.createReply(QVariant::fromValue(QDBusObjectPath(requestPath))),
-        response(requestPath, behaviour.bindResponse, results));
+    answer(connection, message,
+        objectPath(message, QStringLiteral("request"), qdbus_cast<QVariantMap>(arguments.value(3)),
+            QStringLiteral("handle_token")),
+        m_behaviour.bindResponse,
+        m_behaviour.bindResponse == 0 ? QVariantMap {{QStringLiteral("shortcuts"), QVariant::fromValue(bound)}}
+                                      : QVariantMap());
 }
 
-void FakePortal::answer(
-    const QDBusConnection &connection, const QDBusMessage &reply, const QDBusMessage &response) const
+// Called with m_mutex held.
+void FakePortal::answer(const QDBusConnection &connection, const QDBusMessage &call, const QString &requestPath,
+    uint code, const QVariantMap &results) const
 {
-    bool responseFirst;
-    {
-        QMutexLocker lock(&m_mutex);
-        responseFirst = m_behaviour.responseBeforeReply;
-    }
-    connection.send(responseFirst ? response : reply);
-    connection.send(responseFirst ? reply : response);
+    QDBusMessage response = QDBusMessage::createSignal(
+        requestPath, QStringLiteral("org.freedesktop.portal.Request"), QStringLiteral("Response"));
+    response << code << results;
+    const QDBusMessage reply = call.createReply(QVariant::fromValue(QDBusObjectPath(requestPath)));
+    connection.send(m_behaviour.responseBeforeReply ? response : reply);
+    connection.send(m_behaviour.responseBeforeReply ? reply : response);
 }
 
 FakePortalService::FakePortalService()
@@ -181,7 +150,7 @@ FakePortalService::FakePortalService()
         [this] {
             QDBusConnection bus = QDBusConnection::connectToBus(QDBusConnection::SessionBus, connectionName);
             m_running = bus.isConnected() && bus.registerVirtualObject(portalPath, m_portal, QDBusConnection::SubPath)
-                && bus.registerService(QStringLiteral("org.freedesktop.portal.Desktop"));
+                && bus.registerService(serviceName);
         },
         Qt::BlockingQueuedConnection);
 }
@@ -193,7 +162,7 @@ FakePortalService::~FakePortalService()
         [this] {
             {
                 QDBusConnection bus(connectionName);
-                bus.unregisterService(QStringLiteral("org.freedesktop.portal.Desktop"));
+                bus.unregisterService(serviceName);
                 bus.unregisterObject(portalPath, QDBusConnection::UnregisterTree);
             }
             QDBusConnection::disconnectFromBus(connectionName);

@@ -6,8 +6,6 @@
 #include <QThread>
 #include <QVariantMap>
 
-#include <memory>
-
 // A desktop portal with the global-shortcuts interface, on the test's private session bus. It follows the
 // interface as published (CreateSession and BindShortcuts answer through Response signals of request objects whose
 // paths derive from the caller's bus name and handle token) and records what it is asked. It runs on a thread
@@ -20,39 +18,34 @@ public:
         uint createResponse = 0; // 0 success, 1 cancelled by the user, 2 other failure
         uint bindResponse = 0;
         bool bindListsShortcut = true; // whether the bind result names the shortcut
-        QString trigger = QStringLiteral("Super+N"); // what the user picked in the desktop's dialog
         bool responseBeforeReply = false; // the Response signal overtakes the method's reply
     };
-
     struct BoundShortcut {
         QString id;
         QVariantMap properties;
     };
-
     struct Record {
-        QStringList calls; // "Interface.Member"
-        QVariantMap createOptions;
+        int binds = 0;
         QStringList sessions; // handles handed out, in order
         QString bindSession;
         QList<BoundShortcut> boundShortcuts;
-        QString bindParentWindow;
         QStringList closedSessions;
     };
 
     void setBehaviour(const Behaviour &behaviour);
     Record record() const;
-
     // Signals as the desktop sends them.
     void activate(const QString &session, const QString &shortcutId) const;
     void closeSessionFromDesktop(const QString &session) const;
 
     bool handleMessage(const QDBusMessage &message, const QDBusConnection &connection) override;
-    QString introspect(const QString &path) const override;
+    QString introspect(const QString &) const override { return QString(); }
 
 private:
     void createSession(const QDBusMessage &message, const QDBusConnection &connection);
     void bindShortcuts(const QDBusMessage &message, const QDBusConnection &connection);
-    void answer(const QDBusConnection &connection, const QDBusMessage &reply, const QDBusMessage &response) const;
+    void answer(const QDBusConnection &connection, const QDBusMessage &call, const QString &requestPath, uint code,
+        const QVariantMap &results) const;
 
     mutable QMutex m_mutex;
     Behaviour m_behaviour;

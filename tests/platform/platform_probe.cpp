@@ -1,12 +1,10 @@
 // A separate process for the platform tests: the single-instance guard and the keyring only show what they do
 // across processes (another launch, a crashed primary, a session bus without a keyring).
 //
-//   platform_probe instance <name> launch [command...]
-//       Starts like the application: becomes the primary instance and prints "primary", then prints
-//       "received <arguments joined by spaces>" for every command that arrives and exits on "quit"; or, when
-//       another instance is primary, forwards the command and prints "forwarded" or "failed".
-//   platform_probe instance <name> crash
-//       Becomes the primary instance, prints "primary" and dies at once by SIGKILL, leaving its lock behind.
+//   platform_probe instance <name> launch|crash [command...]
+//       Becomes the primary instance if it can and prints "primary"; then prints "received <arguments joined by
+//       spaces>" for every command that arrives ("crash": dies at once by SIGKILL instead, leaving its lock
+//       behind). When another instance is primary, forwards the command and prints "forwarded" or "failed".
 //   platform_probe keystore <service>
 //       Stores a key, reads it back and asks whether one is stored; prints "store: <error>", "read: <error>" and
 //       "has: yes|no".
@@ -14,19 +12,16 @@
 #include "platform/SingleInstance.h"
 
 #include <QCoreApplication>
-#include <QTextStream>
 
 #include <csignal>
 #include <cstdio>
-#include <unistd.h>
 
 namespace {
 
 void say(const QString &line)
 {
-    QTextStream out(stdout);
-    out << line << '\n';
-    out.flush();
+    std::printf("%s\n", qPrintable(line));
+    std::fflush(stdout);
 }
 
 int runInstance(const QString &name, const QString &mode, const QStringList &command)
@@ -35,19 +30,16 @@ int runInstance(const QString &name, const QString &mode, const QStringList &com
     if (instance->tryBecomePrimary()) {
         say(QStringLiteral("primary"));
         if (mode == QLatin1String("crash"))
-            ::kill(::getpid(), SIGKILL);
-        QObject::connect(instance, &SingleInstance::commandReceived, qApp, [](const QStringList &received) {
-            say(QStringLiteral("received ") + received.join(u' '));
-            if (received == QStringList {QStringLiteral("quit")})
-                QCoreApplication::exit(0);
+            std::raise(SIGKILL);
+        QObject::connect(instance, &SingleInstance::commandReceived, qApp,
+            [](const QStringList &received) { say(QStringLiteral("received ") + received.join(u' ')); });
+    } else {
+        QObject::connect(instance, &SingleInstance::forwardFinished, qApp, [](bool delivered) {
+            say(delivered ? QStringLiteral("forwarded") : QStringLiteral("failed"));
+            QCoreApplication::exit(delivered ? 0 : 1);
         });
-        return QCoreApplication::exec();
+        instance->forward(command);
     }
-    QObject::connect(instance, &SingleInstance::forwardFinished, qApp, [](bool delivered) {
-        say(delivered ? QStringLiteral("forwarded") : QStringLiteral("failed"));
-        QCoreApplication::exit(delivered ? 0 : 1);
-    });
-    instance->forward(command);
     return QCoreApplication::exec();
 }
 

@@ -1,9 +1,9 @@
 #include "platform/GlobalHotKey.h"
 #include "platform/X11GlobalHotKey.h"
+#include "support/XdoTool.h"
 
 #include <QAbstractNativeEventFilter>
 #include <QGuiApplication>
-#include <QProcess>
 #include <QSignalSpy>
 #include <QTest>
 
@@ -14,7 +14,6 @@
 #include <cstdio>
 #include <cstdlib>
 #include <memory>
-#include <vector>
 
 // Under a real X server (Xvfb from scripts/headless --x11), with key strokes faked by xdotool through XTEST, the
 // same path a physical keyboard takes.
@@ -23,8 +22,7 @@ namespace {
 
 constexpr std::uint16_t ctrlAlt = XCB_MOD_MASK_CONTROL | XCB_MOD_MASK_1;
 // Every combination of the two lock keys (NumLock sits on Mod2 in the X server's default keymap).
-const std::vector<std::uint16_t> lockVariants {
-    0, XCB_MOD_MASK_LOCK, XCB_MOD_MASK_2, XCB_MOD_MASK_LOCK | XCB_MOD_MASK_2};
+constexpr std::uint16_t lockVariants[] = {0, XCB_MOD_MASK_LOCK, XCB_MOD_MASK_2, XCB_MOD_MASK_LOCK | XCB_MOD_MASK_2};
 
 xcb_connection_t *qtConnection()
 {
@@ -57,11 +55,18 @@ std::uint16_t modifierState()
     return state;
 }
 
-bool xdotool(const QStringList &arguments)
+// Whether another X client (a connection of its own, as another application has) can grab Ctrl+Alt+[ with
+// `modifiers`; while `keep` lives, the grab stays.
+bool otherClientGrabs(std::uint16_t modifiers, std::shared_ptr<xcb_connection_t> *keep = nullptr)
 {
-    QProcess process;
-    process.start(QStringLiteral("xdotool"), arguments);
-    return process.waitForFinished(10000) && process.exitStatus() == QProcess::NormalExit && process.exitCode() == 0;
+    std::shared_ptr<xcb_connection_t> connection(xcb_connect(nullptr, nullptr), xcb_disconnect);
+    xcb_generic_error_t *error = xcb_request_check(connection.get(),
+        xcb_grab_key_checked(connection.get(), 1, rootOf(connection.get()), modifiers,
+            keycodeOf(connection.get(), XK_bracketleft), XCB_GRAB_MODE_ASYNC, XCB_GRAB_MODE_ASYNC));
+    std::free(error);
+    if (keep)
+        *keep = connection;
+    return error == nullptr;
 }
 
 // Ctrl+Alt+] grabbed on the application's own X connection. Pressed after the key under test, it is a barrier:
@@ -71,7 +76,6 @@ class Barrier : public QAbstractNativeEventFilter {
 public:
     Barrier()
     {
-        m_keycode = keycodeOf(qtConnection(), XK_bracketright);
         for (std::uint16_t lock : lockVariants)
             xcb_grab_key(qtConnection(), 1, rootOf(qtConnection()), ctrlAlt | lock, m_keycode, XCB_GRAB_MODE_ASYNC,
                 XCB_GRAB_MODE_ASYNC);
@@ -88,38 +92,14 @@ public:
     bool nativeEventFilter(const QByteArray &, void *message, qintptr *) override
     {
         const auto *event = static_cast<const xcb_key_press_event_t *>(message);
-        if ((event->response_type & 0x7f) == XCB_KEY_PRESS && event->detail == m_keycode) {
-            ++passed;
-            return true;
-        }
-        return false;
+        const bool ours = (event->response_type & 0x7f) == XCB_KEY_PRESS && event->detail == m_keycode;
+        passed += ours;
+        return ours;
     }
     int passed = 0;
 
 private:
-    xcb_keycode_t m_keycode = 0;
-};
-
-// Another X client: a connection of its own, as another application would have.
-class OtherClient {
-public:
-    OtherClient()
-        : m_connection(xcb_connect(nullptr, nullptr))
-    {
-    }
-    ~OtherClient() { xcb_disconnect(m_connection); }
-    bool grab(std::uint16_t modifiers)
-    {
-        const xcb_keycode_t keycode = keycodeOf(m_connection, XK_bracketleft);
-        xcb_generic_error_t *error = xcb_request_check(m_connection,
-            xcb_grab_key_checked(
-                m_connection, 1, rootOf(m_connection), modifiers, keycode, XCB_GRAB_MODE_ASYNC, XCB_GRAB_MODE_ASYNC));
-        std::free(error);
-        return error == nullptr;
-    }
-
-private:
-    xcb_connection_t *m_connection;
+    const xcb_keycode_t m_keycode = keycodeOf(qtConnection(), XK_bracketright);
 };
 
 } // namespace
@@ -128,218 +108,187 @@ class TestX11GlobalHotKey : public QObject {
     Q_OBJECT
 
 private Q_SLOTS:
-    void init();
-    void cleanup();
+    void init()
+    {
+        QCOMPARE(QGuiApplication::platformName(), QStringLiteral("xcb"));
+        m_barrier = std::make_unique<Barrier>();
+        m_hotKey = std::make_unique<X11GlobalHotKey>(nullptr);
+        QVERIFY(m_hotKey->isAvailable());
+    }
 
-    void createChoosesTheX11Backend();
-    void strokeGivesExactlyOnePress_data();
-    void strokeGivesExactlyOnePress();
-    void registrationSequences_data();
-    void registrationSequences();
-    void filterTakesOnlyTheHotKey_data();
-    void filterTakesOnlyTheHotKey();
-    void combinationHeldByAnotherClient_data();
-    void combinationHeldByAnotherClient();
-    void destructionReleasesTheGrab();
+    void cleanup()
+    {
+        m_hotKey.reset();
+        m_barrier.reset();
+        // The X server outlives this test: leave the lock keys off for whoever comes next.
+        setLocks(false, false);
+    }
+
+    void strokeGivesExactlyOnePress_data()
+    {
+        QTest::addColumn<bool>("capsLock");
+        QTest::addColumn<bool>("numLock");
+        QTest::newRow("nominal: no lock key") << false << false;
+        QTest::newRow("robustness: NumLock on") << false << true;
+        QTest::newRow("robustness: CapsLock on") << true << false;
+        QTest::newRow("robustness: NumLock and CapsLock on") << true << true;
+    }
+
+    void strokeGivesExactlyOnePress()
+    {
+        QFETCH(bool, capsLock);
+        QFETCH(bool, numLock);
+        setLocks(capsLock, numLock);
+        QSignalSpy presses(m_hotKey.get(), &GlobalHotKey::pressed);
+        m_hotKey->registerHotKey();
+        QVERIFY(m_hotKey->isRegistered());
+        QCOMPARE(pressesFromStrokes(presses), 1);
+        QCOMPARE(pressesFromStrokes(presses, 3), 3);
+    }
+
+    void registrationSequences_data()
+    {
+        // r = register, u = unregister.
+        QTest::addColumn<QString>("steps");
+        QTest::addColumn<bool>("registered");
+        QTest::addColumn<int>("registeredChanges");
+        QTest::newRow("nominal: switched off") << QStringLiteral("ru") << false << 2;
+        QTest::newRow("robustness: registered twice") << QStringLiteral("rr") << true << 1;
+        QTest::newRow("robustness: off and on again") << QStringLiteral("rur") << true << 3;
+        QTest::newRow("robustness: unregistered without registering") << QStringLiteral("u") << false << 0;
+    }
+
+    void registrationSequences()
+    {
+        QFETCH(QString, steps);
+        QFETCH(bool, registered);
+        QFETCH(int, registeredChanges);
+        QSignalSpy changes(m_hotKey.get(), &GlobalHotKey::registeredChanged);
+        for (QChar step : steps)
+            step == u'r' ? m_hotKey->registerHotKey() : m_hotKey->unregisterHotKey();
+        QCOMPARE(m_hotKey->isRegistered(), registered);
+        QCOMPARE(changes.count(), registeredChanges);
+        QSignalSpy presses(m_hotKey.get(), &GlobalHotKey::pressed);
+        QCOMPARE(pressesFromStrokes(presses), registered ? 1 : 0);
+    }
+
+    void filterTakesOnlyTheHotKey_data()
+    {
+        QTest::addColumn<int>("keysym");
+        QTest::addColumn<int>("state");
+        QTest::addColumn<bool>("sentByAClient");
+        QTest::addColumn<bool>("taken");
+        QTest::newRow("nominal: Ctrl+Alt+[") << XK_bracketleft << int(ctrlAlt) << false << true;
+        QTest::newRow("nominal: with a mouse button held")
+            << XK_bracketleft << int(ctrlAlt | XCB_BUTTON_MASK_1) << false << true;
+        QTest::newRow("robustness: Shift added")
+            << XK_bracketleft << int(ctrlAlt | XCB_MOD_MASK_SHIFT) << false << false;
+        QTest::newRow("robustness: Ctrl alone") << XK_bracketleft << int(XCB_MOD_MASK_CONTROL) << false << false;
+        QTest::newRow("robustness: another key") << XK_a << int(ctrlAlt) << false << false;
+        QTest::newRow("robustness: sent by another client") << XK_bracketleft << int(ctrlAlt) << true << false;
+    }
+
+    void filterTakesOnlyTheHotKey()
+    {
+        QFETCH(int, keysym);
+        QFETCH(int, state);
+        QFETCH(bool, sentByAClient);
+        QFETCH(bool, taken);
+        m_hotKey->registerHotKey();
+        xcb_key_press_event_t event {};
+        event.response_type = XCB_KEY_PRESS | (sentByAClient ? 0x80 : 0);
+        event.detail = keycodeOf(qtConnection(), xcb_keysym_t(keysym));
+        event.root = event.event = rootOf(qtConnection());
+        event.state = std::uint16_t(state);
+        QSignalSpy presses(m_hotKey.get(), &GlobalHotKey::pressed);
+        QCOMPARE(m_hotKey->nativeEventFilter("xcb_generic_event_t", &event, nullptr), taken);
+        // Whatever a press does runs after the native event handling, not inside it.
+        QCOMPARE(presses.count(), 0);
+        QCoreApplication::sendPostedEvents();
+        QCOMPARE(presses.count(), taken ? 1 : 0);
+    }
+
+    void combinationHeldByAnotherClient_data()
+    {
+        QTest::addColumn<int>("heldModifiers");
+        QTest::newRow("robustness: held without lock keys") << int(ctrlAlt);
+        // Only one variant is taken: the others must not stay grabbed, or the key half works.
+        QTest::newRow("robustness: only the NumLock variant held") << int(ctrlAlt | XCB_MOD_MASK_2);
+    }
+
+    void combinationHeldByAnotherClient()
+    {
+        QFETCH(int, heldModifiers);
+        std::shared_ptr<xcb_connection_t> other;
+        QVERIFY(otherClientGrabs(std::uint16_t(heldModifiers), &other));
+
+        QSignalSpy changes(m_hotKey.get(), &GlobalHotKey::registeredChanged);
+        QTest::ignoreMessage(
+            QtInfoMsg, QRegularExpression(QStringLiteral("another application holds Ctrl\\+Alt\\+\\[")));
+        m_hotKey->registerHotKey();
+        QVERIFY(!m_hotKey->isRegistered());
+        QCOMPARE(changes.count(), 0);
+        QVERIFY2(m_hotKey->description().contains(QStringLiteral("Another application")),
+            qPrintable(m_hotKey->description()));
+        QSignalSpy presses(m_hotKey.get(), &GlobalHotKey::pressed);
+        QCOMPARE(pressesFromStrokes(presses), 0);
+        // Nothing of the combination stays grabbed: the variants the other client does not hold are free for anyone.
+        for (std::uint16_t lock : lockVariants) {
+            if ((ctrlAlt | lock) != heldModifiers)
+                QVERIFY(otherClientGrabs(ctrlAlt | lock));
+        }
+
+        // Once the other application lets go, switching the shortcut on works.
+        other.reset();
+        m_hotKey->registerHotKey();
+        QVERIFY(m_hotKey->isRegistered());
+        QCOMPARE(pressesFromStrokes(presses), 1);
+    }
+
+    void createdBackendReleasesTheGrabWhenDestroyed()
+    {
+        std::unique_ptr<GlobalHotKey> hotKey = GlobalHotKey::create();
+        QVERIFY(dynamic_cast<X11GlobalHotKey *>(hotKey.get()));
+        QVERIFY2(hotKey->description().contains(QStringLiteral("Ctrl+Alt+[")), qPrintable(hotKey->description()));
+        hotKey->registerHotKey();
+        QVERIFY(hotKey->isRegistered());
+        QVERIFY(!otherClientGrabs(ctrlAlt));
+        hotKey.reset();
+        for (std::uint16_t lock : lockVariants)
+            QVERIFY(otherClientGrabs(ctrlAlt | lock));
+    }
 
 private:
     // Strokes Ctrl+Alt+[ `times` times and returns the presses that came of it.
-    int pressesFromStrokes(QSignalSpy &presses, int times = 1);
-    void setLocks(bool capsLock, bool numLock);
+    int pressesFromStrokes(QSignalSpy &presses, int times = 1)
+    {
+        const int start = presses.count();
+        const int barrier = m_barrier->passed;
+        QStringList keys {QStringLiteral("key")};
+        for (int i = 0; i < times; ++i)
+            keys << QStringLiteral("ctrl+alt+bracketleft");
+        keys << QStringLiteral("ctrl+alt+bracketright");
+        if (!xdotool(keys) || !QTest::qWaitFor([&] { return m_barrier->passed > barrier; }, 10000))
+            return -1;
+        // Presses are queued by the hot key: deliver what its filter queued before the barrier passed.
+        QCoreApplication::sendPostedEvents();
+        return int(presses.count() - start);
+    }
+
+    void setLocks(bool capsLock, bool numLock)
+    {
+        const std::uint16_t state = modifierState();
+        if (bool(state & XCB_MOD_MASK_LOCK) != capsLock)
+            QVERIFY(xdotool({QStringLiteral("key"), QStringLiteral("Caps_Lock")}));
+        if (bool(state & XCB_MOD_MASK_2) != numLock)
+            QVERIFY(xdotool({QStringLiteral("key"), QStringLiteral("Num_Lock")}));
+        QTRY_COMPARE(bool(modifierState() & XCB_MOD_MASK_LOCK), capsLock);
+        QTRY_COMPARE(bool(modifierState() & XCB_MOD_MASK_2), numLock);
+    }
 
     std::unique_ptr<Barrier> m_barrier;
     std::unique_ptr<X11GlobalHotKey> m_hotKey;
 };
-
-void TestX11GlobalHotKey::init()
-{
-    QCOMPARE(QGuiApplication::platformName(), QStringLiteral("xcb"));
-    m_barrier = std::make_unique<Barrier>();
-    m_hotKey = std::make_unique<X11GlobalHotKey>(nullptr);
-    QVERIFY(m_hotKey->isAvailable());
-}
-
-void TestX11GlobalHotKey::cleanup()
-{
-    m_hotKey.reset();
-    m_barrier.reset();
-    // The X server outlives this test: leave the lock keys off for whoever comes next.
-    setLocks(false, false);
-}
-
-void TestX11GlobalHotKey::setLocks(bool capsLock, bool numLock)
-{
-    const std::uint16_t state = modifierState();
-    if (bool(state & XCB_MOD_MASK_LOCK) != capsLock)
-        QVERIFY(xdotool({QStringLiteral("key"), QStringLiteral("Caps_Lock")}));
-    if (bool(state & XCB_MOD_MASK_2) != numLock)
-        QVERIFY(xdotool({QStringLiteral("key"), QStringLiteral("Num_Lock")}));
-    QTRY_COMPARE(bool(modifierState() & XCB_MOD_MASK_LOCK), capsLock);
-    QTRY_COMPARE(bool(modifierState() & XCB_MOD_MASK_2), numLock);
-}
-
-int TestX11GlobalHotKey::pressesFromStrokes(QSignalSpy &presses, int times)
-{
-    const int start = presses.count();
-    const int barrier = m_barrier->passed;
-    QStringList keys {QStringLiteral("key")};
-    for (int i = 0; i < times; ++i)
-        keys << QStringLiteral("ctrl+alt+bracketleft");
-    keys << QStringLiteral("ctrl+alt+bracketright");
-    if (!xdotool(keys))
-        return -1;
-    if (!QTest::qWaitFor([&] { return m_barrier->passed > barrier; }, 10000))
-        return -1;
-    // Presses are queued by the hot key: deliver what its filter queued before the barrier passed.
-    QCoreApplication::sendPostedEvents();
-    return int(presses.count() - start);
-}
-
-void TestX11GlobalHotKey::createChoosesTheX11Backend()
-{
-    const std::unique_ptr<GlobalHotKey> hotKey = GlobalHotKey::create();
-    QVERIFY(dynamic_cast<X11GlobalHotKey *>(hotKey.get()));
-    QVERIFY(hotKey->isAvailable());
-    QVERIFY2(hotKey->description().contains(QStringLiteral("Ctrl+Alt+[")), qPrintable(hotKey->description()));
-}
-
-void TestX11GlobalHotKey::strokeGivesExactlyOnePress_data()
-{
-    QTest::addColumn<bool>("capsLock");
-    QTest::addColumn<bool>("numLock");
-    QTest::newRow("nominal: no lock key") << false << false;
-    QTest::newRow("robustness: NumLock on") << false << true;
-    QTest::newRow("robustness: CapsLock on") << true << false;
-    QTest::newRow("robustness: NumLock and CapsLock on") << true << true;
-}
-
-void TestX11GlobalHotKey::strokeGivesExactlyOnePress()
-{
-    QFETCH(bool, capsLock);
-    QFETCH(bool, numLock);
-    setLocks(capsLock, numLock);
-    QSignalSpy presses(m_hotKey.get(), &GlobalHotKey::pressed);
-    m_hotKey->registerHotKey();
-    QVERIFY(m_hotKey->isRegistered());
-    QCOMPARE(pressesFromStrokes(presses), 1);
-    QCOMPARE(pressesFromStrokes(presses, 3), 3);
-}
-
-void TestX11GlobalHotKey::registrationSequences_data()
-{
-    // r = register, u = unregister.
-    QTest::addColumn<QString>("steps");
-    QTest::addColumn<bool>("registered");
-    QTest::addColumn<int>("registeredChanges");
-    QTest::newRow("nominal: never registered") << QString() << false << 0;
-    QTest::newRow("nominal: switched off") << QStringLiteral("ru") << false << 2;
-    QTest::newRow("robustness: registered twice") << QStringLiteral("rr") << true << 1;
-    QTest::newRow("robustness: off and on again") << QStringLiteral("rur") << true << 3;
-    QTest::newRow("robustness: unregistered without registering") << QStringLiteral("u") << false << 0;
-}
-
-void TestX11GlobalHotKey::registrationSequences()
-{
-    QFETCH(QString, steps);
-    QFETCH(bool, registered);
-    QFETCH(int, registeredChanges);
-    QSignalSpy changes(m_hotKey.get(), &GlobalHotKey::registeredChanged);
-    for (QChar step : steps) {
-        if (step == u'r')
-            m_hotKey->registerHotKey();
-        else
-            m_hotKey->unregisterHotKey();
-    }
-    QCOMPARE(m_hotKey->isRegistered(), registered);
-    QCOMPARE(changes.count(), registeredChanges);
-    QSignalSpy presses(m_hotKey.get(), &GlobalHotKey::pressed);
-    QCOMPARE(pressesFromStrokes(presses), registered ? 1 : 0);
-}
-
-void TestX11GlobalHotKey::filterTakesOnlyTheHotKey_data()
-{
-    QTest::addColumn<int>("keysym");
-    QTest::addColumn<int>("state");
-    QTest::addColumn<bool>("sentByAClient");
-    QTest::addColumn<bool>("taken");
-    QTest::newRow("nominal: Ctrl+Alt+[") << XK_bracketleft << int(ctrlAlt) << false << true;
-    QTest::newRow("nominal: with CapsLock and NumLock")
-        << XK_bracketleft << int(ctrlAlt | XCB_MOD_MASK_LOCK | XCB_MOD_MASK_2) << false << true;
-    QTest::newRow("nominal: with a mouse button held")
-        << XK_bracketleft << int(ctrlAlt | XCB_BUTTON_MASK_1) << false << true;
-    QTest::newRow("robustness: Shift added") << XK_bracketleft << int(ctrlAlt | XCB_MOD_MASK_SHIFT) << false << false;
-    QTest::newRow("robustness: Ctrl alone") << XK_bracketleft << int(XCB_MOD_MASK_CONTROL) << false << false;
-    QTest::newRow("robustness: another key") << XK_a << int(ctrlAlt) << false << false;
-    QTest::newRow("robustness: sent by another client") << XK_bracketleft << int(ctrlAlt) << true << false;
-}
-
-void TestX11GlobalHotKey::filterTakesOnlyTheHotKey()
-{
-    QFETCH(int, keysym);
-    QFETCH(int, state);
-    QFETCH(bool, sentByAClient);
-    QFETCH(bool, taken);
-    m_hotKey->registerHotKey();
-    xcb_key_press_event_t event {};
-    event.response_type = XCB_KEY_PRESS | (sentByAClient ? 0x80 : 0);
-    event.detail = keycodeOf(qtConnection(), xcb_keysym_t(keysym));
-    event.root = event.event = rootOf(qtConnection());
-    event.state = std::uint16_t(state);
-    QSignalSpy presses(m_hotKey.get(), &GlobalHotKey::pressed);
-    QCOMPARE(m_hotKey->nativeEventFilter("xcb_generic_event_t", &event, nullptr), taken);
-    // Whatever a press does runs after the native event handling, not inside it.
-    QCOMPARE(presses.count(), 0);
-    QCoreApplication::sendPostedEvents();
-    QCOMPARE(presses.count(), taken ? 1 : 0);
-}
-
-void TestX11GlobalHotKey::combinationHeldByAnotherClient_data()
-{
-    QTest::addColumn<int>("heldModifiers");
-    QTest::newRow("robustness: held without lock keys") << int(ctrlAlt);
-    // Only one variant is taken: the others must not stay grabbed, or the key half works.
-    QTest::newRow("robustness: only the NumLock variant held") << int(ctrlAlt | XCB_MOD_MASK_2);
-}
-
-void TestX11GlobalHotKey::combinationHeldByAnotherClient()
-{
-    QFETCH(int, heldModifiers);
-    auto other = std::make_unique<OtherClient>();
-    QVERIFY(other->grab(std::uint16_t(heldModifiers)));
-
-    QSignalSpy changes(m_hotKey.get(), &GlobalHotKey::registeredChanged);
-    QTest::ignoreMessage(QtInfoMsg, QRegularExpression(QStringLiteral("another application holds Ctrl\\+Alt\\+\\[")));
-    m_hotKey->registerHotKey();
-    QVERIFY(!m_hotKey->isRegistered());
-    QCOMPARE(changes.count(), 0);
-    QVERIFY2(
-        m_hotKey->description().contains(QStringLiteral("Another application")), qPrintable(m_hotKey->description()));
-    QSignalSpy presses(m_hotKey.get(), &GlobalHotKey::pressed);
-    QCOMPARE(pressesFromStrokes(presses), 0);
-    // Nothing of the combination stays grabbed: the variants the other client does not hold are free for anyone.
-    for (std::uint16_t lock : lockVariants) {
-        if ((ctrlAlt | lock) != heldModifiers)
-            QVERIFY(OtherClient().grab(ctrlAlt | lock));
-    }
-
-    // Once the other application lets go, switching the shortcut on works.
-    other.reset();
-    m_hotKey->registerHotKey();
-    QVERIFY(m_hotKey->isRegistered());
-    QCOMPARE(pressesFromStrokes(presses), 1);
-}
-
-void TestX11GlobalHotKey::destructionReleasesTheGrab()
-{
-    m_hotKey->registerHotKey();
-    QVERIFY(m_hotKey->isRegistered());
-    m_hotKey.reset();
-    // Every variant is free again for other applications.
-    for (std::uint16_t lock : lockVariants) {
-        OtherClient other;
-        QVERIFY(other.grab(ctrlAlt | lock));
-    }
-}
 
 int main(int argc, char *argv[])
 {

@@ -16,37 +16,14 @@
 
 #include <memory>
 
-// Runs against the real Secret Service of the test session (scripts/headless starts an unlocked gnome-keyring on
-// a private bus), each test under a service name of its own, so the user's real item is never touched.
-class TestKeyStore : public QObject {
-    Q_OBJECT
-
-private Q_SLOTS:
-    void initTestCase();
-    void init();
-    void cleanup();
-
-    void operationsInSequence_data();
-    void operationsInSequence();
-    void destroyedStoreDropsItsCallbacks();
-    void keyringShowsAReadableLabel();
-    void keyNeverReachesAFile();
-    void noKeyringIsReportedPlainly();
-
-private:
-    struct ReadResult {
-        std::optional<QString> key;
-        QString error;
-    };
-    ReadResult read(KeyStore &store);
-    QString store(KeyStore &store, const QString &key);
-    QString remove(KeyStore &store);
-    bool has(KeyStore &store);
-
-    std::unique_ptr<KeyStore> m_store;
-};
-
 namespace {
+
+using Key = std::optional<QString>;
+struct ReadResult {
+    Key key;
+    QString error;
+};
+const QString noAnswer = QStringLiteral("no answer");
 
 // Runs one operation and keeps the event loop going until its callback answers (or `timedOut` after 20 s).
 template<typename T, typename Operation> T answer(Operation operation, T timedOut)
@@ -56,194 +33,195 @@ template<typename T, typename Operation> T answer(Operation operation, T timedOu
     return QTest::qWaitFor([&] { return result.has_value(); }, 20000) ? *result : timedOut;
 }
 
-const QString noAnswer = QStringLiteral("no answer");
-
-} // namespace
-
-TestKeyStore::ReadResult TestKeyStore::read(KeyStore &store)
+ReadResult read(KeyStore &store)
 {
     return answer<ReadResult>([&](auto done) { store.readKey(done); }, {std::nullopt, noAnswer});
 }
 
-QString TestKeyStore::store(KeyStore &store, const QString &key)
+QString store(KeyStore &store, const QString &key)
 {
     return answer<QString>([&](auto done) { store.storeKey(key, done); }, noAnswer);
 }
 
-QString TestKeyStore::remove(KeyStore &store)
+QString remove(KeyStore &store)
 {
     return answer<QString>([&](auto done) { store.removeKey(done); }, noAnswer);
 }
 
-bool TestKeyStore::has(KeyStore &store)
+bool has(KeyStore &store)
 {
     return answer<bool>([&](auto done) { store.hasKey(done); }, false);
 }
 
-void TestKeyStore::initTestCase()
+QDBusMessage secretsCall(const QString &path, const QString &interface, const QString &method, const QVariantList &args)
 {
-    QDBusConnection bus = QDBusConnection::sessionBus();
-    if (!bus.isConnected() || !bus.interface()->isServiceRegistered(QStringLiteral("org.freedesktop.secrets")))
-        QSKIP("needs the Secret Service of scripts/headless");
-    qDBusRegisterMetaType<QMap<QString, QString>>();
+    QDBusMessage call
+        = QDBusMessage::createMethodCall(QStringLiteral("org.freedesktop.secrets"), path, interface, method);
+    call.setArguments(args);
+    return QDBusConnection::sessionBus().call(call);
 }
 
-void TestKeyStore::init()
-{
-    m_store = std::make_unique<KeyStore>(
-        QStringLiteral("app.tackpad.Tackpad.test-") + QUuid::createUuid().toString(QUuid::Id128));
-}
-
-void TestKeyStore::cleanup()
-{
-    if (m_store)
-        remove(*m_store);
-    m_store.reset();
-}
-
-void TestKeyStore::operationsInSequence_data()
-{
-    // Steps: "store:<key>" or "remove"; then what a read finds.
-    QTest::addColumn<QStringList>("steps");
-    QTest::addColumn<std::optional<QString>>("expected");
-    QTest::newRow("nominal: nothing stored") << QStringList {} << std::optional<QString>();
-    QTest::newRow("nominal: API key") << QStringList {QStringLiteral("store:sk-ant-api03-AbC0123_-xyz")}
-                                      << std::optional<QString>(QStringLiteral("sk-ant-api03-AbC0123_-xyz"));
-    QTest::newRow("robustness: surrounding spaces are kept")
-        << QStringList {QStringLiteral("store:  a key  ")} << std::optional<QString>(QStringLiteral("  a key  "));
-    QTest::newRow("robustness: non-ASCII")
-        << QStringList {QStringLiteral("store:ключ-密钥-🔑")} << std::optional<QString>(QStringLiteral("ключ-密钥-🔑"));
-    QTest::newRow("robustness: 8 KiB") << QStringList {QStringLiteral("store:") + QString(8192, u'k')}
-                                       << std::optional<QString>(QString(8192, u'k'));
-    QTest::newRow("nominal: replace") << QStringList {QStringLiteral("store:first"), QStringLiteral("store:second")}
-                                      << std::optional<QString>(QStringLiteral("second"));
-    QTest::newRow("nominal: remove") << QStringList {QStringLiteral("store:first"), QStringLiteral("remove")}
-                                     << std::optional<QString>();
-    QTest::newRow("nominal: an empty key removes the stored one")
-        << QStringList {QStringLiteral("store:first"), QStringLiteral("store:")} << std::optional<QString>();
-    QTest::newRow("robustness: removing when nothing is stored")
-        << QStringList {QStringLiteral("remove"), QStringLiteral("remove")} << std::optional<QString>();
-    QTest::newRow("robustness: store after remove")
-        << QStringList {QStringLiteral("store:first"), QStringLiteral("remove"), QStringLiteral("store:again")}
-        << std::optional<QString>(QStringLiteral("again"));
-}
-
-void TestKeyStore::operationsInSequence()
-{
-    QFETCH(QStringList, steps);
-    QFETCH(std::optional<QString>, expected);
-    for (const QString &step : steps) {
-        const QString error
-            = step == QLatin1String("remove") ? remove(*m_store) : store(*m_store, step.mid(int(strlen("store:"))));
-        QCOMPARE(error, QString());
-    }
-    const ReadResult result = read(*m_store);
-    QCOMPARE(result.error, QString());
-    QCOMPARE(result.key, expected);
-    QCOMPARE(has(*m_store), expected.has_value());
-}
-
-void TestKeyStore::destroyedStoreDropsItsCallbacks()
-{
-    bool called = false;
-    auto doomed = std::make_unique<KeyStore>(m_store->service());
-    doomed->readKey([&called](const std::optional<QString> &, const QString &) { called = true; });
-    doomed.reset();
-    // The keyring answers in order: once a later request is answered, the dropped one has been too.
-    read(*m_store);
-    QVERIFY(!called);
-}
-
-void TestKeyStore::keyringShowsAReadableLabel()
-{
-    QCOMPARE(KeyStore::defaultService(), QStringLiteral("app.tackpad.Tackpad.anthropic"));
-    QCOMPARE(store(*m_store, QStringLiteral("labelled")), QString());
-    // Look the item up the way a keyring manager would: by its attributes, then its Label property.
-    QDBusMessage search = QDBusMessage::createMethodCall(QStringLiteral("org.freedesktop.secrets"),
-        QStringLiteral("/org/freedesktop/secrets"), QStringLiteral("org.freedesktop.Secret.Service"),
-        QStringLiteral("SearchItems"));
-    search << QVariant::fromValue(QMap<QString, QString> {
-        {QStringLiteral("user"), QStringLiteral("api-key")}, {QStringLiteral("server"), m_store->service()}});
-    const QDBusReply<QList<QDBusObjectPath>> found = QDBusConnection::sessionBus().call(search);
-    QVERIFY2(found.isValid(), qPrintable(found.error().message()));
-    QCOMPARE(found.value().size(), 1);
-    QDBusMessage get = QDBusMessage::createMethodCall(QStringLiteral("org.freedesktop.secrets"),
-        found.value().first().path(), QStringLiteral("org.freedesktop.DBus.Properties"), QStringLiteral("Get"));
-    get << QStringLiteral("org.freedesktop.Secret.Item") << QStringLiteral("Label");
-    const QDBusReply<QDBusVariant> label = QDBusConnection::sessionBus().call(get);
-    QVERIFY2(label.isValid(), qPrintable(label.error().message()));
-    QCOMPARE(label.value().variant().toString(), QStringLiteral("TackPad – Anthropic API key"));
-}
-
-void TestKeyStore::keyNeverReachesAFile()
-{
-    // Only look where this test session keeps its files: never scan a real home folder.
-    const QString home = QDir::homePath();
-    if (!home.startsWith(QDir::tempPath()))
-        QSKIP("HOME is not a temporary folder");
-    const QString key = QStringLiteral("sk-ant-findme-") + QUuid::createUuid().toString(QUuid::Id128);
-    QCOMPARE(store(*m_store, key), QString());
-    QCOMPARE(read(*m_store).key, std::optional<QString>(key));
-    QDirIterator files(home, QDir::Files | QDir::Hidden | QDir::NoSymLinks, QDirIterator::Subdirectories);
-    while (files.hasNext()) {
-        QFile file(files.next());
-        if (file.open(QIODevice::ReadOnly))
-            QVERIFY2(!file.readAll().contains(key.toUtf8()), qPrintable(file.fileName()));
-    }
-}
-
-void TestKeyStore::noKeyringIsReportedPlainly()
-{
-    // A session bus of our own that knows no services at all: no keyring runs and none can be started.
-    QTemporaryDir dir;
-    QVERIFY(dir.isValid());
-    QFile config(dir.filePath(QStringLiteral("bus.conf")));
-    QVERIFY(config.open(QIODevice::WriteOnly));
-    config.write(QStringLiteral(R"(<!DOCTYPE busconfig PUBLIC "-//freedesktop//DTD D-Bus Bus Configuration 1.0//EN"
- "http://www.freedesktop.org/standards/dbus/1.0/busconfig.dtd">
-<busconfig>
+// A session bus that knows no services at all: no keyring runs on it and none can be started.
+const char *const emptyBusConfig = R"(<busconfig>
   <type>session</type>
   <listen>unix:dir=%1</listen>
   <auth>EXTERNAL</auth>
   <policy context="default">
-    <allow send_destination="*" eavesdrop="true"/>
-    <allow eavesdrop="true"/>
-    <allow own="*"/>
+    <allow send_destination="*" eavesdrop="true"/><allow eavesdrop="true"/><allow own="*"/>
   </policy>
 </busconfig>
-)")
-                     .arg(dir.path())
-                     .toUtf8());
-    config.close();
+)";
 
-    QProcess bus;
-    bus.setStandardErrorFile(QProcess::nullDevice());
-    bus.start(QStringLiteral("dbus-daemon"),
-        {QStringLiteral("--config-file=") + config.fileName(), QStringLiteral("--nofork"),
-            QStringLiteral("--print-address=1")});
-    QVERIFY2(bus.waitForStarted(), "dbus-daemon is missing");
-    QTRY_VERIFY(bus.canReadLine());
-    const QString address = QString::fromUtf8(bus.readLine().trimmed());
-    QVERIFY(!address.isEmpty());
+} // namespace
 
-    QProcess probe;
-    QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
-    environment.insert(QStringLiteral("DBUS_SESSION_BUS_ADDRESS"), address);
-    probe.setProcessEnvironment(environment);
-    probe.setProcessChannelMode(QProcess::ForwardedErrorChannel);
-    QSignalSpy probeFinished(&probe, &QProcess::finished);
-    probe.start(QStringLiteral(PLATFORM_PROBE), {QStringLiteral("keystore"), m_store->service()});
-    const bool finished = probeFinished.wait(30000);
-    bus.kill();
-    bus.waitForFinished();
-    QVERIFY(finished);
+// Runs against the real Secret Service of the test session (scripts/headless starts an unlocked gnome-keyring on
+// a private bus), each test under a service name of its own, so the user's real item is never touched.
+class TestKeyStore : public QObject {
+    Q_OBJECT
 
-    const QStringList lines = QString::fromUtf8(probe.readAllStandardOutput()).trimmed().split(u'\n');
-    QCOMPARE(lines,
-        (QStringList {QStringLiteral("store: ") + KeyStore::noKeyringMessage(),
-            QStringLiteral("read: ") + KeyStore::noKeyringMessage(), QStringLiteral("has: no")}));
-    QCOMPARE(KeyStore::noKeyringMessage(), QStringLiteral("No keyring is available, so the API key cannot be stored."));
-}
+private Q_SLOTS:
+    void initTestCase()
+    {
+        QDBusConnection bus = QDBusConnection::sessionBus();
+        if (!bus.isConnected() || !bus.interface()->isServiceRegistered(QStringLiteral("org.freedesktop.secrets")))
+            QSKIP("needs the Secret Service of scripts/headless");
+        qDBusRegisterMetaType<QMap<QString, QString>>();
+    }
+
+    void init()
+    {
+        m_store = std::make_unique<KeyStore>(
+            QStringLiteral("app.tackpad.Tackpad.test-") + QUuid::createUuid().toString(QUuid::Id128));
+    }
+
+    void cleanup()
+    {
+        remove(*m_store);
+        m_store.reset();
+    }
+
+    void operationsInSequence_data()
+    {
+        // Steps: "store:<key>" or "remove"; then what a read finds.
+        QTest::addColumn<QStringList>("steps");
+        QTest::addColumn<Key>("expected");
+        const QString apiKey = QStringLiteral("sk-ant-api03-AbC0123_-xyz");
+        QTest::newRow("nominal: nothing stored") << QStringList {} << Key();
+        QTest::newRow("nominal: API key") << QStringList {QStringLiteral("store:") + apiKey} << Key(apiKey);
+        QTest::newRow("robustness: surrounding spaces are kept")
+            << QStringList {QStringLiteral("store:  a key  ")} << Key(QStringLiteral("  a key  "));
+        QTest::newRow("robustness: non-ASCII")
+            << QStringList {QStringLiteral("store:ключ-密钥-🔑")} << Key(QStringLiteral("ключ-密钥-🔑"));
+        QTest::newRow("robustness: 8 KiB")
+            << QStringList {QStringLiteral("store:") + QString(8192, u'k')} << Key(QString(8192, u'k'));
+        QTest::newRow("nominal: replace") << QStringList {QStringLiteral("store:first"), QStringLiteral("store:second")}
+                                          << Key(QStringLiteral("second"));
+        QTest::newRow("nominal: remove") << QStringList {QStringLiteral("store:first"), QStringLiteral("remove")}
+                                         << Key();
+        QTest::newRow("nominal: an empty key removes the stored one")
+            << QStringList {QStringLiteral("store:first"), QStringLiteral("store:")} << Key();
+        QTest::newRow("robustness: removing when nothing is stored")
+            << QStringList {QStringLiteral("remove"), QStringLiteral("remove")} << Key();
+    }
+
+    void operationsInSequence()
+    {
+        QFETCH(QStringList, steps);
+        QFETCH(Key, expected);
+        for (const QString &step : steps) {
+            const QString error
+                = step == QLatin1String("remove") ? remove(*m_store) : store(*m_store, step.mid(int(strlen("store:"))));
+            QCOMPARE(error, QString());
+        }
+        const ReadResult result = read(*m_store);
+        QCOMPARE(result.error, QString());
+        QCOMPARE(result.key, expected);
+        QCOMPARE(has(*m_store), expected.has_value());
+    }
+
+    void destroyedStoreDropsItsCallbacks()
+    {
+        bool called = false;
+        auto doomed = std::make_unique<KeyStore>(m_store->service());
+        doomed->readKey([&called](const Key &, const QString &) { called = true; });
+        doomed.reset();
+        // The keyring answers in order: once a later request is answered, the dropped one has been too.
+        read(*m_store);
+        QVERIFY(!called);
+    }
+
+    void keyringShowsAReadableLabel()
+    {
+        QCOMPARE(KeyStore::defaultService(), QStringLiteral("app.tackpad.Tackpad.anthropic"));
+        QCOMPARE(store(*m_store, QStringLiteral("labelled")), QString());
+        // Look the item up the way a keyring manager would: by its attributes, then its Label property.
+        const QDBusReply<QList<QDBusObjectPath>> found = secretsCall(QStringLiteral("/org/freedesktop/secrets"),
+            QStringLiteral("org.freedesktop.Secret.Service"), QStringLiteral("SearchItems"),
+            {QVariant::fromValue(QMap<QString, QString> {
+                {QStringLiteral("user"), QStringLiteral("api-key")}, {QStringLiteral("server"), m_store->service()}})});
+        QVERIFY2(found.isValid(), qPrintable(found.error().message()));
+        QCOMPARE(found.value().size(), 1);
+        const QDBusReply<QDBusVariant> label
+            = secretsCall(found.value().first().path(), QStringLiteral("org.freedesktop.DBus.Properties"),
+                QStringLiteral("Get"), {QStringLiteral("org.freedesktop.Secret.Item"), QStringLiteral("Label")});
+        QVERIFY2(label.isValid(), qPrintable(label.error().message()));
+        QCOMPARE(label.value().variant().toString(), QStringLiteral("TackPad – Anthropic API key"));
+    }
+
+    void keyNeverReachesAFile()
+    {
+        // Only look where this test session keeps its files: never scan a real home folder.
+        const QString home = QDir::homePath();
+        if (!home.startsWith(QDir::tempPath()))
+            QSKIP("HOME is not a temporary folder");
+        const QString key = QStringLiteral("sk-ant-findme-") + QUuid::createUuid().toString(QUuid::Id128);
+        QCOMPARE(store(*m_store, key), QString());
+        QCOMPARE(read(*m_store).key, Key(key));
+        QDirIterator files(home, QDir::Files | QDir::Hidden | QDir::NoSymLinks, QDirIterator::Subdirectories);
+        while (files.hasNext()) {
+            QFile file(files.next());
+            if (file.open(QIODevice::ReadOnly))
+                QVERIFY2(!file.readAll().contains(key.toUtf8()), qPrintable(file.fileName()));
+        }
+    }
+
+    void noKeyringIsReportedPlainly()
+    {
+        QTemporaryDir dir;
+        QFile config(dir.filePath(QStringLiteral("bus.conf")));
+        QVERIFY(config.open(QIODevice::WriteOnly));
+        config.write(QString::fromLatin1(emptyBusConfig).arg(dir.path()).toUtf8());
+        config.close();
+        QProcess bus;
+        bus.setStandardErrorFile(QProcess::nullDevice());
+        bus.start(QStringLiteral("dbus-daemon"),
+            {QStringLiteral("--config-file=") + config.fileName(), QStringLiteral("--nofork"),
+                QStringLiteral("--print-address=1")});
+        QVERIFY2(bus.waitForStarted(), "dbus-daemon is missing");
+        QTRY_VERIFY(bus.canReadLine());
+
+        QProcess probe;
+        QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
+        environment.insert(QStringLiteral("DBUS_SESSION_BUS_ADDRESS"), QString::fromUtf8(bus.readLine().trimmed()));
+        probe.setProcessEnvironment(environment);
+        probe.setProcessChannelMode(QProcess::ForwardedErrorChannel);
+        QSignalSpy probeFinished(&probe, &QProcess::finished);
+        probe.start(QStringLiteral(PLATFORM_PROBE), {QStringLiteral("keystore"), m_store->service()});
+        const bool finished = probeFinished.wait(30000);
+        bus.kill();
+        bus.waitForFinished();
+        QVERIFY(finished);
+
+        const QString message = QStringLiteral("No keyring is available, so the API key cannot be stored.");
+        QCOMPARE(KeyStore::noKeyringMessage(), message);
+        QCOMPARE(QString::fromUtf8(probe.readAllStandardOutput()).trimmed().split(u'\n'),
+            (QStringList {
+                QStringLiteral("store: ") + message, QStringLiteral("read: ") + message, QStringLiteral("has: no")}));
+    }
+
+private:
+    std::unique_ptr<KeyStore> m_store;
+};
 
 int main(int argc, char *argv[])
 {
