@@ -19,33 +19,15 @@ QString quoted(QStringView text)
 
 QString fontName(FontRole role)
 {
-    switch (role) {
-    case FontRole::Body:
+    if (role == FontRole::Body)
         return {};
-    case FontRole::Code:
-        return QStringLiteral("code");
-    default:
-        return QStringLiteral("h%1").arg(int(role));
-    }
+    return role == FontRole::Code ? QStringLiteral("code") : QStringLiteral("h%1").arg(int(role));
 }
 
 QString colorName(ColorRole role)
 {
-    switch (role) {
-    case ColorRole::Text:
-        return {};
-    case ColorRole::Marker:
-        return QStringLiteral("marker");
-    case ColorRole::Accent:
-        return QStringLiteral("accent");
-    case ColorRole::QuoteText:
-        return QStringLiteral("quote");
-    case ColorRole::Link:
-        return QStringLiteral("link");
-    case ColorRole::Tag:
-        return QStringLiteral("tag");
-    }
-    return {};
+    static const char *const names[] = {"", "marker", "accent", "quote", "link", "tag"};
+    return QString::fromLatin1(names[int(role)]);
 }
 
 QString blockName(const ParagraphStyle &style)
@@ -77,25 +59,12 @@ QString runs(QStringView line, const QList<StyleRun> &styleRuns)
 
 QString roles(const CharStyle &style)
 {
-    QStringList parts;
-    if (const QString font = fontName(style.font); !font.isEmpty())
-        parts << font;
-    if (style.bold)
-        parts << QStringLiteral("bold");
-    if (style.italic)
-        parts << QStringLiteral("italic");
-    if (const QString color = colorName(style.color); !color.isEmpty())
-        parts << color;
-    if (style.background == BackgroundRole::Code)
-        parts << QStringLiteral("code-background");
-    if (style.background == BackgroundRole::Highlight)
-        parts << QStringLiteral("highlight");
-    if (style.strike)
-        parts << QStringLiteral("strike");
-    if (style.underline)
-        parts << QStringLiteral("underline");
-    if (style.hidden)
-        parts << QStringLiteral("hidden");
+    const auto named = [](bool on, const char *name) { return on ? QString::fromLatin1(name) : QString(); };
+    QStringList parts {fontName(style.font), named(style.bold, "bold"), named(style.italic, "italic"),
+        colorName(style.color), named(style.background == BackgroundRole::Code, "code-background"),
+        named(style.background == BackgroundRole::Highlight, "highlight"), named(style.strike, "strike"),
+        named(style.underline, "underline"), named(style.hidden, "hidden")};
+    parts.removeAll(QString());
     return parts.isEmpty() ? QStringLiteral("plain") : parts.join(u' ');
 }
 

@@ -1,4 +1,5 @@
 // The editor view driven like a user does: keys, clicks, pastes and drops, with the text and undo history checked.
+#include "DrawnText.h"
 #include "editor/MarkdownHighlighter.h"
 #include "editor/MarkdownTextView.h"
 
@@ -21,35 +22,19 @@ public:
     using MarkdownTextView::insertFromMimeData;
 };
 
-// Texts with the selection drawn in: "|" for the caret, or "[" ... "]" around a selection (only where the text
-// itself has no brackets).
 void load(MarkdownTextView &view, const QString &drawn)
 {
-    QString text = drawn;
-    int anchor = int(text.indexOf(u'|'));
-    int position = anchor;
-    if (anchor >= 0) {
-        text.remove(anchor, 1);
-    } else {
-        anchor = int(text.indexOf(u'['));
-        text.remove(anchor, 1);
-        position = int(text.lastIndexOf(u']'));
-        text.remove(position, 1);
-    }
-    view.setMarkdown(text);
+    const DrawnText::Selection s = DrawnText::read(drawn);
+    view.setMarkdown(s.text);
     QTextCursor cursor(view.document());
-    cursor.setPosition(anchor);
-    cursor.setPosition(position, QTextCursor::KeepAnchor);
+    cursor.setPosition(int(s.anchor));
+    cursor.setPosition(int(s.position), QTextCursor::KeepAnchor);
     view.setTextCursor(cursor);
 }
 
 QString drawn(const MarkdownTextView &view)
 {
-    QString text = view.markdown();
-    const QTextCursor cursor = view.textCursor();
-    if (!cursor.hasSelection())
-        return text.insert(cursor.position(), u'|');
-    return text.insert(cursor.selectionEnd(), u']').insert(cursor.selectionStart(), u'[');
+    return DrawnText::draw(view.markdown(), view.textCursor().anchor(), view.textCursor().position());
 }
 
 // The middle of the glyph of the character at position, in viewport coordinates.
@@ -73,13 +58,8 @@ private Q_SLOTS:
     void init();
     void cleanup();
 
-    void listReturn_data();
-    void listReturn();
-    void tabOnListItems_data();
-    void tabOnListItems();
-    void emphasisAndLinkShortcuts_data();
-    void emphasisAndLinkShortcuts();
-    void typedMarkerUndoesInOneStep();
+    void keysEditAsOneUndoStep_data();
+    void keysEditAsOneUndoStep();
 
     void checkboxClickTogglesAsOneUndoStep();
     void linkClickIsReported_data();
@@ -87,7 +67,6 @@ private Q_SLOTS:
     void pointerShowsWhatIsClickable();
 
     void pastedImageDataGoesToTheImporter();
-    void droppedImageFilesGoToTheImporter_data();
     void droppedImageFilesGoToTheImporter();
     void richTextArrivesAsPlainText();
     void copyCarriesPlainTextOnly();
@@ -117,95 +96,41 @@ void MarkdownTextViewTest::cleanup()
     m_view.reset();
 }
 
-void MarkdownTextViewTest::listReturn_data()
+void MarkdownTextViewTest::keysEditAsOneUndoStep_data()
 {
+    // The rules behind each key are the editing commands' own tests; these rows check that the keys reach them.
     QTest::addColumn<QString>("before");
+    QTest::addColumn<int>("key");
+    QTest::addColumn<Qt::KeyboardModifiers>("modifiers");
     QTest::addColumn<QString>("after");
-
-    QTest::newRow("nominal: bullet continues") << "- milk|"
-                                               << "- milk\n- |";
-    QTest::newRow("nominal: numbers count up") << "1. one\n2. two|"
-                                               << "1. one\n2. two\n3. |";
-    QTest::newRow("nominal: checkbox carried unchecked") << "- [x] done|"
-                                                         << "- [x] done\n- [ ] |";
-    QTest::newRow("nominal: empty item ends the list") << "- a\n- |"
-                                                       << "- a\n|";
-    QTest::newRow("nominal: plain paragraph gets a plain newline") << "text|"
-                                                                   << "text\n|";
-    QTest::newRow("edge: heading gets a plain newline") << "# Head|"
-                                                        << "# Head\n|";
+    const auto row = [](const char *name, const QString &before, int key, Qt::KeyboardModifiers modifiers,
+                         const QString &after) { QTest::newRow(name) << before << key << modifiers << after; };
+    const Qt::KeyboardModifiers none = Qt::NoModifier;
+    row("nominal: Return continues a list", "- milk|", Qt::Key_Return, none, "- milk\n- |");
+    row("nominal: Return on an empty item ends the list", "- a\n- |", Qt::Key_Return, none, "- a\n|");
+    row("nominal: Return in a heading is a plain newline", "# Head|", Qt::Key_Return, none, "# Head\n|");
+    row("nominal: Tab indents the item", "- a|", Qt::Key_Tab, none, "    - a|");
+    row("nominal: Shift+Tab outdents", "    - a|", Qt::Key_Backtab, Qt::ShiftModifier, "- a|");
+    row("nominal: Tab outside a list inserts a tab", "a|", Qt::Key_Tab, none, "a\t|");
+    row("nominal: Ctrl+B wraps", "a [word] b", Qt::Key_B, Qt::ControlModifier, "a **[word]** b");
+    row("nominal: Ctrl+B unwraps", "a **[word]** b", Qt::Key_B, Qt::ControlModifier, "a [word] b");
+    row("nominal: Ctrl+I wraps", "[word]", Qt::Key_I, Qt::ControlModifier, "*[word]*");
+    row("nominal: Ctrl+K makes a link", "see [docs] now", Qt::Key_K, Qt::ControlModifier, "see [docs]([url]) now");
 }
 
-void MarkdownTextViewTest::listReturn()
+void MarkdownTextViewTest::keysEditAsOneUndoStep()
 {
     QFETCH(QString, before);
+    QFETCH(int, key);
+    QFETCH(Qt::KeyboardModifiers, modifiers);
     QFETCH(QString, after);
     load(*m_view, before);
     const QString original = m_view->markdown();
-    QTest::keyClick(m_view.get(), Qt::Key_Return);
+    QTest::keyClick(m_view.get(), Qt::Key(key), modifiers);
     QCOMPARE(drawn(*m_view), after);
     m_view->undo();
     QCOMPARE(m_view->markdown(), original);
-}
-
-void MarkdownTextViewTest::tabOnListItems_data()
-{
-    QTest::addColumn<QString>("before");
-    QTest::addColumn<int>("key");
-    QTest::addColumn<QString>("after");
-
-    QTest::newRow("nominal: Tab indents the item") << "- a|" << int(Qt::Key_Tab) << "    - a|";
-    QTest::newRow("nominal: Shift+Tab outdents") << "    - a|" << int(Qt::Key_Backtab) << "- a|";
-    QTest::newRow("nominal: Tab outside a list inserts a tab") << "a|" << int(Qt::Key_Tab) << "a\t|";
-}
-
-void MarkdownTextViewTest::tabOnListItems()
-{
-    QFETCH(QString, before);
-    QFETCH(int, key);
-    QFETCH(QString, after);
-    load(*m_view, before);
-    QTest::keyClick(m_view.get(), Qt::Key(key), key == Qt::Key_Backtab ? Qt::ShiftModifier : Qt::NoModifier);
-    QCOMPARE(drawn(*m_view), after);
-}
-
-void MarkdownTextViewTest::emphasisAndLinkShortcuts_data()
-{
-    QTest::addColumn<QString>("before");
-    QTest::addColumn<int>("key");
-    QTest::addColumn<QString>("after");
-
-    QTest::newRow("nominal: Ctrl+B wraps") << "a [word] b" << int(Qt::Key_B) << "a **[word]** b";
-    QTest::newRow("nominal: Ctrl+B unwraps") << "a **[word]** b" << int(Qt::Key_B) << "a [word] b";
-    QTest::newRow("nominal: Ctrl+I wraps") << "[word]" << int(Qt::Key_I) << "*[word]*";
-    QTest::newRow("nominal: Ctrl+I unwraps") << "*[word]*" << int(Qt::Key_I) << "[word]";
-}
-
-void MarkdownTextViewTest::emphasisAndLinkShortcuts()
-{
-    QFETCH(QString, before);
-    QFETCH(int, key);
-    QFETCH(QString, after);
-    load(*m_view, before);
-    QTest::keyClick(m_view.get(), Qt::Key(key), Qt::ControlModifier);
-    QCOMPARE(drawn(*m_view), after);
-    m_view->undo();
-    QCOMPARE(m_view->markdown(), QString(before).remove(u'[').remove(u']'));
-}
-
-void MarkdownTextViewTest::typedMarkerUndoesInOneStep()
-{
-    load(*m_view, QStringLiteral("|Title\nbody"));
-    QTest::keyClicks(m_view.get(), QStringLiteral("## "));
-    QCOMPARE(m_view->markdown(), QStringLiteral("## Title\nbody"));
-    QVERIFY(m_view->document()->firstBlock().blockFormat().topMargin() > 0);
-    QTest::keyClick(m_view.get(), Qt::Key_Down); // the heading restyles as the caret leaves
-    m_view->undo();
-    QCOMPARE(m_view->markdown(), QStringLiteral("Title\nbody"));
     QVERIFY(!m_view->document()->isUndoAvailable());
-    m_view->redo();
-    QCOMPARE(m_view->markdown(), QStringLiteral("## Title\nbody"));
-    QVERIFY(!m_view->document()->isRedoAvailable());
 }
 
 void MarkdownTextViewTest::checkboxClickTogglesAsOneUndoStep()
@@ -290,27 +215,19 @@ void MarkdownTextViewTest::pastedImageDataGoesToTheImporter()
     QCOMPARE(drawn(*m_view), QStringLiteral("a ![Pasted Image](attachments/Pasted%20Image.png)|b"));
 }
 
-void MarkdownTextViewTest::droppedImageFilesGoToTheImporter_data()
-{
-    QTest::addColumn<QStringList>("files");
-    QTest::addColumn<QString>("expected");
-    QTest::newRow("nominal: one picture") << QStringList {"cat.png"} << "![cat](attachments/cat.png)|";
-    QTest::newRow("nominal: two pictures, one per line")
-        << QStringList {"cat.png", "dog.jpg"} << "![cat](attachments/cat.png)\n![dog](attachments/dog.jpg)|";
-}
-
 void MarkdownTextViewTest::droppedImageFilesGoToTheImporter()
 {
-    QFETCH(QStringList, files);
-    QFETCH(QString, expected);
     QTemporaryDir folder;
-    QList<QUrl> urls;
-    for (const QString &name : files) {
+    QList<QUrl> pictures;
+    for (const QString &name : {QStringLiteral("cat.png"), QStringLiteral("dog.jpg")}) {
         QImage image(4, 4, QImage::Format_RGB32);
         image.fill(Qt::blue);
         QVERIFY(image.save(folder.filePath(name)));
-        urls << QUrl::fromLocalFile(folder.filePath(name));
+        pictures << QUrl::fromLocalFile(folder.filePath(name));
     }
+    QFile text(folder.filePath(QStringLiteral("notes.txt")));
+    QVERIFY(text.open(QIODevice::WriteOnly) && text.write("hello") == 5);
+    text.close();
     QList<QUrl> imported;
     m_view->importAttachmentFile = [&](const QUrl &url) -> std::optional<QString> {
         imported << url;
@@ -318,20 +235,20 @@ void MarkdownTextViewTest::droppedImageFilesGoToTheImporter()
     };
     load(*m_view, QStringLiteral("|"));
     QMimeData mime;
-    mime.setUrls(urls);
+    mime.setUrls({QUrl::fromLocalFile(text.fileName())});
+    m_view->insertFromMimeData(&mime);
+    QVERIFY(imported.isEmpty()); // a file that is no picture is not imported
+
+    load(*m_view, QStringLiteral("|"));
+    mime.setUrls(pictures);
     QVERIFY(m_view->canInsertFromMimeData(&mime));
     m_view->insertFromMimeData(&mime);
-    QCOMPARE(imported, urls);
-    QCOMPARE(drawn(*m_view), expected);
+    QCOMPARE(imported, pictures);
+    QCOMPARE(drawn(*m_view), QStringLiteral("![cat](attachments/cat.png)\n![dog](attachments/dog.jpg)|"));
 }
 
 void MarkdownTextViewTest::richTextArrivesAsPlainText()
 {
-    bool importerCalled = false;
-    m_view->importAttachmentFile = [&](const QUrl &) {
-        importerCalled = true;
-        return std::optional<QString>();
-    };
     load(*m_view, QStringLiteral("x|"));
     QMimeData mime;
     mime.setHtml(QStringLiteral("<b style='font-size:40pt'>bold</b> <i>words</i>"));
@@ -342,17 +259,6 @@ void MarkdownTextViewTest::richTextArrivesAsPlainText()
     inserted.setPosition(3);
     QVERIFY(!inserted.charFormat().font().bold());
     QVERIFY(inserted.charFormat().fontPointSize() < 40);
-
-    // A file that is no picture is not imported.
-    QTemporaryDir folder;
-    QFile text(folder.filePath(QStringLiteral("notes.txt")));
-    QVERIFY(text.open(QIODevice::WriteOnly));
-    text.write("hello");
-    text.close();
-    QMimeData files;
-    files.setUrls({QUrl::fromLocalFile(text.fileName())});
-    m_view->insertFromMimeData(&files);
-    QVERIFY(!importerCalled);
 }
 
 void MarkdownTextViewTest::copyCarriesPlainTextOnly()
@@ -388,15 +294,12 @@ void MarkdownTextViewTest::setMarkdownKeepsTheSelection_data()
     QTest::addColumn<QString>("newText");
     QTest::addColumn<bool>("preserving");
     QTest::addColumn<QString>("after");
-
-    QTest::newRow("nominal: caret kept") << "abc|def"
-                                         << "abcXYZ" << true << "abc|XYZ";
-    QTest::newRow("nominal: selection kept") << "a[bc]def"
-                                             << "aBCdef" << true << "a[BC]def";
-    QTest::newRow("edge: caret clamped to a shorter text") << "abcdef|"
-                                                           << "ab" << true << "ab|";
-    QTest::newRow("nominal: caret to the start otherwise") << "abc|def"
-                                                           << "xyz" << false << "|xyz";
+    const auto row = [](const char *name, const QString &before, const QString &newText, bool preserving,
+                         const QString &after) { QTest::newRow(name) << before << newText << preserving << after; };
+    row("nominal: caret kept", "abc|def", "abcXYZ", true, "abc|XYZ");
+    row("nominal: selection kept", "a[bc]def", "aBCdef", true, "a[BC]def");
+    row("edge: caret clamped to a shorter text", "abcdef|", "ab", true, "ab|");
+    row("nominal: caret to the start otherwise", "abc|def", "xyz", false, "|xyz");
 }
 
 void MarkdownTextViewTest::setMarkdownKeepsTheSelection()
