@@ -6,37 +6,155 @@
 #include <QTest>
 
 // Stands for the file system: a set of existing folders and a set of mounted volumes.
-struct FakeDisks
-{
+struct FakeDisks {
     QSet<QString> folders;
     QSet<QString> mounted;
 
     WorkspaceList::FileSystem fileSystem()
     {
         return {[this](const QString &p) { return folders.contains(p); },
-                [this](const QString &m) { return mounted.contains(m); }};
+            [this](const QString &m) { return mounted.contains(m); }};
     }
 };
 
-class TestWorkspaceList : public QObject
-{
+class TestWorkspaceList : public QObject {
     Q_OBJECT
 
 private Q_SLOTS:
-    void init();
-    void standardisedPath_data();
-    void standardisedPath();
-    void openingAddsUpToTen();
-    void settingElevenKeepsTen();
-    void secondWorkspaceIsReportedOnce();
-    void disabledAutoAddAddsNothing();
-    void availability_data();
-    void availability();
-    void pruningKeepsUnpluggedDisks();
-    void declinedOffersForgetTheOldestAfterFifty();
-    void removingAWorkspaceClearsItsDecline();
-    void offerText_data();
-    void offerText();
+    void init()
+    {
+        m_dir = std::make_unique<QTemporaryDir>();
+        m_disks = {};
+        m_list = std::make_unique<WorkspaceList>(settings(), m_disks.fileSystem());
+    }
+
+    void standardisedPath_data()
+    {
+        QTest::addColumn<QString>("path");
+        QTest::addColumn<QString>("expected");
+        QTest::newRow("trailing slash") << u"/home/a/Notes/"_qs << u"/home/a/Notes"_qs;
+        QTest::newRow("dot segments") << u"/home/a/./x/../Notes"_qs << u"/home/a/Notes"_qs;
+        QTest::newRow("double slashes") << u"//home//a"_qs << u"/home/a"_qs;
+        QTest::newRow("root stays") << u"/"_qs << u"/"_qs;
+    }
+
+    void standardisedPath()
+    {
+        QFETCH(QString, path);
+        QFETCH(QString, expected);
+        QCOMPARE(WorkspaceList::standardisedPath(path), expected);
+    }
+
+    void openingAddsUpToTenAndReportsTheSecond()
+    {
+        using O = WorkspaceList::Opened;
+        for (int i = 1; i <= 11; ++i)
+            QCOMPARE(m_list->noteWorkspaceOpened(u"/w/%1"_qs.arg(i)),
+                i == 2        ? O::AddedSecond
+                    : i <= 10 ? O::Added
+                              : O::NotAdded);
+        QCOMPARE(m_list->paths().size(), 10);
+        QVERIFY(!m_list->paths().contains(u"/w/11"_qs));
+        QCOMPARE(m_list->noteWorkspaceOpened(u"/w/3/"_qs), O::NotAdded); // already listed
+        QCOMPARE(m_list->indexOf(u"/w/3"_qs), 2);
+    }
+
+    void settingElevenKeepsTen()
+    {
+        QStringList eleven;
+        for (int i = 0; i < 11; ++i)
+            eleven << u"/w/%1"_qs.arg(i);
+        QSignalSpy changed(m_list.get(), &WorkspaceList::changed);
+        m_list->setPaths(eleven);
+        QCOMPARE(m_list->paths(), eleven.mid(0, 10));
+        QCOMPARE(changed.count(), 1);
+        QCOMPARE(settings().stringList(SettingsKey::workspaces), eleven.mid(0, 10));
+    }
+
+    void disabledAutoAddAddsNothing()
+    {
+        m_list->setAutoAddEnabled(false);
+        QCOMPARE(m_list->noteWorkspaceOpened(u"/a"_qs), WorkspaceList::Opened::NotAdded);
+        QVERIFY(m_list->paths().isEmpty());
+        QVERIFY(settings().boolValue(SettingsKey::disableAutoWorkspaces));
+    }
+
+    void availability_data()
+    {
+        QTest::addColumn<QString>("path");
+        QTest::addColumn<bool>("mounted");
+        QTest::addColumn<WorkspaceList::Availability>("expected");
+        using A = WorkspaceList::Availability;
+        QTest::newRow("macOS: unplugged disk") << u"/Volumes/Backup/Notes"_qs << false << A::Unavailable;
+        QTest::newRow("macOS: deleted from a mounted disk") << u"/Volumes/Backup/Notes"_qs << true << A::Removed;
+        QTest::newRow("Linux: unplugged disk under /media") << u"/media/ann/USB/Notes"_qs << false << A::Unavailable;
+        QTest::newRow("Linux: unplugged disk under /run/media")
+            << u"/run/media/ann/USB/Notes"_qs << false << A::Unavailable;
+        QTest::newRow("Linux: deleted from a mounted disk") << u"/run/media/ann/USB/Notes"_qs << true << A::Removed;
+        QTest::newRow("deleted home folder") << u"/home/ann/Notes"_qs << false << A::Removed;
+        QTest::newRow("the volumes folder itself is no volume") << u"/Volumes"_qs << false << A::Removed;
+    }
+
+    void availability()
+    {
+        QFETCH(QString, path);
+        QFETCH(bool, mounted);
+        QFETCH(WorkspaceList::Availability, expected);
+        if (mounted)
+            m_disks.mounted = {u"/Volumes/Backup"_qs, u"/media/ann/USB"_qs, u"/run/media/ann/USB"_qs};
+        QCOMPARE(m_list->availability(path), expected);
+        m_disks.folders.insert(path);
+        QCOMPARE(m_list->availability(path), WorkspaceList::Availability::Available);
+    }
+
+    void pruningKeepsUnpluggedDisks()
+    {
+        m_disks.folders = {u"/home/a/Notes"_qs};
+        m_list->setPaths({u"/home/a/Gone"_qs, u"/home/a/Notes"_qs, u"/Volumes/Backup/Notes"_qs});
+        m_list->recordImportOfferDeclined(u"/home/a/Gone"_qs);
+        QVERIFY(m_list->pruneDeadWorkspaces());
+        QCOMPARE(m_list->paths(), (QStringList {u"/home/a/Notes"_qs, u"/Volumes/Backup/Notes"_qs}));
+        QVERIFY(!m_list->importOfferDeclined(u"/home/a/Gone"_qs));
+        QVERIFY(!m_list->pruneDeadWorkspaces()); // nothing more to drop
+    }
+
+    void declinedOffers()
+    {
+        // Only the latest fifty declines are remembered.
+        for (int i = 0; i < 51; ++i)
+            m_list->recordImportOfferDeclined(u"/f/%1"_qs.arg(i));
+        QVERIFY(!m_list->importOfferDeclined(u"/f/0"_qs));
+        QVERIFY(m_list->importOfferDeclined(u"/f/1"_qs));
+        QVERIFY(m_list->importOfferDeclined(u"/f/50/"_qs));
+        QCOMPARE(settings().stringList(SettingsKey::importOfferDeclinedFolders).size(), 50);
+
+        // Removing a workspace forgets its decline, and only its own.
+        m_list->setPaths({u"/f/1"_qs, u"/b"_qs});
+        m_list->setPaths({u"/b"_qs});
+        QVERIFY(!m_list->importOfferDeclined(u"/f/1"_qs));
+        QVERIFY(m_list->importOfferDeclined(u"/f/2"_qs));
+    }
+
+    void offerText_data()
+    {
+        QTest::addColumn<int>("count");
+        QTest::addColumn<QString>("opening");
+        QTest::newRow("5 files: already contains") << 5 << u"This folder already contains Markdown files."_qs;
+        QTest::newRow("6 files: are you sure") << 6 << u"This folder contains 6 Markdown files. Are you sure"_qs;
+        QTest::newRow("15 files: are you sure") << 15 << u"This folder contains 15 Markdown files. Are you sure"_qs;
+        QTest::newRow("16 files: that's a lot") << 16 << u"This folder contains 16 Markdown files – that's a lot!"_qs;
+    }
+
+    void offerText()
+    {
+        QFETCH(int, count);
+        QFETCH(QString, opening);
+        const QString text = WorkspaceList::bulkImportOfferText(count);
+        QVERIFY2(text.startsWith(opening), qPrintable(text));
+        QVERIFY(
+            text.endsWith(u"\n\nYou can also import individual files later with File → Import Markdown Files…."_qs));
+        QVERIFY(text.contains(u"\n\nThis will add one line of TackPad properties to each file."_qs));
+    }
 
 private:
     std::unique_ptr<QTemporaryDir> m_dir;
@@ -44,148 +162,6 @@ private:
     std::unique_ptr<WorkspaceList> m_list;
     Settings settings() const { return Settings(m_dir->filePath(u"settings.ini"_qs)); }
 };
-
-void TestWorkspaceList::init()
-{
-    m_dir = std::make_unique<QTemporaryDir>();
-    m_disks = {};
-    m_list = std::make_unique<WorkspaceList>(settings(), m_disks.fileSystem());
-}
-
-void TestWorkspaceList::standardisedPath_data()
-{
-    QTest::addColumn<QString>("path");
-    QTest::addColumn<QString>("expected");
-    QTest::newRow("trailing slash") << u"/home/a/Notes/"_qs << u"/home/a/Notes"_qs;
-    QTest::newRow("dot segments") << u"/home/a/./x/../Notes"_qs << u"/home/a/Notes"_qs;
-    QTest::newRow("double slashes") << u"//home//a"_qs << u"/home/a"_qs;
-    QTest::newRow("root stays") << u"/"_qs << u"/"_qs;
-}
-
-void TestWorkspaceList::standardisedPath()
-{
-    QFETCH(QString, path);
-    QFETCH(QString, expected);
-    QCOMPARE(WorkspaceList::standardisedPath(path), expected);
-}
-
-void TestWorkspaceList::openingAddsUpToTen()
-{
-    for (int i = 1; i <= 11; ++i)
-        m_list->noteWorkspaceOpened(u"/w/%1"_qs.arg(i));
-    QCOMPARE(m_list->paths().size(), 10);
-    QVERIFY(!m_list->paths().contains(u"/w/11"_qs));
-    QCOMPARE(m_list->noteWorkspaceOpened(u"/w/3/"_qs), WorkspaceList::Opened::NotAdded); // already listed
-    QCOMPARE(m_list->indexOf(u"/w/3"_qs), 2);
-}
-
-void TestWorkspaceList::settingElevenKeepsTen()
-{
-    QStringList eleven;
-    for (int i = 0; i < 11; ++i)
-        eleven << u"/w/%1"_qs.arg(i);
-    QSignalSpy changed(m_list.get(), &WorkspaceList::changed);
-    m_list->setPaths(eleven);
-    QCOMPARE(m_list->paths(), eleven.mid(0, 10));
-    QCOMPARE(changed.count(), 1);
-    QCOMPARE(settings().stringList(SettingsKey::workspaces), eleven.mid(0, 10));
-}
-
-void TestWorkspaceList::secondWorkspaceIsReportedOnce()
-{
-    QCOMPARE(m_list->noteWorkspaceOpened(u"/a"_qs), WorkspaceList::Opened::Added);
-    QCOMPARE(m_list->noteWorkspaceOpened(u"/b"_qs), WorkspaceList::Opened::AddedSecond);
-    QCOMPARE(m_list->noteWorkspaceOpened(u"/c"_qs), WorkspaceList::Opened::Added);
-}
-
-void TestWorkspaceList::disabledAutoAddAddsNothing()
-{
-    m_list->setAutoAddEnabled(false);
-    QCOMPARE(m_list->noteWorkspaceOpened(u"/a"_qs), WorkspaceList::Opened::NotAdded);
-    QVERIFY(m_list->paths().isEmpty());
-    QVERIFY(settings().boolValue(SettingsKey::disableAutoWorkspaces));
-}
-
-void TestWorkspaceList::availability_data()
-{
-    QTest::addColumn<QString>("path");
-    QTest::addColumn<bool>("mounted");
-    QTest::addColumn<WorkspaceList::Availability>("expected");
-    using A = WorkspaceList::Availability;
-    QTest::newRow("macOS: unplugged disk") << u"/Volumes/Backup/Notes"_qs << false << A::Unavailable;
-    QTest::newRow("macOS: deleted from a mounted disk") << u"/Volumes/Backup/Notes"_qs << true << A::Removed;
-    QTest::newRow("Linux: unplugged disk under /media") << u"/media/ann/USB/Notes"_qs << false << A::Unavailable;
-    QTest::newRow("Linux: unplugged disk under /run/media") << u"/run/media/ann/USB/Notes"_qs << false
-                                                            << A::Unavailable;
-    QTest::newRow("Linux: deleted from a mounted disk") << u"/run/media/ann/USB/Notes"_qs << true << A::Removed;
-    QTest::newRow("deleted home folder") << u"/home/ann/Notes"_qs << false << A::Removed;
-    QTest::newRow("the volumes folder itself is no volume") << u"/Volumes"_qs << false << A::Removed;
-}
-
-void TestWorkspaceList::availability()
-{
-    QFETCH(QString, path);
-    QFETCH(bool, mounted);
-    QFETCH(WorkspaceList::Availability, expected);
-    for (const QString &mount : {u"/Volumes/Backup"_qs, u"/media/ann/USB"_qs, u"/run/media/ann/USB"_qs}) {
-        if (mounted)
-            m_disks.mounted.insert(mount);
-    }
-    QCOMPARE(m_list->availability(path), expected);
-    m_disks.folders.insert(path);
-    QCOMPARE(m_list->availability(path), WorkspaceList::Availability::Available);
-}
-
-void TestWorkspaceList::pruningKeepsUnpluggedDisks()
-{
-    m_disks.folders = {u"/home/a/Notes"_qs};
-    m_list->setPaths({u"/home/a/Gone"_qs, u"/home/a/Notes"_qs, u"/Volumes/Backup/Notes"_qs});
-    m_list->recordImportOfferDeclined(u"/home/a/Gone"_qs);
-    QVERIFY(m_list->pruneDeadWorkspaces());
-    QCOMPARE(m_list->paths(), (QStringList{u"/home/a/Notes"_qs, u"/Volumes/Backup/Notes"_qs}));
-    QVERIFY(!m_list->importOfferDeclined(u"/home/a/Gone"_qs));
-    QVERIFY(!m_list->pruneDeadWorkspaces()); // nothing more to drop
-}
-
-void TestWorkspaceList::declinedOffersForgetTheOldestAfterFifty()
-{
-    for (int i = 0; i < 51; ++i)
-        m_list->recordImportOfferDeclined(u"/f/%1"_qs.arg(i));
-    QVERIFY(!m_list->importOfferDeclined(u"/f/0"_qs));
-    QVERIFY(m_list->importOfferDeclined(u"/f/1"_qs));
-    QVERIFY(m_list->importOfferDeclined(u"/f/50/"_qs));
-    QCOMPARE(settings().stringList(SettingsKey::importOfferDeclinedFolders).size(), 50);
-}
-
-void TestWorkspaceList::removingAWorkspaceClearsItsDecline()
-{
-    m_list->setPaths({u"/a"_qs, u"/b"_qs});
-    m_list->recordImportOfferDeclined(u"/a"_qs);
-    m_list->recordImportOfferDeclined(u"/elsewhere"_qs);
-    m_list->setPaths({u"/b"_qs});
-    QVERIFY(!m_list->importOfferDeclined(u"/a"_qs));
-    QVERIFY(m_list->importOfferDeclined(u"/elsewhere"_qs));
-}
-
-void TestWorkspaceList::offerText_data()
-{
-    QTest::addColumn<int>("count");
-    QTest::addColumn<QString>("opening");
-    QTest::newRow("5 files: already contains") << 5 << u"This folder already contains Markdown files."_qs;
-    QTest::newRow("6 files: are you sure") << 6 << u"This folder contains 6 Markdown files. Are you sure"_qs;
-    QTest::newRow("15 files: are you sure") << 15 << u"This folder contains 15 Markdown files. Are you sure"_qs;
-    QTest::newRow("16 files: that's a lot") << 16 << u"This folder contains 16 Markdown files – that's a lot!"_qs;
-}
-
-void TestWorkspaceList::offerText()
-{
-    QFETCH(int, count);
-    QFETCH(QString, opening);
-    const QString text = WorkspaceList::bulkImportOfferText(count);
-    QVERIFY2(text.startsWith(opening), qPrintable(text));
-    QVERIFY(text.endsWith(u"\n\nYou can also import individual files later with File → Import Markdown Files…."_qs));
-    QVERIFY(text.contains(u"\n\nThis will add one line of TackPad properties to each file."_qs));
-}
 
 QTEST_GUILESS_MAIN(TestWorkspaceList)
 #include "tst_workspacelist.moc"

@@ -4,152 +4,121 @@
 #include <QTemporaryDir>
 #include <QTest>
 
-class TestNotePalette : public QObject
-{
+class TestNotePalette : public QObject {
     Q_OBJECT
 
 private Q_SLOTS:
-    void parseHex_data();
-    void parseHex();
-    void hexStringIsUpperCaseAndRoundTrips();
-    void displayHex_data();
-    void displayHex();
-    void isPreset_data();
-    void isPreset();
-    void foregroundFollowsLuminance_data();
-    void foregroundFollowsLuminance();
-    void promptNotesArePaintedWhite();
-    void displayColorReadsDarkModeSetting();
-    void swatchIsARoundedSquareWithOutline();
-};
+    void parseHex_data()
+    {
+        QTest::addColumn<QString>("text");
+        QTest::addColumn<QString>("expected"); // empty: must fail
 
-void TestNotePalette::parseHex_data()
-{
-    QTest::addColumn<QString>("text");
-    QTest::addColumn<QString>("expected"); // empty: must fail
-
-    QTest::newRow("nominal: upper case with #") << u"#FBF4A6"_qs << u"#FBF4A6"_qs;
-    QTest::newRow("nominal: lower case without #") << u"fbf4a6"_qs << u"#FBF4A6"_qs;
-    QTest::newRow("nominal: trailing newline") << u"#FBF4A6\n"_qs << u"#FBF4A6"_qs;
-    QTest::newRow("nominal: surrounded by blanks") << u"  FBF4A6\t"_qs << u"#FBF4A6"_qs;
-    QTest::newRow("robustness: two #") << u"##FBF4A6"_qs << QString();
-    QTest::newRow("robustness: five digits") << u"#FBF4A"_qs << QString();
-    QTest::newRow("robustness: three digits") << u"#FFF"_qs << QString();
-    QTest::newRow("robustness: eight digits") << u"#FFFFFFFF"_qs << QString();
-    QTest::newRow("robustness: not hex") << u"#GGGGGG"_qs << QString();
-    QTest::newRow("robustness: sign inside") << u"+FFFFF"_qs << QString();
-    QTest::newRow("robustness: full-width digits") << u"#ＦＦＦＦＦＦ"_qs << QString();
-    QTest::newRow("robustness: empty") << QString() << QString();
-}
-
-void TestNotePalette::parseHex()
-{
-    QFETCH(QString, text);
-    QFETCH(QString, expected);
-    const auto color = NotePalette::colorFromHexString(text);
-    QCOMPARE(color.has_value(), !expected.isEmpty());
-    if (color)
-        QCOMPARE(NotePalette::hexString(*color), expected);
-}
-
-void TestNotePalette::hexStringIsUpperCaseAndRoundTrips()
-{
-    for (int v = 0; v < 0x1000000; v += 0x010305) {
-        const QString hex = QStringLiteral("#%1").arg(v, 6, 16, QLatin1Char('0'));
-        QCOMPARE(NotePalette::hexString(*NotePalette::colorFromHexString(hex)), hex.toUpper());
+        QTest::newRow("nominal: upper case with #") << u"#FBF4A6"_qs << u"#FBF4A6"_qs;
+        QTest::newRow("nominal: lower case without #") << u"fbf4a6"_qs << u"#FBF4A6"_qs;
+        QTest::newRow("nominal: surrounded by blanks") << u"  FBF4A6\t"_qs << u"#FBF4A6"_qs;
+        // Three and eight digits are forms other colour parsers accept; a note colour is exactly six.
+        QTest::newRow("robustness: three digits") << u"#FFF"_qs << QString();
+        QTest::newRow("robustness: eight digits") << u"#FFFFFFFF"_qs << QString();
+        QTest::newRow("robustness: two #") << u"##FBF4A6"_qs << QString();
+        QTest::newRow("robustness: not hex") << u"#GGGGGG"_qs << QString();
+        QTest::newRow("robustness: sign inside") << u"+FFFFF"_qs << QString();
+        QTest::newRow("robustness: full-width digits") << u"#ＦＦＦＦＦＦ"_qs << QString();
+        QTest::newRow("robustness: empty") << QString() << QString();
     }
-    QCOMPARE(NotePalette::hexString(QColor()), u"#FBF4A6"_qs);
-}
 
-void TestNotePalette::displayHex_data()
-{
-    QTest::addColumn<QString>("hex");
-    QTest::addColumn<bool>("dark");
-    QTest::addColumn<QString>("expected");
+    void parseHex()
+    {
+        QFETCH(QString, text);
+        QFETCH(QString, expected);
+        const auto color = NotePalette::colorFromHexString(text);
+        QCOMPARE(color.has_value(), !expected.isEmpty());
+        if (color)
+            QCOMPARE(NotePalette::hexString(*color), expected);
+    }
 
-    QTest::newRow("dark: preset in lower case") << u"#fbd9e4"_qs << true << u"#4A2B36"_qs;
-    QTest::newRow("dark: white") << u"#FFFFFF"_qs << true << u"#1C1C1E"_qs;
-    QTest::newRow("dark: custom unchanged") << u"#123456"_qs << true << u"#123456"_qs;
-    QTest::newRow("dark: a dark variant is shown as it is") << u"#333333"_qs << true << u"#333333"_qs;
-    QTest::newRow("dark: unparseable unchanged") << u"red"_qs << true << u"red"_qs;
-    QTest::newRow("light: preset kept in its case") << u"#fbd9e4"_qs << false << u"#fbd9e4"_qs;
-}
+    void hexStringIsUpperCaseAndRoundTrips()
+    {
+        for (int v = 0; v < 0x1000000; v += 0x010305) {
+            const QString hex = QStringLiteral("#%1").arg(v, 6, 16, QLatin1Char('0'));
+            QCOMPARE(NotePalette::hexString(*NotePalette::colorFromHexString(hex)), hex.toUpper());
+        }
+        QCOMPARE(NotePalette::hexString(QColor()), u"#FBF4A6"_qs);
+    }
 
-void TestNotePalette::displayHex()
-{
-    QFETCH(QString, hex);
-    QFETCH(bool, dark);
-    QFETCH(QString, expected);
-    QCOMPARE(NotePalette::displayHex(hex, dark), expected);
-}
+    // Presets are recognised by an exact, case-insensitive match; only they change in dark mode.
+    void presets_data()
+    {
+        QTest::addColumn<QString>("hex");
+        QTest::addColumn<bool>("preset");
+        QTest::addColumn<QString>("darkHex");
+        QTest::newRow("preset in lower case") << u"#fbd9e4"_qs << true << u"#4A2B36"_qs;
+        QTest::newRow("white in lower case") << u"#ffffff"_qs << true << u"#1C1C1E"_qs;
+        QTest::newRow("dark variant: no preset, shown as it is") << u"#1C1C1E"_qs << false << u"#1C1C1E"_qs;
+        QTest::newRow("leading blank") << u" #FFFFFF"_qs << false << u" #FFFFFF"_qs;
+        QTest::newRow("without #") << u"FFFFFF"_qs << false << u"FFFFFF"_qs;
+        QTest::newRow("unparseable") << u"red"_qs << false << u"red"_qs;
+    }
 
-void TestNotePalette::isPreset_data()
-{
-    QTest::addColumn<QString>("hex");
-    QTest::addColumn<bool>("expected");
-    QTest::newRow("white lower case") << u"#ffffff"_qs << true;
-    QTest::newRow("yellow") << u"#FBF4A6"_qs << true;
-    QTest::newRow("dark variant") << u"#1C1C1E"_qs << false;
-    QTest::newRow("leading blank") << u" #FFFFFF"_qs << false;
-    QTest::newRow("without #") << u"FFFFFF"_qs << false;
-}
+    void presets()
+    {
+        QFETCH(QString, hex);
+        QFETCH(bool, preset);
+        QFETCH(QString, darkHex);
+        QCOMPARE(NotePalette::isPreset(hex), preset);
+        QCOMPARE(NotePalette::displayHex(hex, true), darkHex);
+        QCOMPARE(NotePalette::displayHex(hex, false), hex);
+    }
 
-void TestNotePalette::isPreset()
-{
-    QFETCH(QString, hex);
-    QFETCH(bool, expected);
-    QCOMPARE(NotePalette::isPreset(hex), expected);
-}
+    void foregroundFollowsLuminance_data()
+    {
+        QTest::addColumn<QString>("hex");
+        QTest::addColumn<bool>("light");
+        for (const auto &entry : NotePalette::colors)
+            QTest::addRow("light preset %s", entry.name) << QString::fromLatin1(entry.hex) << false;
+        for (const auto &entry : NotePalette::darkColors)
+            QTest::addRow("dark variant %s", entry.name) << QString::fromLatin1(entry.hex) << true;
+        QTest::newRow("mid grey just below the threshold") << u"#717171"_qs << true;
+        QTest::newRow("mid grey just above the threshold") << u"#737373"_qs << false;
+    }
 
-void TestNotePalette::foregroundFollowsLuminance_data()
-{
-    QTest::addColumn<QString>("hex");
-    QTest::addColumn<bool>("light");
-    for (const auto &entry : NotePalette::colors)
-        QTest::addRow("light preset %s", entry.name) << QString::fromLatin1(entry.hex) << false;
-    for (const auto &entry : NotePalette::darkColors)
-        QTest::addRow("dark variant %s", entry.name) << QString::fromLatin1(entry.hex) << true;
-    QTest::newRow("mid grey just below the threshold") << u"#717171"_qs << true;
-    QTest::newRow("mid grey just above the threshold") << u"#737373"_qs << false;
-}
+    void foregroundFollowsLuminance()
+    {
+        QFETCH(QString, hex);
+        QFETCH(bool, light);
+        QCOMPARE(NotePalette::usesLightForeground(*NotePalette::colorFromHexString(hex)), light);
+    }
 
-void TestNotePalette::foregroundFollowsLuminance()
-{
-    QFETCH(QString, hex);
-    QFETCH(bool, light);
-    QCOMPARE(NotePalette::usesLightForeground(*NotePalette::colorFromHexString(hex)), light);
-}
+    void displayColour()
+    {
+        const auto shown = [](const QString &hex, bool dark) {
+            return NotePalette::hexString(NotePalette::displayColor(hex, dark));
+        };
+        // Prompt notes are painted white whatever colour they store.
+        QCOMPARE(NotePalette::sourceHex(u"#CDE8F9"_qs, false), u"#CDE8F9"_qs);
+        QCOMPARE(shown(NotePalette::sourceHex(u"#CDE8F9"_qs, true), false), u"#FFFFFF"_qs);
+        QCOMPARE(shown(NotePalette::sourceHex(u"#CDE8F9"_qs, true), true), u"#1C1C1E"_qs);
+        QCOMPARE(NotePalette::hexString(NotePalette::blendedTowardsBlack(QColor(200, 100, 0), 0.1)),
+            NotePalette::hexString(QColor(180, 90, 0)));
 
-void TestNotePalette::promptNotesArePaintedWhite()
-{
-    const QString source = NotePalette::sourceHex(u"#CDE8F9"_qs, true);
-    QCOMPARE(NotePalette::hexString(NotePalette::displayColor(source, false)), u"#FFFFFF"_qs);
-    QCOMPARE(NotePalette::hexString(NotePalette::displayColor(source, true)), u"#1C1C1E"_qs);
-    QCOMPARE(NotePalette::sourceHex(u"#CDE8F9"_qs, false), u"#CDE8F9"_qs);
-    QCOMPARE(NotePalette::hexString(NotePalette::blendedTowardsBlack(QColor(200, 100, 0), 0.1)),
-             NotePalette::hexString(QColor(180, 90, 0)));
-}
+        QTemporaryDir dir;
+        Settings settings(dir.filePath(u"settings.ini"_qs));
+        QCOMPARE(NotePalette::hexString(NotePalette::displayColor(u"#FBF4A6"_qs, settings)), u"#FBF4A6"_qs);
+        settings.setValue(SettingsKey::darkMode, true);
+        QCOMPARE(NotePalette::hexString(NotePalette::displayColor(u"#FBF4A6"_qs, settings)), u"#46411F"_qs);
+        QCOMPARE(NotePalette::hexString(NotePalette::displayColor(u"nonsense"_qs, settings)), u"#FBF4A6"_qs);
+    }
 
-void TestNotePalette::displayColorReadsDarkModeSetting()
-{
-    QTemporaryDir dir;
-    Settings settings(dir.filePath(u"settings.ini"_qs));
-    QCOMPARE(NotePalette::hexString(NotePalette::displayColor(u"#FBF4A6"_qs, settings)), u"#FBF4A6"_qs);
-    settings.setValue(SettingsKey::darkMode, true);
-    QCOMPARE(NotePalette::hexString(NotePalette::displayColor(u"#FBF4A6"_qs, settings)), u"#46411F"_qs);
-    QCOMPARE(NotePalette::hexString(NotePalette::displayColor(u"nonsense"_qs, settings)), u"#FBF4A6"_qs);
-}
-
-void TestNotePalette::swatchIsARoundedSquareWithOutline()
-{
-    const QImage image = NotePalette::swatch(u"#CDE8F9"_qs, 2.0);
-    QCOMPARE(image.size(), QSize(28, 28));
-    QCOMPARE(image.deviceIndependentSize(), QSizeF(14, 14));
-    QCOMPARE(QColor(image.pixel(14, 14)).name().toUpper(), u"#CDE8F9"_qs);
-    QCOMPARE(qAlpha(image.pixel(0, 0)), 0);  // outside the inset
-    QCOMPARE(qAlpha(image.pixel(8, 8)), 255); // well inside the rounded square
-    QVERIFY(qAlpha(image.pixel(3, 3)) < 255); // the corner is rounded off
-}
+    void swatchIsARoundedSquareWithOutline()
+    {
+        const QImage image = NotePalette::swatch(u"#CDE8F9"_qs, 2.0);
+        QCOMPARE(image.size(), QSize(28, 28));
+        QCOMPARE(image.deviceIndependentSize(), QSizeF(14, 14));
+        QCOMPARE(QColor(image.pixel(14, 14)).name().toUpper(), u"#CDE8F9"_qs);
+        QCOMPARE(qAlpha(image.pixel(0, 0)), 0); // outside the inset
+        QCOMPARE(qAlpha(image.pixel(8, 8)), 255); // well inside the rounded square
+        QVERIFY(qAlpha(image.pixel(3, 3)) < 255); // the corner is rounded off
+    }
+};
 
 QTEST_GUILESS_MAIN(TestNotePalette)
 #include "tst_notepalette.moc"

@@ -3,153 +3,126 @@
 #include <QTemporaryDir>
 #include <QTest>
 
-class TestSettings : public QObject
-{
+class TestSettings : public QObject {
     Q_OBJECT
 
 private Q_SLOTS:
-    void init();
-    void registeredDefaultsApplyUntilSet_data();
-    void registeredDefaultsApplyUntilSet();
-    void registeredDefaultsAreNeverWritten();
-    void aiModel_data();
-    void aiModel();
-    void fixedColor_data();
-    void fixedColor();
-    void noteFontFamilyRemovesKeyWhenCleared();
-    void valuesSurviveANewSettingsObject();
+    void init()
+    {
+        m_dir = std::make_unique<QTemporaryDir>();
+        QVERIFY(m_dir->isValid());
+    }
+
+    void registeredDefaultsApplyUntilSet_data()
+    {
+        QTest::addColumn<QString>("key");
+        QTest::addColumn<QVariant>("registered");
+        QTest::addColumn<QVariant>("userValue");
+        QTest::newRow("usePreviousNoteSettings") << u"usePreviousNoteSettings"_qs << QVariant(true) << QVariant(false);
+        QTest::newRow("fixedNoteFontSize") << u"fixedNoteFontSize"_qs << QVariant(12.0) << QVariant(20.0);
+        QTest::newRow("fixedNoteWidth") << u"fixedNoteWidth"_qs << QVariant(270.0) << QVariant(300.0);
+        QTest::newRow("fixedNoteHeight") << u"fixedNoteHeight"_qs << QVariant(260.0) << QVariant(100.0);
+        QTest::newRow("fixedNoteColor") << u"fixedNoteColor"_qs << QVariant(u"#FBF4A6"_qs) << QVariant(u"#CDE8F9"_qs);
+        QTest::newRow("fixedNoteFloat") << u"fixedNoteFloat"_qs << QVariant(false) << QVariant(true);
+        QTest::newRow("reopenLastWorkspace") << u"reopenLastWorkspace"_qs << QVariant(true) << QVariant(false);
+        QTest::newRow("globalNewNoteHotKey") << u"globalNewNoteHotKey"_qs << QVariant(true) << QVariant(false);
+        QTest::newRow("darkMode") << u"darkMode"_qs << QVariant(false) << QVariant(true);
+    }
+
+    void registeredDefaultsApplyUntilSet()
+    {
+        QFETCH(QString, key);
+        QFETCH(QVariant, registered);
+        QFETCH(QVariant, userValue);
+        const QByteArray name = key.toLatin1();
+        Settings settings(iniPath());
+        QCOMPARE(settings.value(name.constData()), registered);
+        settings.setValue(name.constData(), userValue);
+        settings.sync();
+        // Read back through a fresh object so the INI round trip (values come back as text) is what is checked.
+        Settings reread(iniPath());
+        if (registered.typeId() == QMetaType::Bool)
+            QCOMPARE(reread.boolValue(name.constData()), userValue.toBool());
+        else if (registered.typeId() == QMetaType::Double)
+            QCOMPARE(reread.doubleValue(name.constData()), userValue.toDouble());
+        else
+            QCOMPARE(reread.stringValue(name.constData()), std::optional<QString>(userValue.toString()));
+    }
+
+    void registeredDefaultsAreNeverWritten()
+    {
+        {
+            Settings settings(iniPath());
+            Settings::registerDefaults();
+            QVERIFY(settings.boolValue(SettingsKey::usePreviousNoteSettings));
+            QVERIFY(!settings.contains(SettingsKey::usePreviousNoteSettings));
+            QCOMPARE(Settings::registeredDefaults().size(), 9);
+            // Keys without a registered default read as false, 0 and absent.
+            QVERIFY(!settings.boolValue(SettingsKey::menuBarMode));
+            QCOMPARE(settings.doubleValue(SettingsKey::defaultNoteWidth), 0.0);
+            QCOMPARE(settings.optionalDouble(SettingsKey::defaultNoteWidth), std::nullopt);
+            QCOMPARE(settings.stringValue(SettingsKey::startupWorkspace), std::nullopt);
+            QVERIFY(settings.stringList(SettingsKey::workspaces).isEmpty());
+            QCOMPARE(settings.urlValue(SettingsKey::notesFolder), std::nullopt);
+            QCOMPARE(settings.noteFontFamily(), std::nullopt);
+            settings.sync();
+        }
+        QFile file(iniPath());
+        QVERIFY(!file.exists() || file.size() == 0);
+    }
+
+    // Accessors that clean up what the user typed before the application uses it.
+    void cleanedUpAccessors_data()
+    {
+        QTest::addColumn<QByteArray>("key");
+        QTest::addColumn<QVariant>("stored");
+        QTest::addColumn<QString>("expected");
+        const QByteArray ai = SettingsKey::aiModel, colour = SettingsKey::fixedNoteColor;
+        QTest::newRow("AI model: absent") << ai << QVariant() << u"claude-sonnet-4-6"_qs;
+        QTest::newRow("AI model: blanks only") << ai << QVariant(u"   "_qs) << u"claude-sonnet-4-6"_qs;
+        QTest::newRow("AI model: trimmed of spaces and tabs")
+            << ai << QVariant(u" \tclaude-opus-4\t "_qs) << u"claude-opus-4"_qs;
+        QTest::newRow("fixed colour: registered default") << colour << QVariant() << u"#FBF4A6"_qs;
+        QTest::newRow("fixed colour: usable colour kept as written")
+            << colour << QVariant(u"#cde8f9"_qs) << u"#cde8f9"_qs;
+        QTest::newRow("fixed colour: unusable colour falls back") << colour << QVariant(u"red"_qs) << u"#FBF4A6"_qs;
+    }
+
+    void cleanedUpAccessors()
+    {
+        QFETCH(QByteArray, key);
+        QFETCH(QVariant, stored);
+        QFETCH(QString, expected);
+        Settings settings(iniPath());
+        if (stored.isValid())
+            settings.setValue(key.constData(), stored);
+        QCOMPARE(key == SettingsKey::aiModel ? settings.aiModel() : settings.fixedColor(), expected);
+    }
+
+    void valuesSurviveANewSettingsObject()
+    {
+        const QStringList declined {u"/x"_qs, u"/y, with comma"_qs};
+        {
+            Settings settings(iniPath());
+            settings.setValue(SettingsKey::workspaces, QStringList {u"/a"_qs});
+            settings.setValue(SettingsKey::importOfferDeclinedFolders, declined);
+            settings.setUrl(SettingsKey::notesFolder, QUrl::fromLocalFile(u"/home/u/My Notes"_qs));
+            settings.setNoteFontFamily(u"DejaVu Serif"_qs);
+            settings.sync();
+        }
+        Settings settings(iniPath());
+        QCOMPARE(settings.stringList(SettingsKey::workspaces), QStringList {u"/a"_qs});
+        QCOMPARE(settings.stringList(SettingsKey::importOfferDeclinedFolders), declined);
+        QCOMPARE(settings.urlValue(SettingsKey::notesFolder)->toLocalFile(), u"/home/u/My Notes"_qs);
+        QCOMPARE(settings.noteFontFamily(), std::optional<QString>(u"DejaVu Serif"_qs));
+        settings.setNoteFontFamily(std::nullopt); // clearing removes the key rather than storing an empty name
+        QVERIFY(!settings.contains(SettingsKey::noteFontFamily));
+    }
 
 private:
     std::unique_ptr<QTemporaryDir> m_dir;
     QString iniPath() const { return m_dir->filePath(u"settings.ini"_qs); }
 };
-
-void TestSettings::init()
-{
-    m_dir = std::make_unique<QTemporaryDir>();
-    QVERIFY(m_dir->isValid());
-}
-
-void TestSettings::registeredDefaultsApplyUntilSet_data()
-{
-    QTest::addColumn<QString>("key");
-    QTest::addColumn<QVariant>("registered");
-    QTest::addColumn<QVariant>("userValue");
-    QTest::newRow("usePreviousNoteSettings") << u"usePreviousNoteSettings"_qs << QVariant(true) << QVariant(false);
-    QTest::newRow("fixedNoteFontSize") << u"fixedNoteFontSize"_qs << QVariant(12.0) << QVariant(20.0);
-    QTest::newRow("fixedNoteWidth") << u"fixedNoteWidth"_qs << QVariant(270.0) << QVariant(300.0);
-    QTest::newRow("fixedNoteHeight") << u"fixedNoteHeight"_qs << QVariant(260.0) << QVariant(100.0);
-    QTest::newRow("fixedNoteColor") << u"fixedNoteColor"_qs << QVariant(u"#FBF4A6"_qs) << QVariant(u"#CDE8F9"_qs);
-    QTest::newRow("fixedNoteFloat") << u"fixedNoteFloat"_qs << QVariant(false) << QVariant(true);
-    QTest::newRow("reopenLastWorkspace") << u"reopenLastWorkspace"_qs << QVariant(true) << QVariant(false);
-    QTest::newRow("globalNewNoteHotKey") << u"globalNewNoteHotKey"_qs << QVariant(true) << QVariant(false);
-    QTest::newRow("darkMode") << u"darkMode"_qs << QVariant(false) << QVariant(true);
-}
-
-void TestSettings::registeredDefaultsApplyUntilSet()
-{
-    QFETCH(QString, key);
-    QFETCH(QVariant, registered);
-    QFETCH(QVariant, userValue);
-    const QByteArray name = key.toLatin1();
-    Settings settings(iniPath());
-    QCOMPARE(settings.value(name.constData()), registered);
-    settings.setValue(name.constData(), userValue);
-    settings.sync();
-    // Read back through a fresh object so the INI round trip (values come back as text) is what is checked.
-    Settings reread(iniPath());
-    if (registered.typeId() == QMetaType::Bool)
-        QCOMPARE(reread.boolValue(name.constData()), userValue.toBool());
-    else if (registered.typeId() == QMetaType::Double)
-        QCOMPARE(reread.doubleValue(name.constData()), userValue.toDouble());
-    else
-        QCOMPARE(reread.stringValue(name.constData()), std::optional<QString>(userValue.toString()));
-}
-
-void TestSettings::registeredDefaultsAreNeverWritten()
-{
-    {
-        Settings settings(iniPath());
-        Settings::registerDefaults();
-        QVERIFY(settings.boolValue(SettingsKey::usePreviousNoteSettings));
-        QVERIFY(!settings.contains(SettingsKey::usePreviousNoteSettings));
-        QCOMPARE(Settings::registeredDefaults().size(), 9);
-        // Keys without a registered default read as false, 0 and absent.
-        QVERIFY(!settings.boolValue(SettingsKey::menuBarMode));
-        QCOMPARE(settings.doubleValue(SettingsKey::defaultNoteWidth), 0.0);
-        QCOMPARE(settings.optionalDouble(SettingsKey::defaultNoteWidth), std::nullopt);
-        QCOMPARE(settings.stringValue(SettingsKey::startupWorkspace), std::nullopt);
-        QVERIFY(settings.stringList(SettingsKey::workspaces).isEmpty());
-        QCOMPARE(settings.urlValue(SettingsKey::notesFolder), std::nullopt);
-        settings.sync();
-    }
-    QFile file(iniPath());
-    QVERIFY(!file.exists() || file.size() == 0);
-}
-
-void TestSettings::aiModel_data()
-{
-    QTest::addColumn<QVariant>("stored");
-    QTest::addColumn<QString>("expected");
-    QTest::newRow("absent") << QVariant() << u"claude-sonnet-4-6"_qs;
-    QTest::newRow("blanks only") << QVariant(u"   "_qs) << u"claude-sonnet-4-6"_qs;
-    QTest::newRow("trimmed of spaces and tabs") << QVariant(u" \tclaude-opus-4\t "_qs) << u"claude-opus-4"_qs;
-}
-
-void TestSettings::aiModel()
-{
-    QFETCH(QVariant, stored);
-    QFETCH(QString, expected);
-    Settings settings(iniPath());
-    if (stored.isValid())
-        settings.setValue(SettingsKey::aiModel, stored);
-    QCOMPARE(settings.aiModel(), expected);
-}
-
-void TestSettings::fixedColor_data()
-{
-    QTest::addColumn<QVariant>("stored");
-    QTest::addColumn<QString>("expected");
-    QTest::newRow("registered default") << QVariant() << u"#FBF4A6"_qs;
-    QTest::newRow("usable colour kept as written") << QVariant(u"#cde8f9"_qs) << u"#cde8f9"_qs;
-    QTest::newRow("unusable colour falls back") << QVariant(u"red"_qs) << u"#FBF4A6"_qs;
-}
-
-void TestSettings::fixedColor()
-{
-    QFETCH(QVariant, stored);
-    QFETCH(QString, expected);
-    Settings settings(iniPath());
-    if (stored.isValid())
-        settings.setValue(SettingsKey::fixedNoteColor, stored);
-    QCOMPARE(settings.fixedColor(), expected);
-}
-
-void TestSettings::noteFontFamilyRemovesKeyWhenCleared()
-{
-    Settings settings(iniPath());
-    QCOMPARE(settings.noteFontFamily(), std::nullopt);
-    settings.setNoteFontFamily(u"DejaVu Serif"_qs);
-    QCOMPARE(settings.noteFontFamily(), std::optional<QString>(u"DejaVu Serif"_qs));
-    settings.setNoteFontFamily(std::nullopt);
-    QVERIFY(!settings.contains(SettingsKey::noteFontFamily));
-}
-
-void TestSettings::valuesSurviveANewSettingsObject()
-{
-    {
-        Settings settings(iniPath());
-        settings.setValue(SettingsKey::workspaces, QStringList{u"/a"_qs});
-        settings.setValue(SettingsKey::importOfferDeclinedFolders, QStringList{u"/x"_qs, u"/y, with comma"_qs});
-        settings.setUrl(SettingsKey::notesFolder, QUrl::fromLocalFile(u"/home/u/My Notes"_qs));
-        settings.sync();
-    }
-    Settings settings(iniPath());
-    QCOMPARE(settings.stringList(SettingsKey::workspaces), QStringList{u"/a"_qs});
-    QCOMPARE(settings.stringList(SettingsKey::importOfferDeclinedFolders),
-             (QStringList{u"/x"_qs, u"/y, with comma"_qs}));
-    QCOMPARE(settings.urlValue(SettingsKey::notesFolder)->toLocalFile(), u"/home/u/My Notes"_qs);
-}
 
 QTEST_GUILESS_MAIN(TestSettings)
 #include "tst_settings.moc"

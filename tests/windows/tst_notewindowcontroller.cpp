@@ -19,8 +19,7 @@
 
 namespace {
 
-struct ScriptedAlerts : AlertPresenter
-{
+struct ScriptedAlerts : AlertPresenter {
     QList<Alert> shown;
     int answer = 0;
     int show(const Alert &alert) override
@@ -33,9 +32,7 @@ struct ScriptedAlerts : AlertPresenter
 QString readFile(const QString &path)
 {
     QFile file(path);
-    if (!file.open(QIODevice::ReadOnly))
-        return {};
-    return QString::fromUtf8(file.readAll());
+    return file.open(QIODevice::ReadOnly) ? QString::fromUtf8(file.readAll()) : QString();
 }
 
 void writeFile(const QString &path, const QString &text)
@@ -43,6 +40,12 @@ void writeFile(const QString &path, const QString &text)
     QFile file(path);
     QVERIFY(file.open(QIODevice::WriteOnly | QIODevice::Truncate));
     file.write(text.toUtf8());
+}
+
+// Where a frame kept in the file (origin at the bottom left of the primary screen) lands in Qt's coordinates.
+QRectF qtRect(const QRectF &fileFrame)
+{
+    return ScreenCoordinates::toQtRect(fileFrame, ScreenCoordinates::primaryVisibleArea()->primaryScreenHeight);
 }
 
 QAction *findAction(QMenu *menu, const QString &text)
@@ -59,35 +62,294 @@ QAction *findAction(QMenu *menu, const QString &text)
 
 } // namespace
 
-class TestNoteWindowController : public QObject
-{
+class TestNoteWindowController : public QObject {
     Q_OBJECT
 
 private Q_SLOTS:
-    void initTestCase();
-    void init();
-    void cleanup();
-    void clampToVisible_data();
-    void clampToVisible();
-    void windowFrameFollowsTheFile_data();
-    void windowFrameFollowsTheFile();
-    void movingTheWindowWritesTheFrame();
-    void movingARolledUpNoteKeepsItsUnrolledTop();
-    void rollingUpAndDown();
-    void fontSizeStaysInRange_data();
-    void fontSizeStaysInRange();
-    void appearanceFollowsColour_data();
-    void appearanceFollowsColour();
-    void menuReflectsTheNote();
-    void promptMenuDisablesTheNoteItself();
-    void deleteAsksThenTrashes();
-    void deletingAnAdoptedNoteRevertsWithoutAsking();
-    void links_data();
-    void links();
-    void typingReachesTheFile();
+    void initTestCase()
+    {
+        QStandardPaths::setTestModeEnabled(true);
+        QDir().mkpath(QStandardPaths::writableLocation(QStandardPaths::GenericDataLocation));
+    }
+
+    void init()
+    {
+        m_dir = std::make_unique<QTemporaryDir>();
+        m_settingsDir = std::make_unique<QTemporaryDir>();
+        m_alerts = {};
+        m_opened.clear();
+        m_revealed.clear();
+        m_store = std::make_unique<NoteStore>(m_dir->path(), Settings(m_settingsDir->filePath(u"s.ini"_qs)));
+        m_store->setAlertPresenter(&m_alerts);
+        NoteWindowEnvironment environment;
+        environment.alerts = &m_alerts;
+        environment.openUrl = [this](const QUrl &url) { m_opened.append(url); };
+        environment.revealFile = [this](const QString &file) { m_revealed.append(file); };
+        m_store->setControllerFactory([environment](std::unique_ptr<Note> note, NoteStore &store, const QString &raw) {
+            return std::make_unique<NoteWindowController>(std::move(note), store, raw, environment);
+        });
+    }
+
+    void cleanup()
+    {
+        m_store->shutdown();
+        m_store.reset();
+    }
+
+    void clampToVisible_data()
+    {
+        QTest::addColumn<QRectF>("rect");
+        QTest::addColumn<QRectF>("expected");
+        // One 1440 × 900 screen whose visible frame leaves 25 points for a panel at the top.
+        QTest::newRow("inside stays") << QRectF(100, 100, 270, 260) << QRectF(100, 100, 270, 260);
+        QTest::newRow("far right meets the right edge") << QRectF(5000, 100, 270, 260) << QRectF(1170, 100, 270, 260);
+        QTest::newRow("wider than the screen: narrowed, left edge")
+            << QRectF(300, 100, 2000, 260) << QRectF(0, 100, 1440, 260);
+        QTest::newRow("above the top comes down") << QRectF(100, 800, 270, 260) << QRectF(100, 615, 270, 260);
+        QTest::newRow("below the bottom comes up") << QRectF(100, -500, 270, 260) << QRectF(100, 0, 270, 260);
+        QTest::newRow("taller than the screen: bottom wins") << QRectF(100, 50, 270, 2000) << QRectF(100, 0, 270, 875);
+    }
+
+    void clampToVisible()
+    {
+        QFETCH(QRectF, rect);
+        QFETCH(QRectF, expected);
+        const QRectF visible(0, 0, 1440, 875);
+        QCOMPARE(NoteWindowController::clampToVisible(rect, {visible}, visible), expected);
+        // A second screen to the right takes a rectangle that lies on it.
+        const QRectF second(1440, 0, 1920, 1080);
+        QCOMPARE(NoteWindowController::clampToVisible(QRectF(2000, 100, 270, 260), {visible, second}, visible),
+            QRectF(2000, 100, 270, 260));
+        QCOMPARE(NoteWindowController::clampToVisible(rect, {}, std::nullopt), rect);
+    }
+
+    void windowFrameFollowsTheFileBothWays()
+    {
+        NoteWindowController *c = open(u"a.md"_qs, u"x100 y150 w300 h200 z1 #FBF4A6 s12"_qs);
+        QVERIFY(c->window()->isVisible());
+        QCOMPARE(QRectF(c->window()->geometry()), qtRect(QRectF(100, 150, 300, 200)));
+        c->window()->setGeometry(qtRect(QRectF(120, 140, 310, 220)).toRect());
+        QVERIFY(m_store->hasPendingSave(u"a.md"_qs));
+        m_store->flushAllSaves();
+        QCOMPARE(readFile(path(u"a.md"_qs)), u"---\ntackpad: \"x120 y140 w310 h220 z1 #FBF4A6 s12\"\n---\nhi"_qs);
+        // The new size becomes the remembered style of new notes.
+        QCOMPARE(m_store->settings().doubleValue(SettingsKey::defaultNoteWidth), 310.0);
+    }
+
+    void movingARolledUpNoteKeepsItsUnrolledTop()
+    {
+        NoteWindowController *c = open(u"a.md"_qs, u"x100 y150 w300 h200 rolled"_qs);
+        QCOMPARE(QRectF(c->window()->geometry()), qtRect(QRectF(100, 330, 300, 20))); // the strip sits at the top edge
+        c->window()->move(qtRect(QRectF(50, 300, 300, 20)).topLeft().toPoint());
+        const NoteMetadata &m = c->note().meta;
+        QCOMPARE(QRectF(m.x, m.y, m.width, m.height), QRectF(50, 300 + 20 - 200, 300, 200)); // top stays the strip's
+    }
+
+    void rollingUpAndDown()
+    {
+        NoteWindowController *c = open(u"a.md"_qs, u"x100 y150 w300 h200"_qs);
+        const int top = c->window()->geometry().top();
+        c->toggleRolled();
+        QTRY_COMPARE(c->window()->height(), 20);
+        QCOMPARE(c->window()->geometry().top(), top);
+        QVERIFY(c->note().meta.rolledUp);
+        QVERIFY(!c->textView()->isVisible());
+        QCOMPARE(c->window()->maximumHeight(), 20);
+        c->toggleRolled();
+        QTRY_COMPARE(c->window()->height(), 200);
+        QCOMPARE(c->window()->geometry().top(), top);
+        m_store->flushAllSaves();
+        const QString file = readFile(path(u"a.md"_qs));
+        QVERIFY2(file.startsWith(u"---\ntackpad: \"x100 y150 w300 h200 z"_qs), qPrintable(file));
+        QVERIFY2(!file.contains(u"rolled"_qs), qPrintable(file));
+    }
+
+    void fontSizeStaysInRange_data()
+    {
+        QTest::addColumn<int>("start");
+        QTest::addColumn<bool>("bigger");
+        QTest::addColumn<int>("expected");
+        QTest::newRow("48 plus one stays 48") << 48 << true << 48;
+        QTest::newRow("8 minus one stays 8") << 8 << false << 8;
+        QTest::newRow("12 plus one") << 12 << true << 13;
+    }
+
+    void fontSizeStaysInRange()
+    {
+        QFETCH(int, start);
+        QFETCH(bool, bigger);
+        QFETCH(int, expected);
+        NoteWindowController *c = open(u"a.md"_qs, u"s%1"_qs.arg(start));
+        bigger ? c->biggerFont() : c->smallerFont();
+        QCOMPARE(c->note().meta.fontSize, double(expected));
+        QCOMPARE(c->textView()->theme().baseSize, double(expected));
+    }
+
+    void appearanceFollowsColour_data()
+    {
+        QTest::addColumn<QString>("tokens");
+        QTest::addColumn<bool>("darkMode");
+        QTest::addColumn<QString>("body");
+        QTest::addColumn<bool>("lightForeground");
+        QTest::newRow("light preset") << u"#CDE8F9"_qs << false << u"#CDE8F9"_qs << false;
+        QTest::newRow("preset in dark mode") << u"#CDE8F9"_qs << true << u"#21384A"_qs << true;
+        QTest::newRow("dark custom colour") << u"#202020"_qs << false << u"#202020"_qs << true;
+        QTest::newRow("prompt note is white") << u"#CDE8F9 prompt"_qs << false << u"#FFFFFF"_qs << false;
+        QTest::newRow("prompt note in dark mode") << u"#CDE8F9 prompt"_qs << true << u"#1C1C1E"_qs << true;
+    }
+
+    void appearanceFollowsColour()
+    {
+        QFETCH(QString, tokens);
+        QFETCH(bool, darkMode);
+        QFETCH(QString, body);
+        QFETCH(bool, lightForeground);
+        m_store->settings().setValue(SettingsKey::darkMode, darkMode);
+        NoteWindowController *c = open(u"a.md"_qs, tokens);
+        QCOMPARE(NotePalette::hexString(c->window()->backgroundColor()), body);
+        QCOMPARE(c->titleBar()->usesLightForeground(), lightForeground);
+        QCOMPARE(c->textView()->theme().darkMode, lightForeground);
+        QCOMPARE(NotePalette::hexString(c->titleBar()->barColor()),
+            NotePalette::hexString(NotePalette::blendedTowardsBlack(*NotePalette::colorFromHexString(body), 0.1)));
+        // The file keeps its stored colour whatever is shown.
+        QVERIFY(c->note().meta.color.startsWith(u"#CDE8F9"_qs) || c->note().meta.color == u"#202020"_qs);
+    }
+
+    void menuReflectsTheNote()
+    {
+        NoteWindowController *c = open(u"Plan.md"_qs, u"#fbd9e4 float rolled"_qs);
+        QMenu menu;
+        c->populateContextMenu(&menu);
+        QVERIFY(findAction(&menu, u"Unroll"_qs));
+        QVERIFY(!findAction(&menu, u"Roll Up"_qs));
+        QVERIFY(findAction(&menu, u"Float on Top"_qs)->isChecked());
+        QVERIFY(findAction(&menu, u"Pink"_qs)->isChecked()); // colour compared ignoring case
+        QVERIFY(!findAction(&menu, u"Custom…"_qs)->isChecked());
+        QVERIFY(findAction(&menu, u"Delete Note…"_qs));
+        QVERIFY(!findAction(&menu, u"Apply AI Prompt"_qs)); // no prompt notes in this workspace
+        findAction(&menu, u"Blue"_qs)->trigger();
+        QCOMPARE(c->note().meta.color, u"#CDE8F9"_qs);
+        findAction(&menu, u"Reveal in File Manager"_qs)->trigger();
+        QCOMPARE(m_revealed, QStringList {path(u"Plan.md"_qs)});
+    }
+
+    void promptMenuDisablesTheNoteItself()
+    {
+        open(u"Other.md"_qs, u"x1"_qs, u"plain"_qs);
+        NoteWindowController *prompt = open(u"Summarise.md"_qs, u"prompt adopt"_qs, u"Summarise."_qs);
+        QMenu menu;
+        prompt->populateContextMenu(&menu);
+        QVERIFY(findAction(&menu, u"Use as AI Prompt"_qs)->isChecked());
+        QVERIFY(!findAction(&menu, u"Summarise"_qs)->isEnabled()); // its own item in "Apply AI Prompt"
+        QVERIFY(!findAction(&menu, u"Pink"_qs)->isEnabled()); // prompt notes are always white
+        QVERIFY(!findAction(&menu, u"Custom…"_qs)->isEnabled());
+        QVERIFY(findAction(&menu, u"Close Note"_qs)); // adopted: closing keeps the file
+
+        auto *other = qobject_cast<NoteWindowController *>(m_store->controller(u"Other.md"_qs));
+        QMenu otherMenu;
+        other->populateContextMenu(&otherMenu);
+        QVERIFY(findAction(&otherMenu, u"Summarise"_qs)->isEnabled());
+        other->setAiRequestInFlight(true);
+        QMenu busyMenu;
+        other->populateContextMenu(&busyMenu);
+        QVERIFY(!findAction(&busyMenu, u"Summarise"_qs)->isEnabled());
+    }
+
+    void deleteAsksThenTrashes()
+    {
+        NoteWindowController *c = open(u"Shopping.md"_qs, u"x1"_qs, u"milk"_qs);
+        m_alerts.answer = 1; // Cancel
+        c->deleteNote();
+        QCOMPARE(m_alerts.shown.size(), 1);
+        QCOMPARE(m_alerts.shown[0].message, u"Delete “Shopping”?"_qs);
+        QCOMPARE(m_alerts.shown[0].informativeText, u"The file Shopping.md will be moved to the Trash."_qs);
+        QCOMPARE(m_alerts.shown[0].buttons, (QStringList {u"Move to Trash"_qs, u"Cancel"_qs}));
+        QVERIFY(QFile::exists(path(u"Shopping.md"_qs)));
+
+        m_alerts.answer = 0;
+        c->deleteNote();
+        QVERIFY(!QFile::exists(path(u"Shopping.md"_qs)));
+        QVERIFY(!m_store->controller(u"Shopping.md"_qs));
+    }
+
+    void deletingAnAdoptedNoteRevertsWithoutAsking()
+    {
+        writeFile(path(u"Readme.md"_qs), u"---\ntitle: x\ntackpad: \"adopt\"\n---\n# Readme\n"_qs);
+        m_store->rescan();
+        auto *c = qobject_cast<NoteWindowController *>(m_store->controller(u"Readme.md"_qs));
+        c->deleteNote();
+        QVERIFY(m_alerts.shown.isEmpty());
+        QCOMPARE(readFile(path(u"Readme.md"_qs)), u"---\ntitle: x\n---\n# Readme\n"_qs);
+        QVERIFY(!m_store->controller(u"Readme.md"_qs));
+    }
+
+    void links_data()
+    {
+        QTest::addColumn<QString>("link");
+        QTest::addColumn<bool>("handled");
+        QTest::addColumn<QString>("opened"); // what was handed to the system, if anything
+        QTest::addColumn<QString>("toast");
+        QTest::newRow("web address") << u"https://example.org/a"_qs << true << u"https://example.org/a"_qs << QString();
+        QTest::newRow("mail address") << u"mailto:a@example.org"_qs << true << u"mailto:a@example.org"_qs << QString();
+        QTest::newRow("other scheme refused") << u"file:///etc/passwd"_qs << false << QString() << QString();
+        QTest::newRow("script scheme refused") << u"javascript:alert(1)"_qs << false << QString() << QString();
+        QTest::newRow("attachment present")
+            << u"attachments/pic%201.png"_qs << true << u"attachments/pic 1.png"_qs << QString();
+        QTest::newRow("attachment missing")
+            << u"attachments/gone.png"_qs << true << QString() << u"Attachment not found: gone.png"_qs;
+        QTest::newRow("attachment climbing out refused")
+            << u"attachments/../../x.txt"_qs << false << QString() << QString();
+    }
+
+    void links()
+    {
+        QFETCH(QString, link);
+        QFETCH(bool, handled);
+        QFETCH(QString, opened);
+        QFETCH(QString, toast);
+        QDir(m_dir->path()).mkpath(u"attachments"_qs);
+        writeFile(path(u"attachments/pic 1.png"_qs), u"png"_qs);
+        NoteWindowController *c = open(u"a.md"_qs, u"x1"_qs);
+        if (Toast::current())
+            Toast::current()->close();
+        QCOMPARE(c->handleLink(link), handled);
+        if (opened.isEmpty()) {
+            QVERIFY(m_opened.isEmpty());
+        } else {
+            QCOMPARE(m_opened.size(), 1);
+            const QUrl expected
+                = opened.startsWith(u"attachments/"_qs) ? QUrl::fromLocalFile(path(opened)) : QUrl(opened);
+            QCOMPARE(m_opened[0], expected);
+        }
+        if (!toast.isEmpty()) {
+            QVERIFY(Toast::current());
+            QCOMPARE(Toast::current()->text(), toast);
+        }
+    }
+
+    void typingReachesTheFile()
+    {
+        NoteWindowController *c = open(u"a.md"_qs, u"x1"_qs);
+        c->orderFront(true);
+        QTextCursor cursor = c->textView()->textCursor();
+        cursor.movePosition(QTextCursor::End);
+        c->textView()->setTextCursor(cursor);
+        QTest::keyClicks(c->textView(), u" there"_qs);
+        QCOMPARE(c->note().body, u"hi there"_qs);
+        QSignalSpy written(m_store.get(), &NoteStore::noteWritten);
+        QVERIFY(written.wait(3000));
+        QVERIFY(readFile(path(u"a.md"_qs)).endsWith(u"\n---\nhi there"_qs));
+    }
 
 private:
-    NoteWindowController *open(const QString &name, const QString &text);
+    // Writes a note with these property tokens and lets the store open its window.
+
+    NoteWindowController *open(const QString &name, const QString &tokens, const QString &body = u"hi"_qs)
+    {
+        writeFile(path(name), u"---\ntackpad: \""_qs + tokens + u"\"\n---\n"_qs + body);
+        m_store->rescan();
+        return qobject_cast<NoteWindowController *>(m_store->controller(name));
+    }
     QString path(const QString &name) const { return m_dir->filePath(name); }
 
     std::unique_ptr<QTemporaryDir> m_dir;
@@ -97,310 +359,6 @@ private:
     QList<QUrl> m_opened;
     QStringList m_revealed;
 };
-
-void TestNoteWindowController::initTestCase()
-{
-    QStandardPaths::setTestModeEnabled(true);
-    QDir().mkpath(QStandardPaths::writableLocation(QStandardPaths::GenericDataLocation));
-}
-
-void TestNoteWindowController::init()
-{
-    m_dir = std::make_unique<QTemporaryDir>();
-    m_settingsDir = std::make_unique<QTemporaryDir>();
-    m_alerts = {};
-    m_opened.clear();
-    m_revealed.clear();
-    m_store = std::make_unique<NoteStore>(m_dir->path(), Settings(m_settingsDir->filePath(u"s.ini"_qs)));
-    m_store->setAlertPresenter(&m_alerts);
-    NoteWindowEnvironment environment;
-    environment.alerts = &m_alerts;
-    environment.openUrl = [this](const QUrl &url) { m_opened.append(url); };
-    environment.revealFile = [this](const QString &file) { m_revealed.append(file); };
-    m_store->setControllerFactory([environment](std::unique_ptr<Note> note, NoteStore &store, const QString &raw) {
-        return std::make_unique<NoteWindowController>(std::move(note), store, raw, environment);
-    });
-}
-
-void TestNoteWindowController::cleanup()
-{
-    m_store->shutdown();
-    m_store.reset();
-}
-
-NoteWindowController *TestNoteWindowController::open(const QString &name, const QString &text)
-{
-    writeFile(path(name), text);
-    m_store->rescan();
-    return qobject_cast<NoteWindowController *>(m_store->controller(name));
-}
-
-void TestNoteWindowController::clampToVisible_data()
-{
-    QTest::addColumn<QRectF>("rect");
-    QTest::addColumn<QRectF>("expected");
-    // One 1440 × 900 screen whose visible frame leaves 25 points for a panel at the top.
-    QTest::newRow("inside stays") << QRectF(100, 100, 270, 260) << QRectF(100, 100, 270, 260);
-    QTest::newRow("far right meets the right edge") << QRectF(5000, 100, 270, 260) << QRectF(1170, 100, 270, 260);
-    QTest::newRow("wider than the screen: narrowed, left edge") << QRectF(300, 100, 2000, 260)
-                                                                << QRectF(0, 100, 1440, 260);
-    QTest::newRow("above the top comes down") << QRectF(100, 800, 270, 260) << QRectF(100, 615, 270, 260);
-    QTest::newRow("below the bottom comes up") << QRectF(100, -500, 270, 260) << QRectF(100, 0, 270, 260);
-    QTest::newRow("taller than the screen: bottom wins") << QRectF(100, 50, 270, 2000) << QRectF(100, 0, 270, 875);
-}
-
-void TestNoteWindowController::clampToVisible()
-{
-    QFETCH(QRectF, rect);
-    QFETCH(QRectF, expected);
-    const QRectF visible(0, 0, 1440, 875);
-    QCOMPARE(NoteWindowController::clampToVisible(rect, {visible}, visible), expected);
-    // A second screen to the right takes a rectangle that lies on it.
-    const QRectF second(1440, 0, 1920, 1080);
-    QCOMPARE(NoteWindowController::clampToVisible(QRectF(2000, 100, 270, 260), {visible, second}, visible),
-             QRectF(2000, 100, 270, 260));
-    QCOMPARE(NoteWindowController::clampToVisible(rect, {}, std::nullopt), rect);
-}
-
-void TestNoteWindowController::windowFrameFollowsTheFile_data()
-{
-    QTest::addColumn<QString>("tokens");
-    QTest::addColumn<QRectF>("fileFrame");
-    QTest::newRow("plain note") << u"x100 y150 w300 h200"_qs << QRectF(100, 150, 300, 200);
-    QTest::newRow("rolled-up note keeps its top edge") << u"x100 y150 w300 h200 rolled"_qs
-                                                       << QRectF(100, 330, 300, 20);
-    QTest::newRow("below the minimum size is raised") << u"x10 y10 w140 h60"_qs << QRectF(10, 10, 140, 60);
-}
-
-void TestNoteWindowController::windowFrameFollowsTheFile()
-{
-    QFETCH(QString, tokens);
-    QFETCH(QRectF, fileFrame);
-    NoteWindowController *c = open(u"a.md"_qs, u"---\ntackpad: \""_qs + tokens + u"\"\n---\nhi"_qs);
-    QVERIFY(c);
-    const qreal height = ScreenCoordinates::primaryVisibleArea()->primaryScreenHeight;
-    QCOMPARE(QRectF(c->window()->geometry()), ScreenCoordinates::toQtRect(fileFrame, height));
-    QVERIFY(c->window()->isVisible());
-}
-
-void TestNoteWindowController::movingTheWindowWritesTheFrame()
-{
-    NoteWindowController *c = open(u"a.md"_qs, u"---\ntackpad: \"x100 y150 w300 h200 z1 #FBF4A6 s12\"\n---\nhi"_qs);
-    const qreal height = ScreenCoordinates::primaryVisibleArea()->primaryScreenHeight;
-    c->window()->setGeometry(ScreenCoordinates::toQtRect(QRectF(120, 140, 310, 220), height).toRect());
-    QCOMPARE(c->note().meta.x, 120.0);
-    QCOMPARE(c->note().meta.y, 140.0);
-    QCOMPARE(c->note().meta.width, 310.0);
-    QCOMPARE(c->note().meta.height, 220.0);
-    QVERIFY(m_store->hasPendingSave(u"a.md"_qs));
-    m_store->flushAllSaves();
-    QCOMPARE(readFile(path(u"a.md"_qs)), u"---\ntackpad: \"x120 y140 w310 h220 z1 #FBF4A6 s12\"\n---\nhi"_qs);
-    // The new size becomes the remembered style of new notes.
-    QCOMPARE(m_store->settings().doubleValue(SettingsKey::defaultNoteWidth), 310.0);
-}
-
-void TestNoteWindowController::movingARolledUpNoteKeepsItsUnrolledTop()
-{
-    NoteWindowController *c = open(u"a.md"_qs, u"---\ntackpad: \"x100 y150 w300 h200 rolled\"\n---\nhi"_qs);
-    const qreal height = ScreenCoordinates::primaryVisibleArea()->primaryScreenHeight;
-    c->window()->move(ScreenCoordinates::toQtRect(QRectF(50, 300, 300, 20), height).topLeft().toPoint());
-    QCOMPARE(c->note().meta.x, 50.0);
-    QCOMPARE(c->note().meta.height, 200.0);
-    QCOMPARE(c->note().meta.y, 300.0 + 20 - 200); // the unrolled note's top is the strip's top
-}
-
-void TestNoteWindowController::rollingUpAndDown()
-{
-    NoteWindowController *c = open(u"a.md"_qs, u"---\ntackpad: \"x100 y150 w300 h200\"\n---\nhi"_qs);
-    const int top = c->window()->geometry().top();
-    c->toggleRolled();
-    QTRY_COMPARE(c->window()->height(), 20);
-    QCOMPARE(c->window()->geometry().top(), top);
-    QVERIFY(c->note().meta.rolledUp);
-    QVERIFY(!c->textView()->isVisible());
-    QCOMPARE(c->window()->maximumHeight(), 20);
-    c->toggleRolled();
-    QTRY_COMPARE(c->window()->height(), 200);
-    QCOMPARE(c->window()->geometry().top(), top);
-    m_store->flushAllSaves();
-    const QString file = readFile(path(u"a.md"_qs));
-    QVERIFY2(file.startsWith(u"---\ntackpad: \"x100 y150 w300 h200 z"_qs), qPrintable(file));
-    QVERIFY2(!file.contains(u"rolled"_qs), qPrintable(file));
-}
-
-void TestNoteWindowController::fontSizeStaysInRange_data()
-{
-    QTest::addColumn<int>("start");
-    QTest::addColumn<bool>("bigger");
-    QTest::addColumn<int>("expected");
-    QTest::newRow("48 plus one stays 48") << 48 << true << 48;
-    QTest::newRow("8 minus one stays 8") << 8 << false << 8;
-    QTest::newRow("12 plus one") << 12 << true << 13;
-}
-
-void TestNoteWindowController::fontSizeStaysInRange()
-{
-    QFETCH(int, start);
-    QFETCH(bool, bigger);
-    QFETCH(int, expected);
-    NoteWindowController *c = open(u"a.md"_qs, u"---\ntackpad: \"s%1\"\n---\nhi"_qs.arg(start));
-    bigger ? c->biggerFont() : c->smallerFont();
-    QCOMPARE(c->note().meta.fontSize, double(expected));
-    QCOMPARE(c->textView()->theme().baseSize, double(expected));
-}
-
-void TestNoteWindowController::appearanceFollowsColour_data()
-{
-    QTest::addColumn<QString>("tokens");
-    QTest::addColumn<bool>("darkMode");
-    QTest::addColumn<QString>("body");
-    QTest::addColumn<bool>("lightForeground");
-    QTest::newRow("light preset") << u"#CDE8F9"_qs << false << u"#CDE8F9"_qs << false;
-    QTest::newRow("preset in dark mode") << u"#CDE8F9"_qs << true << u"#21384A"_qs << true;
-    QTest::newRow("dark custom colour") << u"#202020"_qs << false << u"#202020"_qs << true;
-    QTest::newRow("prompt note is white") << u"#CDE8F9 prompt"_qs << false << u"#FFFFFF"_qs << false;
-    QTest::newRow("prompt note in dark mode") << u"#CDE8F9 prompt"_qs << true << u"#1C1C1E"_qs << true;
-}
-
-void TestNoteWindowController::appearanceFollowsColour()
-{
-    QFETCH(QString, tokens);
-    QFETCH(bool, darkMode);
-    QFETCH(QString, body);
-    QFETCH(bool, lightForeground);
-    m_store->settings().setValue(SettingsKey::darkMode, darkMode);
-    NoteWindowController *c = open(u"a.md"_qs, u"---\ntackpad: \""_qs + tokens + u"\"\n---\nhi"_qs);
-    QCOMPARE(NotePalette::hexString(c->window()->backgroundColor()), body);
-    QCOMPARE(c->titleBar()->usesLightForeground(), lightForeground);
-    QCOMPARE(c->textView()->theme().darkMode, lightForeground);
-    QCOMPARE(NotePalette::hexString(c->titleBar()->barColor()),
-             NotePalette::hexString(NotePalette::blendedTowardsBlack(*NotePalette::colorFromHexString(body), 0.1)));
-    // The file keeps its stored colour whatever is shown.
-    QVERIFY(c->note().meta.color.startsWith(u"#CDE8F9"_qs) || c->note().meta.color == u"#202020"_qs);
-}
-
-void TestNoteWindowController::menuReflectsTheNote()
-{
-    NoteWindowController *c = open(u"Plan.md"_qs, u"---\ntackpad: \"#fbd9e4 float rolled\"\n---\nhi"_qs);
-    QMenu menu;
-    c->populateContextMenu(&menu);
-    QVERIFY(findAction(&menu, u"Unroll"_qs));
-    QVERIFY(!findAction(&menu, u"Roll Up"_qs));
-    QVERIFY(findAction(&menu, u"Float on Top"_qs)->isChecked());
-    QVERIFY(findAction(&menu, u"Pink"_qs)->isChecked()); // colour compared ignoring case
-    QVERIFY(!findAction(&menu, u"Custom…"_qs)->isChecked());
-    QVERIFY(findAction(&menu, u"Delete Note…"_qs));
-    QVERIFY(!findAction(&menu, u"Apply AI Prompt"_qs)); // no prompt notes in this workspace
-    findAction(&menu, u"Blue"_qs)->trigger();
-    QCOMPARE(c->note().meta.color, u"#CDE8F9"_qs);
-    findAction(&menu, u"Reveal in File Manager"_qs)->trigger();
-    QCOMPARE(m_revealed, QStringList{path(u"Plan.md"_qs)});
-}
-
-void TestNoteWindowController::promptMenuDisablesTheNoteItself()
-{
-    open(u"Other.md"_qs, u"---\ntackpad: \"x1\"\n---\nplain"_qs);
-    NoteWindowController *prompt = open(u"Summarise.md"_qs, u"---\ntackpad: \"prompt adopt\"\n---\nSummarise."_qs);
-    QMenu menu;
-    prompt->populateContextMenu(&menu);
-    QVERIFY(findAction(&menu, u"Use as AI Prompt"_qs)->isChecked());
-    QVERIFY(!findAction(&menu, u"Summarise"_qs)->isEnabled()); // its own item in "Apply AI Prompt"
-    QVERIFY(!findAction(&menu, u"Pink"_qs)->isEnabled());       // prompt notes are always white
-    QVERIFY(!findAction(&menu, u"Custom…"_qs)->isEnabled());
-    QVERIFY(findAction(&menu, u"Close Note"_qs));               // adopted: closing keeps the file
-
-    auto *other = qobject_cast<NoteWindowController *>(m_store->controller(u"Other.md"_qs));
-    QMenu otherMenu;
-    other->populateContextMenu(&otherMenu);
-    QVERIFY(findAction(&otherMenu, u"Summarise"_qs)->isEnabled());
-    other->setAiRequestInFlight(true);
-    QMenu busyMenu;
-    other->populateContextMenu(&busyMenu);
-    QVERIFY(!findAction(&busyMenu, u"Summarise"_qs)->isEnabled());
-}
-
-void TestNoteWindowController::deleteAsksThenTrashes()
-{
-    NoteWindowController *c = open(u"Shopping.md"_qs, u"---\ntackpad: \"x1\"\n---\nmilk"_qs);
-    m_alerts.answer = 1; // Cancel
-    c->deleteNote();
-    QCOMPARE(m_alerts.shown.size(), 1);
-    QCOMPARE(m_alerts.shown[0].message, u"Delete “Shopping”?"_qs);
-    QCOMPARE(m_alerts.shown[0].informativeText, u"The file Shopping.md will be moved to the Trash."_qs);
-    QCOMPARE(m_alerts.shown[0].buttons, (QStringList{u"Move to Trash"_qs, u"Cancel"_qs}));
-    QVERIFY(QFile::exists(path(u"Shopping.md"_qs)));
-
-    m_alerts.answer = 0;
-    c->deleteNote();
-    QVERIFY(!QFile::exists(path(u"Shopping.md"_qs)));
-    QVERIFY(!m_store->controller(u"Shopping.md"_qs));
-}
-
-void TestNoteWindowController::deletingAnAdoptedNoteRevertsWithoutAsking()
-{
-    NoteWindowController *c = open(u"Readme.md"_qs, u"---\ntitle: x\ntackpad: \"adopt\"\n---\n# Readme\n"_qs);
-    c->deleteNote();
-    QVERIFY(m_alerts.shown.isEmpty());
-    QCOMPARE(readFile(path(u"Readme.md"_qs)), u"---\ntitle: x\n---\n# Readme\n"_qs);
-    QVERIFY(!m_store->controller(u"Readme.md"_qs));
-}
-
-void TestNoteWindowController::links_data()
-{
-    QTest::addColumn<QString>("link");
-    QTest::addColumn<bool>("handled");
-    QTest::addColumn<QString>("opened"); // what was handed to the system, if anything
-    QTest::addColumn<QString>("toast");
-    QTest::newRow("web address") << u"https://example.org/a"_qs << true << u"https://example.org/a"_qs << QString();
-    QTest::newRow("mail address") << u"mailto:a@example.org"_qs << true << u"mailto:a@example.org"_qs << QString();
-    QTest::newRow("other scheme refused") << u"file:///etc/passwd"_qs << false << QString() << QString();
-    QTest::newRow("script scheme refused") << u"javascript:alert(1)"_qs << false << QString() << QString();
-    QTest::newRow("attachment present") << u"attachments/pic%201.png"_qs << true << u"attachments/pic 1.png"_qs
-                                        << QString();
-    QTest::newRow("attachment missing") << u"attachments/gone.png"_qs << true << QString()
-                                        << u"Attachment not found: gone.png"_qs;
-    QTest::newRow("attachment climbing out refused") << u"attachments/../../x.txt"_qs << false << QString()
-                                                     << QString();
-}
-
-void TestNoteWindowController::links()
-{
-    QFETCH(QString, link);
-    QFETCH(bool, handled);
-    QFETCH(QString, opened);
-    QFETCH(QString, toast);
-    QDir(m_dir->path()).mkpath(u"attachments"_qs);
-    writeFile(path(u"attachments/pic 1.png"_qs), u"png"_qs);
-    NoteWindowController *c = open(u"a.md"_qs, u"---\ntackpad: \"x1\"\n---\nhi"_qs);
-    if (Toast::current())
-        Toast::current()->close();
-    QCOMPARE(c->handleLink(link), handled);
-    if (opened.isEmpty()) {
-        QVERIFY(m_opened.isEmpty());
-    } else {
-        QCOMPARE(m_opened.size(), 1);
-        const QUrl expected = opened.startsWith(u"attachments/"_qs) ? QUrl::fromLocalFile(path(opened)) : QUrl(opened);
-        QCOMPARE(m_opened[0], expected);
-    }
-    if (!toast.isEmpty()) {
-        QVERIFY(Toast::current());
-        QCOMPARE(Toast::current()->text(), toast);
-    }
-}
-
-void TestNoteWindowController::typingReachesTheFile()
-{
-    NoteWindowController *c = open(u"a.md"_qs, u"---\ntackpad: \"x1\"\n---\nhi"_qs);
-    c->orderFront(true);
-    QTextCursor cursor = c->textView()->textCursor();
-    cursor.movePosition(QTextCursor::End);
-    c->textView()->setTextCursor(cursor);
-    QTest::keyClicks(c->textView(), u" there"_qs);
-    QCOMPARE(c->note().body, u"hi there"_qs);
-    QSignalSpy written(m_store.get(), &NoteStore::noteWritten);
-    QVERIFY(written.wait(3000));
-    QVERIFY(readFile(path(u"a.md"_qs)).endsWith(u"\n---\nhi there"_qs));
-}
 
 int main(int argc, char **argv)
 {
