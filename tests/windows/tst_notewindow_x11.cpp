@@ -14,15 +14,40 @@
 #include <QTemporaryDir>
 #include <QTest>
 
+#include <xcb/xcb.h>
+
+#include <cstdlib>
+
 #include "support/XdoTool.h"
 
 namespace {
-
 
 QString readFile(const QString &path)
 {
     QFile file(path);
     return file.open(QIODevice::ReadOnly) ? QString::fromUtf8(file.readAll()) : QString();
+}
+
+// Asks the window manager to close a window, as a taskbar's or a window menu's Close does: the window manager then
+// sends the window its close request. Unlike a keyboard shortcut, this does not depend on which window has the focus.
+void askWindowManagerToClose(WId window)
+{
+    xcb_connection_t *connection = qGuiApp->nativeInterface<QNativeInterface::QX11Application>()->connection();
+    const QByteArray name("_NET_CLOSE_WINDOW");
+    xcb_intern_atom_reply_t *atom = xcb_intern_atom_reply(
+        connection, xcb_intern_atom(connection, false, quint16(name.size()), name.constData()), nullptr);
+    xcb_client_message_event_t event {};
+    event.response_type = XCB_CLIENT_MESSAGE;
+    event.format = 32;
+    event.window = xcb_window_t(window);
+    event.type = atom ? atom->atom : xcb_atom_t(XCB_ATOM_NONE);
+    event.data.data32[0] = XCB_CURRENT_TIME;
+    event.data.data32[1] = 2; // the request comes from a pager or taskbar, which window managers always honour
+    std::free(atom);
+    const xcb_window_t root = xcb_setup_roots_iterator(xcb_get_setup(connection)).data->root;
+    xcb_send_event(connection, false, root, XCB_EVENT_MASK_SUBSTRUCTURE_REDIRECT | XCB_EVENT_MASK_SUBSTRUCTURE_NOTIFY,
+        reinterpret_cast<const char *>(&event));
+    xcb_flush(connection);
 }
 
 QString propertyLine(const QString &path)
@@ -32,8 +57,7 @@ QString propertyLine(const QString &path)
 
 } // namespace
 
-class TestNoteWindowX11 : public QObject
-{
+class TestNoteWindowX11 : public QObject {
     Q_OBJECT
 
 private Q_SLOTS:
@@ -111,7 +135,7 @@ void TestNoteWindowX11::draggingTheTitleBarMovesTheNote()
     QVERIFY(qAbs(fileFrame.x() - 300) <= slack);
     QVERIFY(qAbs(fileFrame.y() - 240) <= slack); // 60 pixels down on screen is 60 points lower in the file's y
     QVERIFY2(propertyLine(m_file).startsWith(u"tackpad: \"x%1 y%2 w300 h220"_qs.arg(fileFrame.x()).arg(fileFrame.y())),
-             qPrintable(propertyLine(m_file)));
+        qPrintable(propertyLine(m_file)));
 }
 
 void TestNoteWindowX11::rollButtonRollsAndUnrolls()
@@ -165,10 +189,8 @@ void TestNoteWindowX11::closingFromTheWindowManagerHidesTheNote()
     TACKPAD_REQUIRE_WINDOW_MANAGER();
     NoteWindowController *c = openNote();
     QVERIFY(c);
-    // Alt+F4 is openbox's Close: the window manager asks the window to close, as any desktop's Close does.
-    const QStringList activate{u"windowactivate"_qs, u"--sync"_qs, QString::number(c->window()->winId())};
-    QVERIFY(QTest::qWaitFor([&] { return xdotool(activate); }, 20000)); // retried until the window is mapped
-    QVERIFY(xdotool({u"key"_qs, u"alt+F4"_qs}));
+    QTRY_VERIFY(c->window()->isVisible());
+    askWindowManagerToClose(c->window()->winId());
     QTRY_VERIFY(c->note().meta.hidden);
     QVERIFY(!c->window()->isVisible());
     m_store->flushAllSaves();
