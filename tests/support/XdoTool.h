@@ -24,15 +24,18 @@ inline bool windowManagerRunning()
         process.start(QStringLiteral("xprop"), arguments);
         return process.waitForFinished(10000) ? QString::fromUtf8(process.readAllStandardOutput()) : QString();
     };
-    const QString checkWindow =
-        xprop({QStringLiteral("-root"), QStringLiteral("-notype"), QStringLiteral("_NET_SUPPORTING_WM_CHECK")})
-            .section(QLatin1Char('#'), 1)
-            .trimmed();
+    const QString checkWindow
+        = xprop({QStringLiteral("-root"), QStringLiteral("-notype"), QStringLiteral("_NET_SUPPORTING_WM_CHECK")})
+              .section(QLatin1Char('#'), 1)
+              .trimmed();
     return !checkWindow.isEmpty()
-           && xprop({QStringLiteral("-id"), checkWindow, QStringLiteral("_NET_WM_NAME")}).contains(QLatin1String("= \""));
+        && xprop({QStringLiteral("-id"), checkWindow, QStringLiteral("_NET_WM_NAME")}).contains(QLatin1String("= \""));
 }
 
-// Tests that need the window manager (activating, closing) say so plainly when it is missing, instead of timing out.
-#define TACKPAD_REQUIRE_WINDOW_MANAGER()                                                                             \
-    QVERIFY2(QTest::qWaitFor(windowManagerRunning, 30000),                                                           \
-             "no window manager runs on this display (scripts/headless --x11 starts openbox)")
+// A test of the window manager's own part (its Close, say) cannot run on a display without one, as an X11 test
+// cannot run without a display: it is skipped, saying why, after giving a starting window manager time to come up.
+#define TACKPAD_REQUIRE_WINDOW_MANAGER()                                                                               \
+    do {                                                                                                               \
+        if (!QTest::qWaitFor(windowManagerRunning, 30000))                                                             \
+            QSKIP("no window manager runs on this display (scripts/headless --x11 starts openbox)");                   \
+    } while (false)
