@@ -2,6 +2,7 @@
 
 #include "app/Alerts.h"
 #include "platform/GlobalHotKey.h"
+#include "store/NoteFiles.h"
 #include "store/NoteStore.h"
 #include "windows/NoteWindowController.h"
 
@@ -10,6 +11,8 @@
 #include <QKeySequence>
 #include <QTimer>
 #include <QUrl>
+
+#include <algorithm>
 
 AppDelegate::AppDelegate(Settings settings, Services services, QObject *parent)
     : QObject(parent)
@@ -21,8 +24,8 @@ AppDelegate::AppDelegate(Settings settings, Services services, QObject *parent)
         restartWorkspaceWatcher();
         Q_EMIT workspacesChanged();
     });
-    connect(&m_workspaceWatcher, &WorkspaceWatcher::pruneRequested, this,
-            [this] { m_workspaces.pruneDeadWorkspaces(); });
+    connect(
+        &m_workspaceWatcher, &WorkspaceWatcher::pruneRequested, this, [this] { m_workspaces.pruneDeadWorkspaces(); });
     m_noteEnvironment.alerts = m_services.alerts;
 }
 
@@ -44,13 +47,13 @@ QString AppDelegate::welcomeText()
     const QString italicKey = keyText(QKeySequence(Qt::CTRL | Qt::Key_I));
     const QString linkKey = keyText(QKeySequence(Qt::CTRL | Qt::Key_K));
     return QStringLiteral(
-               "# Welcome to Tackpad 👋\n\nThis note is a plain **Markdown** file in the folder you just chose – open it "
-               "in any text editor and changes appear here instantly (and vice versa).\n\n- Drag the title bar to move "
-               "a note\n- **Double-click** the title bar to roll it up\n- Double-click the note's *name* to rename it\n- "
-               "Right-click for colors, **Float on Top**, text size and more\n- %1 makes a new note, %2 deletes the "
-               "current one\n- %3 bold, %4 italic, %5 adds a [link](https://commonmark.org/help/)\n- [ ] Try ticking "
-               "this checkbox\n- [x] Render `code`, ==highlights== and ~~strikethrough~~\n\n> A note's position, size "
-               "and color live in its frontmatter, so your layout travels with your files.")
+        "# Welcome to Tackpad 👋\n\nThis note is a plain **Markdown** file in the folder you just chose – open it "
+        "in any text editor and changes appear here instantly (and vice versa).\n\n- Drag the title bar to move "
+        "a note\n- **Double-click** the title bar to roll it up\n- Double-click the note's *name* to rename it\n- "
+        "Right-click for colors, **Float on Top**, text size and more\n- %1 makes a new note, %2 deletes the "
+        "current one\n- %3 bold, %4 italic, %5 adds a [link](https://commonmark.org/help/)\n- [ ] Try ticking "
+        "this checkbox\n- [x] Render `code`, ==highlights== and ~~strikethrough~~\n\n> A note's position, size "
+        "and color live in its frontmatter, so your layout travels with your files.")
         .arg(newKey, closeKey, boldKey, italicKey, linkKey);
 }
 
@@ -58,6 +61,21 @@ QString AppDelegate::allHiddenToastText()
 {
     return QStringLiteral("All notes in this workspace are hidden – press %1 or use Window → Hidden Notes… to unhide")
         .arg(keyText(QKeySequence(Qt::CTRL | Qt::SHIFT | Qt::Key_BracketLeft)));
+}
+
+QString AppDelegate::skippedFilesToastText(const QList<std::pair<QString, QString>> &skipped)
+{
+    if (skipped.size() == 1)
+        return QStringLiteral("“%1” is not shown: %2").arg(skipped.front().first, skipped.front().second);
+    QStringList names;
+    for (qsizetype i = 0; i < std::min<qsizetype>(skipped.size(), 3); ++i)
+        names << QStringLiteral("“%1”").arg(skipped.at(i).first);
+    if (skipped.size() > 3)
+        names << QStringLiteral("…");
+    return QStringLiteral("%1 files are not shown (unreadable, not UTF-8 text, or larger than %2 MB): %3")
+        .arg(skipped.size())
+        .arg(NoteFiles::maxNoteFileSize / (1024 * 1024))
+        .arg(names.join(QStringLiteral(", ")));
 }
 
 int AppDelegate::ask(const Alert &alert)
@@ -162,7 +180,7 @@ void AppDelegate::startStore(const QString &folder, bool welcomeCapable)
     store->setAlertPresenter(m_services.alerts);
     const NoteWindowEnvironment environment = m_noteEnvironment;
     store->setControllerFactory([this, environment](std::unique_ptr<Note> note, NoteStore &owner,
-                                                    const QString &raw) -> std::unique_ptr<NoteController> {
+                                    const QString &raw) -> std::unique_ptr<NoteController> {
         auto controller = std::make_unique<NoteWindowController>(std::move(note), owner, raw, environment);
         if (onControllerCreated)
             onControllerCreated(controller.get());
@@ -174,6 +192,8 @@ void AppDelegate::startStore(const QString &folder, bool welcomeCapable)
             self->handleMissingFolder();
     };
     connect(store, &NoteStore::notesChanged, this, &AppDelegate::notesChanged);
+    connect(store, &NoteStore::fileSkipped, this,
+        [this, store](const QString &filename, const QString &reason) { fileSkipped(store, filename, reason); });
 
     store->rescan();
     store->startWatching();
@@ -189,6 +209,20 @@ void AppDelegate::startStore(const QString &folder, bool welcomeCapable)
         if (weakStore && weakStore == m_store.get())
             postOpenChecks(weakStore, welcomeCapable);
     });
+}
+
+void AppDelegate::fileSkipped(NoteStore *store, const QString &filename, const QString &reason)
+{
+    // A note the user expects and does not see needs a word; the files of one scan are told together, after it.
+    if (m_skippedFiles.isEmpty()) {
+        QPointer<NoteStore> weakStore(store);
+        QTimer::singleShot(0, this, [this, weakStore] {
+            if (weakStore && weakStore == m_store.get())
+                toast(skippedFilesToastText(m_skippedFiles), skippedFilesToastSeconds);
+            m_skippedFiles.clear();
+        });
+    }
+    m_skippedFiles.append({filename, reason});
 }
 
 void AppDelegate::orderWindowsByZ()
@@ -207,8 +241,8 @@ void AppDelegate::postOpenChecks(NoteStore *store, bool welcomeCapable)
 {
     if (store->controllerCount() > 0) {
         const auto controllers = store->controllers();
-        const bool allHidden = std::all_of(controllers.begin(), controllers.end(),
-                                           [](NoteController *c) { return c->note().meta.hidden; });
+        const bool allHidden = std::all_of(
+            controllers.begin(), controllers.end(), [](NoteController *c) { return c->note().meta.hidden; });
         if (allHidden)
             toast(allHiddenToastText());
         return;
@@ -315,8 +349,8 @@ void AppDelegate::handleMissingFolder()
         return;
     }
     alert.style = Alert::Warning;
-    alert.informativeText =
-        QStringLiteral("The folder TackPad was using has been moved or deleted. Choose a folder for your notes.");
+    alert.informativeText
+        = QStringLiteral("The folder TackPad was using has been moved or deleted. Choose a folder for your notes.");
     alert.buttons = {QStringLiteral("Choose Folder…"), QStringLiteral("Quit TackPad")};
     if (ask(alert) == 0) {
         promptForFolder(false, true);
@@ -417,8 +451,8 @@ void AppDelegate::switchToWorkspacePath(const QString &path)
     list.removeAll(path);
     m_workspaces.setPaths(list);
     alert.message = QStringLiteral("Workspace removed");
-    alert.informativeText =
-        QStringLiteral("The folder “%1” no longer exists, so it was removed from your workspaces.").arg(path);
+    alert.informativeText
+        = QStringLiteral("The folder “%1” no longer exists, so it was removed from your workspaces.").arg(path);
     ask(alert);
 }
 
@@ -442,10 +476,10 @@ void AppDelegate::showWorkspaceTipOnce()
     Alert alert;
     alert.style = Alert::Informational;
     alert.message = QStringLiteral("You now have two workspaces");
-    alert.informativeText =
-        QStringLiteral("Every folder you open is added to the Workspaces menu automatically.\n\nSwitch between "
-                       "workspaces with %1–%2, and use Workspaces → Edit Workspaces… to remove or rearrange them.")
-            .arg(keyText(QKeySequence(Qt::CTRL | Qt::Key_1)), keyText(QKeySequence(Qt::CTRL | Qt::Key_0)));
+    alert.informativeText
+        = QStringLiteral("Every folder you open is added to the Workspaces menu automatically.\n\nSwitch between "
+                         "workspaces with %1–%2, and use Workspaces → Edit Workspaces… to remove or rearrange them.")
+              .arg(keyText(QKeySequence(Qt::CTRL | Qt::Key_1)), keyText(QKeySequence(Qt::CTRL | Qt::Key_0)));
     alert.buttons = {QStringLiteral("OK")};
     ask(alert);
 }

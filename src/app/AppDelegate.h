@@ -21,14 +21,12 @@ class NoteController;
 // store when the user switches workspaces or the folder vanishes, runs the checks that follow every opening (welcome
 // note, import offer, empty and all-hidden messages) and makes sure pending saves reach the disk at quit. Menus,
 // tray and panels are wired around it by AppMenus; the user-facing dialogs come in through `Services`.
-class AppDelegate : public QObject
-{
+class AppDelegate : public QObject {
     Q_OBJECT
 
 public:
     // Everything that talks to the user or ends the process, so that tests can answer instead.
-    struct Services
-    {
+    struct Services {
         AlertPresenter *alerts = nullptr;
         // The folder chosen in an open panel ("Select folder for TackPad"); nothing when cancelled.
         std::function<std::optional<QString>()> chooseFolder;
@@ -43,6 +41,8 @@ public:
     };
 
     static constexpr double checksToastSeconds = 3.5;
+    // Long enough to read a file name or three.
+    static constexpr double skippedFilesToastSeconds = 6;
 
     AppDelegate(Settings settings, Services services, QObject *parent = nullptr);
     ~AppDelegate() override;
@@ -85,6 +85,8 @@ public:
     // The all-hidden message, likewise.
     static QString allHiddenToastText();
     static QString keyText(const QKeySequence &keys);
+    // What the user is told about note files the store could not show: each entry is a file name and the reason.
+    static QString skippedFilesToastText(const QList<std::pair<QString, QString>> &skipped);
 
     void startStore(const QString &folder, bool welcomeCapable);
     void postOpenChecks(NoteStore *store, bool welcomeCapable);
@@ -108,6 +110,7 @@ private:
     bool offerBulkImport(int count);
     void showUnreadableFolderAlert(const QString &folder);
     void restartWorkspaceWatcher();
+    void fileSkipped(NoteStore *store, const QString &filename, const QString &reason);
 
     Settings m_settings;
     Services m_services;
@@ -117,4 +120,6 @@ private:
     std::unique_ptr<GlobalHotKey> m_hotKey;
     NoteWindowEnvironment m_noteEnvironment;
     bool m_quitRequested = false;
+    // Files skipped by the store's current scan, told in one toast once the scan is over.
+    QList<std::pair<QString, QString>> m_skippedFiles;
 };

@@ -122,7 +122,9 @@ QString normaliseLineEnds(QString text)
 ReadResult decodeText(const QByteArray &bytes)
 {
     ReadResult result;
-    QStringDecoder decoder(QStringDecoder::Utf8);
+    // Stateless: the bytes are the whole file, so a sequence cut off at the end is an error. A stateful decoder
+    // would keep it back for input that never comes, and the text would silently lose its last bytes.
+    QStringDecoder decoder(QStringDecoder::Utf8, QStringDecoder::Flag::Stateless);
     QString text = decoder.decode(bytes);
     if (decoder.hasError()) {
         result.status = ReadStatus::NotUtf8;

@@ -12,9 +12,9 @@
 // telling whether a file changed since it was last looked at, reading note text and writing files atomically.
 namespace NoteFiles {
 
-// A note file larger than this is never read: showing it would freeze the editor, and reading it on every rescan
-// would freeze the store.
-inline constexpr qint64 maxNoteFileSize = 64 * 1024 * 1024;
+// A note file larger than this is never read. The editor lays out a whole note before its window shows, at about
+// 3 MB a second; a larger note would hold up every window of the workspace for seconds (a 50 MB file for minutes).
+inline constexpr qint64 maxNoteFileSize = 4 * 1024 * 1024;
 
 // What a stat call says about a file; equal stamps mean the file was not written in between.
 struct FileStamp {

@@ -207,8 +207,13 @@ void NoteStore::reconcile(const QString &name, const NoteFiles::FileStamp &stamp
     const NoteFiles::ReadResult read = NoteFiles::readText(filePath(name));
     if (read.status != NoteFiles::ReadStatus::Ok) {
         // Neither added nor removed: a note whose file cannot be read right now keeps its window.
-        qCDebug(lcStore).noquote() << "skipped" << name << read.error;
+        const auto known = m_known.constFind(name);
+        const bool reported = known != m_known.cend() && known->outcome == KnownFile::Unusable;
         m_known.insert(name, {stamp, KnownFile::Unusable});
+        if (!reported) {
+            qCWarning(lcStore).noquote() << QStringLiteral("TackPad: skipped %1: %2").arg(name, read.error);
+            Q_EMIT fileSkipped(name, read.error);
+        }
         return;
     }
     const QString &raw = read.text;

@@ -134,6 +134,9 @@ Q_SIGNALS:
     void rescanned();
     // The store wrote a note's file.
     void noteWritten(const QString &filename);
+    // A note file cannot be shown: it cannot be read, is not UTF-8 text or is too large (`reason` says which, as
+    // "larger than 4 MB"). Said once until the file has been usable again.
+    void fileSkipped(const QString &filename, const QString &reason);
 
 private:
     // Groups the changes of one operation or rescan into one notesChanged signal.

@@ -1,6 +1,7 @@
 #include "app/Alerts.h"
 #include "app/AppDelegate.h"
 #include "store/NoteController.h"
+#include "store/NoteFiles.h"
 #include "store/NoteStore.h"
 
 #include <QApplication>
@@ -50,6 +51,13 @@ void writeFile(const QString &path, const QString &text)
     QFile file(path);
     QVERIFY(file.open(QIODevice::WriteOnly | QIODevice::Truncate));
     file.write(text.toUtf8());
+}
+
+void writeBytes(const QString &path, const QByteArray &bytes)
+{
+    QFile file(path);
+    QVERIFY(file.open(QIODevice::WriteOnly | QIODevice::Truncate));
+    file.write(bytes);
 }
 
 QString readFile(const QString &path)
@@ -139,6 +147,31 @@ private Q_SLOTS:
         QVERIFY(m_script.toasts[0].endsWith(u" or use Window → Hidden Notes… to unhide"_qs));
         QVERIFY(m_script.alerts.isEmpty()); // no import offer
         QCOMPARE(m_app->store()->controllerCount(), 1);
+    }
+
+    void filesThatCannotBeShownAreToldOnce()
+    {
+        const QString folder = makeFolder(u"Skipped"_qs);
+        writeFile(folder + u"/a.md"_qs, u"---\ntackpad: \"x1\"\n---\na"_qs);
+        const QByteArray big = "---\ntackpad: \"x2\"\n---\n" + QByteArray(NoteFiles::maxNoteFileSize, 'x');
+        writeBytes(folder + u"/Big.md"_qs, big);
+        writeBytes(folder + u"/Bad.md"_qs, "---\ntackpad: \"x3\"\n---\nbad \xff bytes");
+        m_script.folders = {folder};
+        QVERIFY(launch());
+        QTRY_COMPARE(m_script.toasts,
+            QStringList {
+                u"2 files are not shown (unreadable, not UTF-8 text, or larger than 4 MB): “Bad.md”, “Big.md”"_qs});
+        QCOMPARE(m_app->store()->controllerCount(), 1);
+
+        // Still unusable: nothing new to tell. Usable again and then broken once more: told again.
+        m_app->store()->rescan();
+        writeBytes(folder + u"/Bad.md"_qs, "---\ntackpad: \"x3\"\n---\nfixed");
+        QTRY_COMPARE(m_app->store()->controllerCount(), 2);
+        QCOMPARE(m_script.toasts.size(), 1);
+        writeBytes(folder + u"/Bad.md"_qs, "---\ntackpad: \"x3\"\n---\nbroken \xc3");
+        QTRY_COMPARE(m_script.toasts.size(), 2);
+        QCOMPARE(m_script.toasts.last(), u"“Bad.md” is not shown: not valid UTF-8 text"_qs);
+        QCOMPARE(m_app->store()->controllerCount(), 2); // the note keeps its window, as for any unreadable file
     }
 
     void importOffer_data()

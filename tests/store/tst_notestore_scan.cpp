@@ -131,6 +131,8 @@ void TestNoteStoreScan::externalChange_data()
     row("nominal: property line removed elsewhere closes the note", "original\n", QString(), {"closeWindow Note.md"});
     row("robustness: a file turned into invalid UTF-8 keeps its note", "---\ntackpad: \"x1\"\n---\n\xff\xfe", original,
         {});
+    row("robustness: a character cut off at the end is not dropped", "---\ntackpad: \"x1\"\n---\nend \xc3", original,
+        {});
 }
 
 void TestNoteStoreScan::externalChange()
