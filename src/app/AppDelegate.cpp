@@ -78,6 +78,12 @@ QString AppDelegate::skippedFilesToastText(const QList<std::pair<QString, QStrin
         .arg(names.join(QStringLiteral(", ")));
 }
 
+QString AppDelegate::saveFailedToastText(const QString &filename, const QString &error)
+{
+    return QStringLiteral("Could not save “%1”: %2 – the text stays in the note and is saved with your next change")
+        .arg(filename, error);
+}
+
 int AppDelegate::ask(const Alert &alert)
 {
     return m_services.alerts ? m_services.alerts->show(alert) : -1;
@@ -130,8 +136,10 @@ bool AppDelegate::launch()
 
 void AppDelegate::prepareToQuit()
 {
-    if (m_store)
+    if (m_store) {
         m_store->flushAllSaves();
+        m_store->keepUnsavedCopies();
+    }
     m_workspaceWatcher.stop();
 }
 
@@ -192,6 +200,9 @@ void AppDelegate::startStore(const QString &folder, bool welcomeCapable)
             self->handleMissingFolder();
     };
     connect(store, &NoteStore::notesChanged, this, &AppDelegate::notesChanged);
+    connect(store, &NoteStore::saveFailed, this, [this](const QString &filename, const QString &error) {
+        toast(saveFailedToastText(filename, error), skippedFilesToastSeconds);
+    });
     connect(store, &NoteStore::fileSkipped, this,
         [this, store](const QString &filename, const QString &reason) { fileSkipped(store, filename, reason); });
 

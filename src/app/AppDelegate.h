@@ -41,7 +41,7 @@ public:
     };
 
     static constexpr double checksToastSeconds = 3.5;
-    // Long enough to read a file name or three.
+    // Long enough to read a file name or three, and a problem.
     static constexpr double skippedFilesToastSeconds = 6;
 
     AppDelegate(Settings settings, Services services, QObject *parent = nullptr);
@@ -87,6 +87,7 @@ public:
     static QString keyText(const QKeySequence &keys);
     // What the user is told about note files the store could not show: each entry is a file name and the reason.
     static QString skippedFilesToastText(const QList<std::pair<QString, QString>> &skipped);
+    static QString saveFailedToastText(const QString &filename, const QString &error);
 
     void startStore(const QString &folder, bool welcomeCapable);
     void postOpenChecks(NoteStore *store, bool welcomeCapable);

@@ -8,9 +8,11 @@
 #include "store/StoreLog.h"
 
 #include <QCollator>
+#include <QDateTime>
 #include <QDir>
 #include <QFileInfo>
 #include <QScopeGuard>
+#include <QStandardPaths>
 
 #include <algorithm>
 #include <limits>
@@ -279,6 +281,9 @@ void NoteStore::removeController(const QString &filename)
     if (it == m_controllers.end())
         return;
     m_pendingSaves.erase(filename);
+    // Text that never reached the file is kept elsewhere before its window goes.
+    if (m_unsaved.remove(filename))
+        keepUnsavedCopy(filename);
     std::unique_ptr<NoteController> closing = std::move(it->second);
     m_controllers.erase(it);
     closing->closeWindow();
@@ -388,6 +393,7 @@ void NoteStore::shutdown()
     if (m_shutDown)
         return;
     flushAllSaves();
+    keepUnsavedCopies();
     m_watcher.reset();
     m_rescanTimer.stop();
     m_pendingRescanNames.clear();
@@ -436,16 +442,59 @@ bool NoteStore::cancelPendingSave(const QString &filename)
 
 void NoteStore::flushAllSaves()
 {
-    QStringList pending;
+    QSet<QString> due = m_unsaved;
     for (const auto &[name, timer] : m_pendingSaves) {
         if (timer->isActive())
-            pending << name;
+            due.insert(name);
     }
-    for (const QString &name : std::as_const(pending)) {
+    for (const QString &name : std::as_const(due)) {
         cancelPendingSave(name);
         if (NoteController *target = controller(name))
             performSave(target);
     }
+}
+
+QString NoteStore::unsavedCopiesFolder()
+{
+    return QStandardPaths::writableLocation(QStandardPaths::AppDataLocation) + QLatin1String("/Unsaved");
+}
+
+QStringList NoteStore::keepUnsavedCopies()
+{
+    QStringList copies;
+    for (const QString &name : std::as_const(m_unsaved)) {
+        if (const std::optional<QString> copy = keepUnsavedCopy(name))
+            copies << *copy;
+    }
+    return copies;
+}
+
+std::optional<QString> NoteStore::keepUnsavedCopy(const QString &name)
+{
+    NoteController *target = controller(name);
+    if (!target)
+        return std::nullopt;
+    const Note &note = target->note();
+    const QString text = Frontmatter::serialize(note.meta, note.foreignFrontmatter, note.body);
+    // Quitting flushes more than once; one copy of the same text is enough.
+    const auto kept = m_keptCopies.constFind(name);
+    if (kept != m_keptCopies.cend() && kept->first == text)
+        return kept->second;
+    // The workspace's name and the time tell copies of same-named notes apart.
+    const QString copy
+        = QStringLiteral("%1/%2 %3 %4")
+              .arg(unsavedCopiesFolder(), QDateTime::currentDateTime().toString(QStringLiteral("yyyy-MM-dd hh.mm.ss")),
+                  QFileInfo(m_folder).fileName(), name);
+    QString error = QStringLiteral("cannot create %1").arg(unsavedCopiesFolder());
+    if (QDir().mkpath(unsavedCopiesFolder()) && NoteFiles::writeReplacing(copy, text.toUtf8(), &error)) {
+        qCWarning(lcStore).noquote()
+            << QStringLiteral("TackPad: failed to save %1; its text is kept in %2").arg(name, copy);
+        m_keptCopies.insert(name, {text, copy});
+        return copy;
+    }
+    qCCritical(lcStore).noquote()
+        << QStringLiteral("TackPad: failed to save %1 and to keep a copy of it: %2").arg(name, error);
+    return std::nullopt;
 }
 
 bool NoteStore::performSave(NoteController *controller)
@@ -458,8 +507,13 @@ bool NoteStore::performSave(NoteController *controller)
     if (!NoteFiles::writeReplacing(filePath(note.filename), text.toUtf8(), &error)) {
         // The note keeps its text in memory and its old lastDiskContent; the next edit tries again.
         qCWarning(lcStore).noquote() << QStringLiteral("TackPad: failed to save %1: %2").arg(note.filename, error);
+        if (!m_unsaved.contains(note.filename)) {
+            m_unsaved.insert(note.filename);
+            Q_EMIT saveFailed(note.filename, error);
+        }
         return false;
     }
+    m_unsaved.remove(note.filename);
     controller->setLastDiskContent(text);
     m_known.remove(note.filename);
     Q_EMIT noteWritten(note.filename);

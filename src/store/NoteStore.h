@@ -85,7 +85,12 @@ public:
     // --- Saving
     void scheduleSave(NoteController *controller, double delaySeconds);
     bool hasPendingSave(const QString &filename) const;
+    // Writes every pending save now, and tries once more each note whose last save failed.
     void flushAllSaves();
+    // For each note whose file still cannot be written, keeps its whole text in the recovery folder (see
+    // unsavedCopiesFolder), so that quitting or leaving the workspace loses nothing. Returns the copies written.
+    QStringList keepUnsavedCopies();
+    static QString unsavedCopiesFolder();
 
     // --- Names and stacking order
     static std::optional<QString> sanitizeTitle(const QString &title);
@@ -137,6 +142,9 @@ Q_SIGNALS:
     // A note file cannot be shown: it cannot be read, is not UTF-8 text or is too large (`reason` says which, as
     // "larger than 4 MB"). Said once until the file has been usable again.
     void fileSkipped(const QString &filename, const QString &reason);
+    // A note's file could not be written; the text stays in memory and every later save tries again. Said once
+    // until a save of that note succeeds.
+    void saveFailed(const QString &filename, const QString &error);
 
 private:
     // Groups the changes of one operation or rescan into one notesChanged signal.
@@ -174,6 +182,7 @@ private:
     void purgeRetired();
 
     bool performSave(NoteController *controller);
+    std::optional<QString> keepUnsavedCopy(const QString &name);
     bool cancelPendingSave(const QString &filename);
 
     qint64 raisedMaxZ();
@@ -193,6 +202,10 @@ private:
     QSet<QString> m_pendingRescanNames;
     bool m_fullRescanPending = false;
     std::map<QString, std::unique_ptr<QTimer>> m_pendingSaves;
+    // Notes whose last save failed: flushing tries them again even without a new edit.
+    QSet<QString> m_unsaved;
+    // The text of each copy kept for an unsaved note, and where.
+    QHash<QString, std::pair<QString, QString>> m_keptCopies;
     int m_cascadeIndex = 0;
     qint64 m_maxZ = 0;
     QPointer<NoteController> m_topController;

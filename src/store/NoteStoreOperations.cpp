@@ -178,7 +178,7 @@ bool NoteStore::rename(NoteController *controller, const QString &title)
         reportFailure(renameFailed, file.errorString());
         return false;
     }
-    const bool savePending = cancelPendingSave(oldName);
+    const bool savePending = cancelPendingSave(oldName) || m_unsaved.remove(oldName);
     m_pendingSaves.erase(oldName);
     auto node = m_controllers.extract(oldName);
     node.key() = newName;

@@ -2,6 +2,7 @@
 
 #include "StoreTestSupport.h"
 
+#include "notes/Frontmatter.h"
 #include "store/NoteController.h"
 #include "store/NoteStore.h"
 
@@ -108,20 +109,37 @@ void TestNoteStoreSave::failedSaveIsLoggedAndKeepsText()
         QVERIFY(QFile::remove(ws.path("Note.md")));
         QVERIFY(QDir().mkdir(ws.path("Note.md")));
     }
-    note->note().body = QStringLiteral("typed\n");
-    QTest::ignoreMessage(QtWarningMsg, QRegularExpression(QStringLiteral("^TackPad: failed to save Note\\.md: .+")));
-    store.scheduleSave(note, 0);
-    store.flushAllSaves();
-
-    QCOMPARE(note->note().body, QStringLiteral("typed\n"));
-    QCOMPARE(note->lastDiskContent(), diskBefore);
-    if (obstacle == QLatin1String("read-only")) {
-        QCOMPARE(readFile(ws.path("Note.md")), diskBefore);
-        // Once writable again, the next edit gets through.
-        QVERIFY(QFile::setPermissions(ws.path("Note.md"), QFileDevice::ReadOwner | QFileDevice::WriteOwner));
+    QSignalSpy failed(&store, &NoteStore::saveFailed);
+    const QRegularExpression failure(QStringLiteral("^TackPad: failed to save Note\\.md: .+"));
+    for (const char *typed : {"typed\n", "typed more\n"}) {
+        note->note().body = QString::fromUtf8(typed);
+        QTest::ignoreMessage(QtWarningMsg, failure);
         store.scheduleSave(note, 0);
         store.flushAllSaves();
-        QVERIFY(readFile(ws.path("Note.md")).endsWith(QLatin1String("typed\n")));
+    }
+    QCOMPARE(failed.count(), 1); // the user is told once, not on every keystroke
+    QCOMPARE(note->note().body, QStringLiteral("typed more\n"));
+    QCOMPARE(note->lastDiskContent(), diskBefore);
+
+    if (obstacle == QLatin1String("read-only")) {
+        QCOMPARE(readFile(ws.path("Note.md")), diskBefore);
+        // Once writable again, the next flush gets the text through, without waiting for another edit.
+        QVERIFY(QFile::setPermissions(ws.path("Note.md"), QFileDevice::ReadOwner | QFileDevice::WriteOwner));
+        store.flushAllSaves();
+        QVERIFY(readFile(ws.path("Note.md")).endsWith(QLatin1String("typed more\n")));
+    } else {
+        // Still unwritable when the workspace closes: the text is kept as a copy.
+        QTest::ignoreMessage(QtWarningMsg, failure);
+        QTest::ignoreMessage(QtWarningMsg,
+            QRegularExpression(QStringLiteral("^TackPad: failed to save Note\\.md; its text is kept in .+")));
+        const QString expected
+            = Frontmatter::serialize(note->note().meta, note->note().foreignFrontmatter, note->note().body);
+        store.shutdown();
+        const QStringList copies = QDir(NoteStore::unsavedCopiesFolder()).entryList(QDir::Files);
+        QCOMPARE(copies.size(), 1);
+        QVERIFY2(copies.first().endsWith(QLatin1String(" Note.md")), qPrintable(copies.first()));
+        QCOMPARE(readFile(NoteStore::unsavedCopiesFolder() + QLatin1Char('/') + copies.first()), expected);
+        QVERIFY(QDir(NoteStore::unsavedCopiesFolder()).removeRecursively());
     }
 }
 
