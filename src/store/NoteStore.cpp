@@ -459,27 +459,22 @@ QString NoteStore::unsavedCopiesFolder()
     return QStandardPaths::writableLocation(QStandardPaths::AppDataLocation) + QLatin1String("/Unsaved");
 }
 
-QStringList NoteStore::keepUnsavedCopies()
+void NoteStore::keepUnsavedCopies()
 {
-    QStringList copies;
-    for (const QString &name : std::as_const(m_unsaved)) {
-        if (const std::optional<QString> copy = keepUnsavedCopy(name))
-            copies << *copy;
-    }
-    return copies;
+    for (const QString &name : std::as_const(m_unsaved))
+        keepUnsavedCopy(name);
 }
 
-std::optional<QString> NoteStore::keepUnsavedCopy(const QString &name)
+void NoteStore::keepUnsavedCopy(const QString &name)
 {
     NoteController *target = controller(name);
     if (!target)
-        return std::nullopt;
+        return;
     const Note &note = target->note();
     const QString text = Frontmatter::serialize(note.meta, note.foreignFrontmatter, note.body);
     // Quitting flushes more than once; one copy of the same text is enough.
-    const auto kept = m_keptCopies.constFind(name);
-    if (kept != m_keptCopies.cend() && kept->first == text)
-        return kept->second;
+    if (m_keptCopies.value(name) == text)
+        return;
     // The workspace's name and the time tell copies of same-named notes apart.
     const QString copy
         = QStringLiteral("%1/%2 %3 %4")
@@ -489,12 +484,11 @@ std::optional<QString> NoteStore::keepUnsavedCopy(const QString &name)
     if (QDir().mkpath(unsavedCopiesFolder()) && NoteFiles::writeReplacing(copy, text.toUtf8(), &error)) {
         qCWarning(lcStore).noquote()
             << QStringLiteral("TackPad: failed to save %1; its text is kept in %2").arg(name, copy);
-        m_keptCopies.insert(name, {text, copy});
-        return copy;
+        m_keptCopies.insert(name, text);
+        return;
     }
     qCCritical(lcStore).noquote()
         << QStringLiteral("TackPad: failed to save %1 and to keep a copy of it: %2").arg(name, error);
-    return std::nullopt;
 }
 
 bool NoteStore::performSave(NoteController *controller)

@@ -88,8 +88,8 @@ public:
     // Writes every pending save now, and tries once more each note whose last save failed.
     void flushAllSaves();
     // For each note whose file still cannot be written, keeps its whole text in the recovery folder (see
-    // unsavedCopiesFolder), so that quitting or leaving the workspace loses nothing. Returns the copies written.
-    QStringList keepUnsavedCopies();
+    // unsavedCopiesFolder), so that quitting or leaving the workspace loses nothing.
+    void keepUnsavedCopies();
     static QString unsavedCopiesFolder();
 
     // --- Names and stacking order
@@ -182,7 +182,7 @@ private:
     void purgeRetired();
 
     bool performSave(NoteController *controller);
-    std::optional<QString> keepUnsavedCopy(const QString &name);
+    void keepUnsavedCopy(const QString &name);
     bool cancelPendingSave(const QString &filename);
 
     qint64 raisedMaxZ();
@@ -204,8 +204,8 @@ private:
     std::map<QString, std::unique_ptr<QTimer>> m_pendingSaves;
     // Notes whose last save failed: flushing tries them again even without a new edit.
     QSet<QString> m_unsaved;
-    // The text of each copy kept for an unsaved note, and where.
-    QHash<QString, std::pair<QString, QString>> m_keptCopies;
+    // The text last kept as a copy for each unsaved note.
+    QHash<QString, QString> m_keptCopies;
     int m_cascadeIndex = 0;
     qint64 m_maxZ = 0;
     QPointer<NoteController> m_topController;
