@@ -194,6 +194,35 @@ void MarkdownTextView::replaceAllText(const QString &text)
     cursor.endEditBlock();
 }
 
+void MarkdownTextView::takeOutsideText(const QString &text)
+{
+    const QString current = markdown();
+    if (text == current)
+        return;
+    qsizetype prefix = 0;
+    const qsizetype shorter = std::min(current.size(), text.size());
+    while (prefix < shorter && current.at(prefix) == text.at(prefix))
+        ++prefix;
+    qsizetype suffix = 0;
+    while (suffix < shorter - prefix && current.at(current.size() - 1 - suffix) == text.at(text.size() - 1 - suffix))
+        ++suffix;
+    // Never split a surrogate pair between the kept and the replaced part.
+    if (prefix > 0 && current.at(prefix - 1).isHighSurrogate())
+        --prefix;
+    if (suffix > 0 && current.at(current.size() - suffix).isLowSurrogate())
+        --suffix;
+    const int scroll = verticalScrollBar()->value();
+    QScopedValueRollback<bool> settingText(m_settingText, true);
+    // A cursor of its own: the user's caret moves with the edit like it does for any change before or after it.
+    QTextCursor cursor(document());
+    cursor.beginEditBlock();
+    cursor.setPosition(int(prefix));
+    cursor.setPosition(int(current.size() - suffix), QTextCursor::KeepAnchor);
+    cursor.insertText(text.mid(prefix, text.size() - prefix - suffix));
+    cursor.endEditBlock();
+    verticalScrollBar()->setValue(scroll);
+}
+
 bool MarkdownTextView::selectMatch(const QString &query)
 {
     if (query.isEmpty())

@@ -35,6 +35,9 @@ public:
     QString markdown() const;
     // Replaces the whole text as one undoable edit (reported by textEdited()).
     void replaceAllText(const QString &text);
+    // Takes in a change made elsewhere as one undoable edit that replaces only the part that differs, so the caret,
+    // the selection and the scroll position stay on the text they were on. Not reported by textEdited().
+    void takeOutsideText(const QString &text);
 
     // Selects the first case-insensitive occurrence of query and scrolls to it; false when there is none.
     bool selectMatch(const QString &query);

@@ -14,6 +14,7 @@ struct Note
     NoteMetadata meta;
     QStringList foreignFrontmatter; // other tools' front-matter lines, verbatim, in file order
     bool hadMetadata = false;       // the file carried this application's properties when last read
+    bool byteOrderMark = false;     // the file began with a UTF-8 byte-order mark; saving keeps it
 
     // The title users see: the file name without its extension.
     QString title() const;

@@ -11,7 +11,14 @@ namespace NotePalette {
 
 std::optional<QColor> colorFromHexString(const QString &text)
 {
-    QString digits = text.trimmed();
+    // Spaces and tabs only: a line break or another kind of blank inside a property value is not a colour.
+    qsizetype begin = 0;
+    qsizetype end = text.size();
+    while (begin < end && (text.at(begin) == QLatin1Char(' ') || text.at(begin) == QLatin1Char('\t')))
+        ++begin;
+    while (end > begin && (text.at(end - 1) == QLatin1Char(' ') || text.at(end - 1) == QLatin1Char('\t')))
+        --end;
+    QString digits = text.mid(begin, end - begin);
     if (digits.startsWith(QLatin1Char('#')))
         digits.remove(0, 1);
     if (digits.size() != 6)

@@ -29,6 +29,8 @@ public:
 Q_SIGNALS:
     // Direct entries of the folder that were created, written, renamed or deleted (names only, no paths).
     void filesChanged(const QStringList &names);
+    // A direct entry was renamed within the folder (both names are also among the next filesChanged names).
+    void fileMoved(const QString &from, const QString &to);
     // Anything else: the folder itself changed, or events were lost. Only a full rescan is reliable.
     void folderChanged();
 

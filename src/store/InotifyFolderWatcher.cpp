@@ -1,6 +1,7 @@
 #include "store/InotifyFolderWatcher.h"
 
 #include <QFile>
+#include <QHash>
 #include <QSet>
 #include <QSocketNotifier>
 
@@ -70,6 +71,9 @@ void InotifyFolderWatcher::readEvents()
 {
     alignas(inotify_event) char buffer[64 * 1024];
     QSet<QString> names;
+    // The two halves of a rename share a cookie; a half without its partner was a move into or out of the folder.
+    QHash<uint32_t, QString> movedFrom;
+    QList<std::pair<QString, QString>> moves;
     bool wholeFolder = false;
     bool watchGone = false;
     for (;;) {
@@ -83,7 +87,12 @@ void InotifyFolderWatcher::readEvents()
                 wholeFolder = true;
                 watchGone = watchGone || (event->mask & IN_IGNORED);
             } else if (event->len > 0) {
-                names.insert(QFile::decodeName(event->name));
+                const QString name = QFile::decodeName(event->name);
+                names.insert(name);
+                if (event->mask & IN_MOVED_FROM)
+                    movedFrom.insert(event->cookie, name);
+                else if ((event->mask & IN_MOVED_TO) && movedFrom.contains(event->cookie))
+                    moves.append({movedFrom.take(event->cookie), name});
             }
         }
     }
@@ -91,6 +100,8 @@ void InotifyFolderWatcher::readEvents()
         // The kernel dropped the watch (folder deleted or unmounted); nothing more will arrive on this descriptor.
         stop();
     }
+    for (const auto &[from, to] : std::as_const(moves))
+        Q_EMIT fileMoved(from, to);
     if (wholeFolder)
         Q_EMIT folderChanged();
     else if (!names.isEmpty())

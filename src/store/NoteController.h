@@ -4,6 +4,7 @@
 #include "notes/Note.h"
 
 #include <QObject>
+#include <QPointF>
 #include <QString>
 
 #include <memory>
@@ -52,8 +53,17 @@ public:
     virtual void setEditorText(const QString &markdown) = 0;
     virtual void focusEditor() = 0;
 
+    // Where the window stands relative to the note's stored position, in points (x right, y up). A note that
+    // appears exactly on top of another one (a sync tool's conflict copy) is shown moved aside so that both can be
+    // seen, without changing its file; the user's first move of the window ends the offset.
+    QPointF displayOffset() const { return m_displayOffset; }
+    virtual void setDisplayOffset(QPointF offset) { m_displayOffset = offset; }
+
 private:
     std::unique_ptr<Note> m_note;
     NoteStore &m_store;
     QString m_lastDiskContent;
+
+protected:
+    QPointF m_displayOffset;
 };

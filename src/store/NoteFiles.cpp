@@ -1,13 +1,13 @@
 #include "store/NoteFiles.h"
 
+#include "store/AtomicFile.h"
+
 #include <QDir>
 #include <QFile>
 #include <QFileInfo>
 #include <QLocale>
-#include <QSaveFile>
 #include <QStandardPaths>
 #include <QStringDecoder>
-#include <QTemporaryFile>
 
 #include <algorithm>
 #include <cerrno>
@@ -21,6 +21,8 @@
 namespace NoteFiles {
 
 namespace {
+
+const QByteArray utf8ByteOrderMark("\xEF\xBB\xBF");
 
 FileStamp stampFromStat(const struct stat &st)
 {
@@ -42,29 +44,6 @@ QString systemError(int error)
     return QString::fromLocal8Bit(std::strerror(error));
 }
 
-// New files get the permissions an ordinary program would give them: read and write for everyone, less the
-// user's umask. QTemporaryFile would leave them readable by their owner alone.
-QFileDevice::Permissions newFilePermissions()
-{
-    const mode_t mask = ::umask(0);
-    ::umask(mask);
-    const mode_t mode = 0666 & ~mask;
-    QFileDevice::Permissions permissions;
-    if (mode & S_IRUSR)
-        permissions |= QFileDevice::ReadOwner | QFileDevice::ReadUser;
-    if (mode & S_IWUSR)
-        permissions |= QFileDevice::WriteOwner | QFileDevice::WriteUser;
-    if (mode & S_IRGRP)
-        permissions |= QFileDevice::ReadGroup;
-    if (mode & S_IWGRP)
-        permissions |= QFileDevice::WriteGroup;
-    if (mode & S_IROTH)
-        permissions |= QFileDevice::ReadOther;
-    if (mode & S_IWOTH)
-        permissions |= QFileDevice::WriteOther;
-    return permissions;
-}
-
 } // namespace
 
 bool isNoteFileName(const QString &name)
@@ -73,7 +52,8 @@ bool isNoteFileName(const QString &name)
         && name.endsWith(QLatin1String(".md"), Qt::CaseInsensitive);
 }
 
-std::optional<std::vector<Entry>> listNoteFiles(const QString &folder, QString *error)
+std::optional<std::vector<Entry>> listNoteFiles(
+    const QString &folder, QString *error, std::vector<Skipped> *skipped, QStringList *temporaries)
 {
     DIR *dir = ::opendir(QFile::encodeName(folder).constData());
     if (!dir) {
@@ -83,18 +63,33 @@ std::optional<std::vector<Entry>> listNoteFiles(const QString &folder, QString *
     }
     std::vector<Entry> entries;
     const int dirFd = ::dirfd(dir);
-    errno = 0;
-    while (const dirent *item = ::readdir(dir)) {
+    int readError = 0;
+    for (;;) {
+        // readdir says "end" and "error" with the same null: only errno tells them apart, so it is cleared before
+        // every call (a failed stat of a dangling link below would otherwise leave its error standing).
+        errno = 0;
+        const dirent *item = ::readdir(dir);
+        if (!item) {
+            readError = errno;
+            break;
+        }
         const QString name = QFile::decodeName(item->d_name);
+        if (temporaries && AtomicFile::isTemporaryName(name))
+            temporaries->append(name);
         if (!isNoteFileName(name))
             continue;
         struct stat st;
-        // Follows symbolic links: a linked note file is a note like any other.
-        if (::fstatat(dirFd, item->d_name, &st, 0) != 0 || !S_ISREG(st.st_mode))
+        // Follows symbolic links: a linked note file is a note like any other. A dangling or looping link, or an
+        // entry that vanished meanwhile, is simply not a note file.
+        if (::fstatat(dirFd, item->d_name, &st, 0) != 0) {
+            if (skipped)
+                skipped->push_back({name, systemError(errno)});
+            continue;
+        }
+        if (!S_ISREG(st.st_mode))
             continue;
         entries.push_back({name, stampFromStat(st)});
     }
-    const int readError = errno;
     ::closedir(dir);
     if (readError != 0) {
         if (error)
@@ -102,6 +97,14 @@ std::optional<std::vector<Entry>> listNoteFiles(const QString &folder, QString *
         return std::nullopt;
     }
     return entries;
+}
+
+std::optional<FolderIdentity> folderIdentity(const QString &path)
+{
+    struct stat st;
+    if (::stat(QFile::encodeName(path).constData(), &st) != 0 || !S_ISDIR(st.st_mode))
+        return std::nullopt;
+    return FolderIdentity{quint64(st.st_dev), quint64(st.st_ino)};
 }
 
 std::optional<FileStamp> stampOf(const QString &path)
@@ -132,8 +135,15 @@ ReadResult decodeText(const QByteArray &bytes)
         return result;
     }
     result.status = ReadStatus::Ok;
+    // The decoder drops a leading byte-order mark; the note remembers it so that saving puts it back.
+    result.byteOrderMark = bytes.startsWith(utf8ByteOrderMark);
     result.text = normaliseLineEnds(std::move(text));
     return result;
+}
+
+QByteArray encodeText(const QString &text, bool byteOrderMark)
+{
+    return byteOrderMark ? utf8ByteOrderMark + text.toUtf8() : text.toUtf8();
 }
 
 ReadResult readText(const QString &path)
@@ -159,70 +169,26 @@ ReadResult readText(const QString &path)
 
 bool writeReplacing(const QString &path, const QByteArray &data, QString *error)
 {
-    const QFileInfo existing(path);
-    // The mode bits only: WriteUser says what this process may do, and a superuser may do anything.
-    constexpr auto anyWrite = QFileDevice::WriteOwner | QFileDevice::WriteGroup | QFileDevice::WriteOther;
-    // Replacing goes through a rename, which the folder's permissions allow even for a file marked read-only;
-    // a read-only mark is the user's "do not change this", so honour it.
-    if (existing.exists() && existing.isFile() && !(existing.permissions() & anyWrite)) {
-        *error = QStringLiteral("the file is read-only");
-        return false;
-    }
-    QSaveFile file(path);
-    if (!file.open(QIODevice::WriteOnly)) {
-        *error = file.errorString();
-        return false;
-    }
-    if (file.write(data) != data.size()) {
-        *error = file.errorString();
-        file.cancelWriting();
-        return false;
-    }
-    if (!file.commit()) {
-        *error = file.errorString();
-        return false;
-    }
-    return true;
+    const AtomicFile::Outcome outcome = AtomicFile::write(path, data, AtomicFile::Mode::Replace);
+    *error = outcome.error;
+    return outcome.ok;
 }
 
 bool writeNew(const QString &path, const QByteArray &data, QString *error)
 {
-    const QFileInfo target(path);
-    if (target.exists() || target.isSymLink()) {
-        *error = QStringLiteral("a file named “%1” already exists").arg(target.fileName());
-        return false;
-    }
-    // A hidden temporary name: the store never lists it, so a half-written file is never taken for a note.
-    QTemporaryFile temporary(target.absolutePath() + QLatin1String("/.tackpad-XXXXXX"));
-    if (!temporary.open()) {
-        *error = temporary.errorString();
-        return false;
-    }
-    if (temporary.write(data) != data.size() || !temporary.flush()) {
-        *error = temporary.errorString();
-        return false;
-    }
-    temporary.setPermissions(newFilePermissions());
-    // QTemporaryFile::rename never replaces an existing file (renameat2 with RENAME_NOREPLACE, or link and
-    // unlink), so a note that another program created meanwhile survives.
-    if (!temporary.rename(path)) {
-        *error = QFileInfo::exists(path) ? QStringLiteral("a file named “%1” already exists").arg(target.fileName())
-                                         : temporary.errorString();
-        return false;
-    }
-    temporary.setAutoRemove(false);
-    return true;
+    const AtomicFile::Outcome outcome = AtomicFile::write(path, data, AtomicFile::Mode::CreateNew);
+    if (!outcome.ok)
+        *error = outcome.errorCode == EEXIST
+            ? QStringLiteral("a file named “%1” already exists").arg(QFileInfo(path).fileName())
+            : outcome.error;
+    return outcome.ok;
 }
 
 bool copyNew(const QString &source, const QString &target, QString *error)
 {
-    // QFile::copy writes to a temporary file next to the target and renames it without replacing.
-    QFile file(source);
-    if (!file.copy(target)) {
-        *error = file.errorString();
-        return false;
-    }
-    return true;
+    const AtomicFile::Outcome outcome = AtomicFile::copyNew(source, target);
+    *error = outcome.error;
+    return outcome.ok;
 }
 
 bool moveToTrash(const QString &path, QString *error)

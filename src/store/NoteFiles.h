@@ -26,6 +26,14 @@ struct FileStamp {
     friend bool operator==(const FileStamp &, const FileStamp &) = default;
 };
 
+// Which directory a path names (device and inode): a folder replaced at the same path is another directory.
+struct FolderIdentity {
+    quint64 device = 0;
+    quint64 inode = 0;
+    friend bool operator==(const FolderIdentity &, const FolderIdentity &) = default;
+};
+std::optional<FolderIdentity> folderIdentity(const QString &path);
+
 struct Entry {
     QString name;
     FileStamp stamp;
@@ -34,9 +42,18 @@ struct Entry {
 // Not hidden, and ending in ".md" in any letter case ("Note.MD" counts, "note.markdown" does not).
 bool isNoteFileName(const QString &name);
 
+// An entry with a note file name that is not a note file: a dangling or looping link, or one that cannot be stat'ed.
+struct Skipped {
+    QString name;
+    QString reason;
+};
+
 // The folder's direct entries that are regular files (symbolic links followed) with note file names, unsorted.
-// Nothing when the folder cannot be listed; `error` then says why.
-std::optional<std::vector<Entry>> listNoteFiles(const QString &folder, QString *error = nullptr);
+// Entries that cannot be looked at are left out (and named in `skipped`); nothing when the folder itself cannot be
+// listed, and `error` then says why.
+// `temporaries` receives the names of hidden temporary files of this application's atomic writes (AtomicFile).
+std::optional<std::vector<Entry>> listNoteFiles(const QString &folder, QString *error = nullptr,
+    std::vector<Skipped> *skipped = nullptr, QStringList *temporaries = nullptr);
 
 // The stamp of a regular file; nothing for a missing file, a folder or anything else.
 std::optional<FileStamp> stampOf(const QString &path);
@@ -45,7 +62,8 @@ enum class ReadStatus { Ok, Unreadable, NotUtf8, TooLarge };
 
 struct ReadResult {
     ReadStatus status = ReadStatus::Unreadable;
-    QString text; // with every CR LF turned into LF
+    QString text; // with every CR LF turned into LF, without a byte-order mark
+    bool byteOrderMark = false;
     QString error;
 };
 
@@ -53,9 +71,12 @@ struct ReadResult {
 ReadResult readText(const QString &path);
 ReadResult decodeText(const QByteArray &bytes);
 QString normaliseLineEnds(QString text);
+// The bytes of a note's text, with the byte-order mark its file had.
+QByteArray encodeText(const QString &text, bool byteOrderMark);
 
-// Replaces (or creates) the file atomically: readers see the old or the new text, never half of it. A file without
-// any write permission is left alone, also for a user whom the system would let replace it.
+// Replaces (or creates) the file atomically: readers see the old or the new text, never half of it, and a failure
+// leaves the old file as it was (see AtomicFile). A file without any write permission is left alone, also for a user
+// whom the system would let replace it.
 bool writeReplacing(const QString &path, const QByteArray &data, QString *error);
 
 // Creates the file with the data, atomically, and fails if the name exists - also when another program created it

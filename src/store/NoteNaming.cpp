@@ -42,30 +42,48 @@ QString withoutControlCharacters(const QString &text)
     return result;
 }
 
-// The first `count` user-perceived characters, never splitting an emoji or an accented letter.
-QString firstCharacters(const QString &text, int count)
+// The longest prefix of at most `count` user-perceived characters whose UTF-8 form fits `maxBytes`, never
+// splitting an emoji or an accented letter.
+QString firstCharacters(const QString &text, int count, qsizetype maxBytes)
 {
     QTextBoundaryFinder finder(QTextBoundaryFinder::Grapheme, text);
     int seen = 0;
+    qsizetype kept = 0;
+    qsizetype bytes = 0;
+    qsizetype previous = 0;
     while (finder.toNextBoundary() != -1) {
+        const qsizetype position = finder.position();
+        bytes += QStringView(text).mid(previous, position - previous).toUtf8().size();
+        if (bytes > maxBytes)
+            break;
+        kept = previous = position;
         if (++seen == count)
-            return text.left(finder.position());
+            break;
     }
-    return text;
+    return text.left(kept);
+}
+
+void removeLeadingDotsAndBlanks(QString &text)
+{
+    // ". .hello" would otherwise become ".hello": a hidden file that no listing shows again.
+    while (!text.isEmpty() && (text.startsWith(QLatin1Char('.')) || isSpaceOrTab(text.at(0)))) {
+        while (text.startsWith(QLatin1Char('.')))
+            text.remove(0, 1);
+        text = trimSpacesAndTabs(text);
+    }
 }
 
 // The rules shared by note titles and attachment names, after the caller's own trimming.
-std::optional<QString> cleanedName(QString text)
+std::optional<QString> cleanedName(QString text, qsizetype maxBytes)
 {
     text = withoutControlCharacters(text);
     text.replace(QLatin1Char('/'), QLatin1Char('-'));
     text.replace(QLatin1Char(':'), QLatin1Char('-'));
-    while (text.startsWith(QLatin1Char('.')))
-        text.remove(0, 1);
+    removeLeadingDotsAndBlanks(text);
     text = trimSpacesAndTabs(text);
     if (text.isEmpty())
         return std::nullopt;
-    const QString kept = firstCharacters(text, maxTitleLength);
+    const QString kept = firstCharacters(text, maxTitleLength, maxBytes);
     if (kept.size() == text.size())
         return text;
     text = trimSpacesAndTabs(kept);
@@ -79,7 +97,7 @@ std::optional<QString> sanitizeTitle(const QString &title)
     QString text = title.trimmed();
     if (text.toLower().endsWith(QLatin1String(".md")))
         text.chop(3);
-    return cleanedName(text);
+    return cleanedName(text, maxTitleBytes);
 }
 
 QString numberedName(const QString &base, int n, const QString &extension)
@@ -107,7 +125,7 @@ SplitName attachmentName(const QString &fileName)
         else
             split.base = leaf;
     }
-    split.base = cleanedName(split.base.trimmed()).value_or(QStringLiteral("attachment"));
+    split.base = cleanedName(split.base.trimmed(), maxTitleBytes - 8).value_or(QStringLiteral("attachment"));
     return split;
 }
 

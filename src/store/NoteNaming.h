@@ -8,9 +8,14 @@
 namespace NoteNaming {
 
 inline constexpr int maxTitleLength = 200;
+// File systems limit a name to 255 bytes. A title keeps room for ".md" and a number " (nnnnn)", so that every
+// name built from it (new, numbered, duplicated) can be created.
+inline constexpr qsizetype maxNameBytes = 255;
+inline constexpr qsizetype maxTitleBytes = maxNameBytes - 3 - 8;
 
 // A title made fit for a file name: trimmed, a trailing ".md" dropped, control and format characters removed,
-// "/" and ":" turned into "-", leading dots removed, at most 200 characters. Nothing if no usable title remains.
+// "/" and ":" turned into "-", leading dots removed (also after blanks), at most 200 characters and
+// `maxTitleBytes` bytes of UTF-8, cut on a character boundary. Nothing if no usable title remains.
 std::optional<QString> sanitizeTitle(const QString &title);
 
 // "base.ext" for n == 0, else "base (n).ext"; `extension` without the dot, empty for none.

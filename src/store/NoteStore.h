@@ -7,6 +7,7 @@
 #include "store/NewNoteDefaults.h"
 #include "store/NoteFiles.h"
 
+#include <QDateTime>
 #include <QHash>
 #include <QObject>
 #include <QPointer>
@@ -36,11 +37,15 @@ public:
         = std::function<std::unique_ptr<NoteController>(std::unique_ptr<Note>, NoteStore &, const QString &)>;
     using VisibleAreaProvider = std::function<std::optional<ScreenCoordinates::VisibleArea>()>;
 
+    using Clock = std::function<QDateTime()>;
+
     // Seconds: a rescan follows the last file event after rescanDelay; an edit is written editSaveDelay after the
     // last change, a raise in stacking order raiseSaveDelay after it.
     static constexpr double rescanDelay = 0.2;
     static constexpr double editSaveDelay = 0.75;
     static constexpr double raiseSaveDelay = 2.0;
+    // Conflict copies are named "<title> (conflict <date and time>)".
+    static constexpr const char *conflictTimeFormat = "yyyy-MM-dd HHmm";
 
     // Reads nothing: the owner sets `onFolderMissing`, then calls `rescan()` once and `startWatching()`.
     NoteStore(const QString &folder, Settings settings, QObject *parent = nullptr);
@@ -58,6 +63,10 @@ public:
     void setControllerFactory(ControllerFactory factory);
     void setAlertPresenter(AlertPresenter *presenter);
     void setVisibleAreaProvider(VisibleAreaProvider provider);
+    // Every delay (rescan, saves) is multiplied by `scale`: tests run the same rules without waiting in real time.
+    void setDelayScale(double scale);
+    // The time used to name conflict copies and recovered text.
+    void setClock(Clock clock);
 
     // --- The notes shown
     NoteController *controller(const QString &filename) const;
@@ -76,7 +85,8 @@ public:
     bool isWatching() const;
     // A full rescan after the debounce delay.
     void scheduleRescan();
-    NoteController *addController(const QString &name, const QString &raw, const Frontmatter::Parsed &parsed);
+    NoteController *addController(
+        const QString &name, const QString &raw, const Frontmatter::Parsed &parsed, bool byteOrderMark = false);
     // Writes pending saves, stops watching and closes every window. The store does nothing afterwards.
     void shutdown();
     // Announces a change of the set of notes or of their hidden state (also used by controllers).
@@ -87,10 +97,13 @@ public:
     bool hasPendingSave(const QString &filename) const;
     // Writes every pending save now, and tries once more each note whose last save failed.
     void flushAllSaves();
-    // For each note whose file still cannot be written, keeps its whole text in the recovery folder (see
-    // unsavedCopiesFolder), so that quitting or leaving the workspace loses nothing.
+    // For each note whose file still cannot be written, keeps its whole text in the recovery folder
+    // (RecoveryFolder), so that quitting or leaving the workspace loses nothing.
     void keepUnsavedCopies();
-    static QString unsavedCopiesFolder();
+    // Whether the note holds text or properties that its file does not have yet.
+    bool hasUnsavedChanges(const NoteController *controller) const;
+    // Re-reads one note file now and takes in what another program changed (merged with unsaved text).
+    void refreshFromDisk(const QString &filename);
 
     // --- Names and stacking order
     static std::optional<QString> sanitizeTitle(const QString &title);
@@ -145,6 +158,12 @@ Q_SIGNALS:
     // A note's file could not be written; the text stays in memory and every later save tries again. Said once
     // until a save of that note succeeds.
     void saveFailed(const QString &filename, const QString &error);
+    // Another program changed a note that had unsaved text, and the two versions could not be merged: the note
+    // keeps the user's text and the other version became the note `conflictFilename`.
+    void conflictKept(const QString &filename, const QString &conflictFilename);
+    // Text that could not stay in a note file was kept in the recovery folder as `copyPath`; `why` says what
+    // happened, for example "was deleted elsewhere".
+    void textRecovered(const QString &filename, const QString &copyPath, const QString &why);
 
 private:
     // Groups the changes of one operation or rescan into one notesChanged signal.
@@ -169,27 +188,51 @@ private:
         Outcome outcome = Unusable;
     };
 
+    // Controllers whose files vanished during a rescan, kept until the end of it so that a file that reappears
+    // under another name with the same text (a rename elsewhere) takes its note along.
+    using Vanished = QStringList;
+
     bool folderPresent();
     void rescanFiles(QStringList names);
-    void reconcile(const QString &name, const NoteFiles::FileStamp &stamp, bool trustKnownStamp);
+    void reconcile(const QString &name, const NoteFiles::FileStamp &stamp, bool trustKnownStamp, Vanished &vanished);
+    void reconcileUnusable(const QString &name, const NoteFiles::FileStamp &stamp, const NoteFiles::ReadResult &read);
+    bool followRename(const QString &name, const QString &raw, Vanished &vanished);
+    void removeVanished(const Vanished &vanished);
+    void recoverAbandonedSaves(const QStringList &temporaries);
+    void reportSkippedEntries(const std::vector<NoteFiles::Skipped> &skipped);
     void runPendingRescan();
     void onFilesChanged(const QStringList &names);
+    void onFileMoved(const QString &from, const QString &to);
     void onFolderChanged();
     void noteSetChanged();
+    bool folderReplaced() const;
+    void watchFolder();
+    int delayMs(double seconds) const;
 
     NoteController *insertController(std::unique_ptr<Note> note, const QString &lastDiskContent);
-    void removeController(const QString &filename);
+    void moveAsideFromTwins(NoteController *added);
+    enum class Unsaved { Keep, Drop };
+    void removeController(const QString &filename, Unsaved unsaved, const QString &why = {});
+    void rekey(const QString &oldName, const QString &newName);
     void purgeRetired();
 
     bool performSave(NoteController *controller);
-    void keepUnsavedCopy(const QString &name);
+    bool writeNote(NoteController *controller);
+    void mergeOutsideChange(NoteController *controller, const QString &raw, const QString &base);
+    void takeDisplacedText(NoteController *controller, const QByteArray &displaced, const QString &expected);
+    void keepConflictCopy(NoteController *controller, const Frontmatter::Parsed &theirs, const QString &raw);
+    void detach(const QString &name, const QString &reason);
+    std::optional<QString> keepUnsavedCopy(const QString &name, const QString &why = {});
     bool cancelPendingSave(const QString &filename);
+    QString conflictTitle(const QString &title) const;
 
     qint64 raisedMaxZ();
     QString availableFilename(const QString &base, int firstSuffix, const QString &ignoring) const;
     NoteController *writeNewNote(const QString &name, const NoteMetadata &meta, const QStringList &foreign,
         const QString &body, const QString &failureTitle, bool makeKey, bool quiet);
-    NoteController *adoptInPlace(const QString &name, const Frontmatter::Parsed &parsed, bool quiet);
+    NoteController *adoptInPlace(
+        const QString &name, const Frontmatter::Parsed &parsed, bool byteOrderMark, bool quiet);
+    bool insideFolder(const QString &path) const;
     std::optional<QString> freeAttachmentPath(const QString &base, const QString &extension) const;
     QString attachmentsFolder() const;
     void reportFailure(const QString &title, const QString &description, bool quiet = false);
@@ -204,6 +247,9 @@ private:
     std::map<QString, std::unique_ptr<QTimer>> m_pendingSaves;
     // Notes whose last save failed: flushing tries them again even without a new edit.
     QSet<QString> m_unsaved;
+    // Notes whose file another program made unusable (unreadable, too large, not UTF-8): nothing is written to it
+    // until it is a readable note file again; the note's text goes to the recovery folder instead.
+    QHash<QString, QString> m_detached;
     // The text last kept as a copy for each unsaved note.
     QHash<QString, QString> m_keptCopies;
     int m_cascadeIndex = 0;
@@ -217,6 +263,10 @@ private:
     ControllerFactory m_factory;
     AlertPresenter *m_alerts = nullptr;
     VisibleAreaProvider m_visibleArea;
+    double m_delayScale = 1.0;
+    Clock m_clock = &QDateTime::currentDateTime;
+    // The directory the watcher watches, to notice when the folder's path comes to name another directory.
+    std::optional<NoteFiles::FolderIdentity> m_watchedIdentity;
     // Controllers closed while one of their own calls may still be on the stack; deleted on the next turn.
     std::vector<std::unique_ptr<NoteController>> m_retired;
     int m_batchDepth = 0;

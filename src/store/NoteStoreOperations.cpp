@@ -178,18 +178,7 @@ bool NoteStore::rename(NoteController *controller, const QString &title)
         reportFailure(renameFailed, file.errorString());
         return false;
     }
-    const bool savePending = cancelPendingSave(oldName) || m_unsaved.remove(oldName);
-    m_pendingSaves.erase(oldName);
-    auto node = m_controllers.extract(oldName);
-    node.key() = newName;
-    m_controllers.insert(std::move(node));
-    m_known.remove(oldName);
-    m_known.remove(newName);
-    controller->note().filename = newName;
-    controller->applyAppearance();
-    if (savePending)
-        scheduleSave(controller, editSaveDelay);
-    noteSetChanged();
+    rekey(oldName, newName);
     return true;
 }
 
@@ -230,7 +219,7 @@ bool NoteStore::deleteNote(NoteController *controller)
     }
     m_known.remove(name);
     ChangeBatch batch(*this);
-    removeController(name);
+    removeController(name, Unsaved::Keep, QStringLiteral("was moved to the Trash before its last changes could be saved"));
     return true;
 }
 
@@ -284,20 +273,25 @@ int NoteStore::adoptAllOrdinaryMarkdown()
         if (read.status != NoteFiles::ReadStatus::Ok)
             continue;
         const Frontmatter::Parsed parsed = Frontmatter::parse(read.text);
-        if (!parsed.hadMeta && adoptInPlace(name, parsed, true))
+        if (!parsed.hadMeta && adoptInPlace(name, parsed, read.byteOrderMark, true))
             ++adopted;
     }
     return adopted;
 }
 
-NoteController *NoteStore::adoptInPlace(const QString &name, const Frontmatter::Parsed &parsed, bool quiet)
+NoteController *NoteStore::adoptInPlace(
+    const QString &name, const Frontmatter::Parsed &parsed, bool byteOrderMark, bool quiet)
 {
+    if (!insideFolder(filePath(name))) {
+        reportFailure(importFailed, QStringLiteral("“%1” links to a file outside the workspace; it is left as it is.").arg(name), quiet);
+        return nullptr;
+    }
     NoteMetadata meta = nextDefaultMetadata();
     applyNewNoteDefaults(meta);
     meta.adopt = true;
     const QString text = Frontmatter::serialize(meta, parsed.foreign, parsed.body);
     QString error;
-    if (!NoteFiles::writeReplacing(filePath(name), text.toUtf8(), &error)) {
+    if (!NoteFiles::writeReplacing(filePath(name), NoteFiles::encodeText(text, byteOrderMark), &error)) {
         reportFailure(importFailed, QStringLiteral("%1: %2").arg(name, error), quiet);
         return nullptr;
     }
@@ -305,7 +299,7 @@ NoteController *NoteStore::adoptInPlace(const QString &name, const Frontmatter::
     Frontmatter::Parsed adopted = parsed;
     adopted.meta = meta;
     adopted.hadMeta = true;
-    return addController(name, text, adopted);
+    return addController(name, text, adopted, byteOrderMark);
 }
 
 NoteController *NoteStore::importFile(const QString &path, bool quiet)
@@ -333,9 +327,9 @@ NoteController *NoteStore::importFile(const QString &path, bool quiet)
         }
         if (parsed.hadMeta) {
             m_known.remove(name);
-            return addController(name, read.text, parsed);
+            return addController(name, read.text, parsed, read.byteOrderMark);
         }
-        return adoptInPlace(name, parsed, quiet);
+        return adoptInPlace(name, parsed, read.byteOrderMark, quiet);
     }
 
     // A file from elsewhere: a copy comes in as a note of its own; the original is left as it was.
@@ -365,7 +359,7 @@ bool NoteStore::revert(NoteController *controller)
     const bool savePending = cancelPendingSave(name);
     const QString text = Frontmatter::serializeWithoutTackpad(note.foreignFrontmatter, note.body);
     QString error;
-    if (!NoteFiles::writeReplacing(filePath(name), text.toUtf8(), &error)) {
+    if (!NoteFiles::writeReplacing(filePath(name), NoteFiles::encodeText(text, note.byteOrderMark), &error)) {
         reportFailure(closeFailed, error);
         if (savePending)
             scheduleSave(controller, editSaveDelay);
@@ -373,8 +367,18 @@ bool NoteStore::revert(NoteController *controller)
     }
     m_known.remove(name);
     ChangeBatch batch(*this);
-    removeController(name);
+    // The file now holds the note's text (without the property line): nothing is left unsaved.
+    removeController(name, Unsaved::Drop);
     return true;
+}
+
+// The file's real location (links resolved) lies in the workspace folder: the store never writes through a link to
+// a file elsewhere, which could be anything (a copy of a system file, another program's data).
+bool NoteStore::insideFolder(const QString &path) const
+{
+    const QString real = QFileInfo(path).canonicalFilePath();
+    const QString folder = QFileInfo(m_folder).canonicalFilePath();
+    return !real.isEmpty() && !folder.isEmpty() && QFileInfo(real).absolutePath() == folder;
 }
 
 // --- Attachments

@@ -84,8 +84,15 @@ bool NoteWindow::isFloating() const
     return windowFlags().testFlag(Qt::WindowStaysOnTopHint);
 }
 
+void NoteWindow::showEvent(QShowEvent *event)
+{
+    m_paintedSinceShown = false;
+    QWidget::showEvent(event);
+}
+
 void NoteWindow::paintEvent(QPaintEvent *)
 {
+    m_paintedSinceShown = true;
     QPainter p(this);
     p.fillRect(rect(), m_background);
     // A hairline border (half a point) of black at 15 %, so that a white note on a white page still has an edge.

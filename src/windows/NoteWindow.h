@@ -31,6 +31,9 @@ public:
     // In tray mode notes stay out of the taskbar (a tool window); otherwise each note is an ordinary window.
     void setToolWindow(bool tool);
     bool isLiveResizing() const { return m_liveResize; }
+    // Whether the window has been painted since it was last shown: before that, the window manager is still
+    // placing it, and the moves it reports are its doing, not the user's.
+    bool paintedSinceShown() const { return m_paintedSinceShown; }
 
 Q_SIGNALS:
     void moved();
@@ -43,6 +46,7 @@ Q_SIGNALS:
 
 protected:
     void paintEvent(QPaintEvent *event) override;
+    void showEvent(QShowEvent *event) override;
     void moveEvent(QMoveEvent *event) override;
     void resizeEvent(QResizeEvent *event) override;
     void changeEvent(QEvent *event) override;
@@ -66,6 +70,7 @@ private:
     QRect m_resizeStartGeometry;
     QPoint m_resizeStartMouse;
     bool m_liveResize = false;
+    bool m_paintedSinceShown = false;
     // A window-manager resize grabs the pointer, so its end is never seen as a mouse release here: it is taken to
     // have ended when no resize arrived for a moment.
     QTimer m_liveResizeEnd;

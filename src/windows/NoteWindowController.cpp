@@ -93,7 +93,24 @@ void NoteWindowController::buildWindow()
     m_window->body()->layout()->addWidget(m_textView);
     m_textView->installEventFilter(this);
     m_textView->viewport()->installEventFilter(this);
-    setWindowFrame(clampToVisible(frameFor(note().meta)));
+    setWindowFrame(displayFrame());
+    // Another screen layout may show the notes where they were saved (a second monitor back), or hide them: the
+    // window is placed again from the note's own frame, which nothing here changes.
+    connect(qGuiApp, &QGuiApplication::screenAdded, this, &NoteWindowController::screensChanged);
+    connect(qGuiApp, &QGuiApplication::screenRemoved, this, &NoteWindowController::screensChanged);
+    connect(qGuiApp, &QGuiApplication::primaryScreenChanged, this, &NoteWindowController::screensChanged);
+    for (QScreen *screen : QGuiApplication::screens())
+        connect(screen, &QScreen::availableGeometryChanged, this, &NoteWindowController::screensChanged);
+}
+
+void NoteWindowController::screensChanged()
+{
+    if (m_closing)
+        return;
+    for (QScreen *screen : QGuiApplication::screens())
+        connect(screen, &QScreen::availableGeometryChanged, this, &NoteWindowController::screensChanged,
+            Qt::UniqueConnection);
+    applyFrame();
 }
 
 void NoteWindowController::connectTitleBar()
@@ -202,8 +219,39 @@ void NoteWindowController::setWindowFrame(const QRectF &fileRect)
     const QRect qtRect = ScreenCoordinates::toQtRect(fileRect, primaryScreenHeight()).toAlignedRect();
     const bool wasSuppressed = m_suppressFrameCallbacks;
     m_suppressFrameCallbacks = true;
+    placed(qtRect);
     m_window->setGeometry(qtRect);
     m_suppressFrameCallbacks = wasSuppressed;
+}
+
+// The note's frame as shown: moved aside when it would cover another note exactly, and kept on a visible screen.
+// Neither correction is the user's doing, so neither is ever written to the file.
+QRectF NoteWindowController::displayFrame() const
+{
+    return clampToVisible(frameFor(note().meta).translated(displayOffset()));
+}
+
+void NoteWindowController::placed(const QRect &geometry)
+{
+    m_placedGeometry = geometry;
+    if (m_window->isVisible())
+        m_sincePlacement.start();
+}
+
+// A window manager places a window when it maps it (before it is first painted), and may correct a geometry given to
+// a visible window (the confirmation arrives asynchronously, after the screens changed for instance). Reports in
+// either case are its doing; a user's drag or resize comes later.
+bool NoteWindowController::placementSettled() const
+{
+    constexpr qint64 correctionMs = 500;
+    return m_window->paintedSinceShown()
+        && (!m_sincePlacement.isValid() || m_sincePlacement.elapsed() >= correctionMs);
+}
+
+void NoteWindowController::setDisplayOffset(QPointF offset)
+{
+    NoteController::setDisplayOffset(offset);
+    applyFrame();
 }
 
 QRectF NoteWindowController::windowFileRect() const
@@ -215,6 +263,17 @@ void NoteWindowController::frameChanged()
 {
     if (m_suppressFrameCallbacks || m_closing)
         return;
+    const QRect geometry = m_window->geometry();
+    if (geometry == m_placedGeometry)
+        return;
+    if (!placementSettled()) {
+        // The window manager's placement (or its correction of ours): shown, never written.
+        m_placedGeometry = geometry;
+        return;
+    }
+    m_placedGeometry = geometry;
+    // The user put the window somewhere: from now on it stands where they put it.
+    m_displayOffset = QPointF();
     const QRectF frame = windowFileRect();
     NoteMetadata &meta = note().meta;
     const NoteMetadata before = meta;
@@ -230,7 +289,7 @@ void NoteWindowController::frameChanged()
         // A rolled-up strip stores where the unrolled note would stand: its top edge stays put.
         meta.y = frame.y() + rolledHeight - meta.height;
     }
-    // Showing a window reports its (unchanged) frame too; only a real move or resize is the user's doing.
+    // A move that rounds to the stored frame changes nothing in the file.
     if (meta == before)
         return;
     changed(true);
@@ -249,7 +308,7 @@ void NoteWindowController::onLiveResize()
 
 void NoteWindowController::applyFrame()
 {
-    setWindowFrame(clampToVisible(frameFor(note().meta)));
+    setWindowFrame(displayFrame());
 }
 
 // --- Appearance
@@ -299,6 +358,7 @@ void NoteWindowController::applyRolledState(bool animated)
         m_window->setMinimumSize(int(minContentWidth), int(minContentHeight));
         m_window->setMaximumSize(QWIDGETSIZE_MAX, QWIDGETSIZE_MAX);
     }
+    placed(target);
     if (animated && m_window->isVisible() && target != current) {
         auto *animation = new QPropertyAnimation(m_window.get(), "geometry", this);
         animation->setDuration(120);
@@ -320,6 +380,8 @@ void NoteWindowController::orderFront(bool makeKey)
     // A window manager focuses windows as they appear; a note brought up without being asked to take the focus
     // (at launch, on reopen) must not, or every note would be raised and its file rewritten at every start.
     m_window->setAttribute(Qt::WA_ShowWithoutActivating, !makeKey);
+    if (!m_window->isVisible())
+        placed(m_window->geometry());
     m_window->show();
     m_window->raise();
     if (makeKey) {
@@ -343,7 +405,8 @@ void NoteWindowController::closeWindow()
 
 void NoteWindowController::setEditorText(const QString &markdown)
 {
-    m_textView->setMarkdown(markdown, true);
+    // One undoable step that leaves the caret and the scroll position on the text they were on.
+    m_textView->takeOutsideText(markdown);
 }
 
 void NoteWindowController::focusEditor()

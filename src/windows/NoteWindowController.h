@@ -3,6 +3,7 @@
 #include "store/NoteController.h"
 #include "windows/NoteWindowEnvironment.h"
 
+#include <QElapsedTimer>
 #include <QPointer>
 #include <QRectF>
 
@@ -77,6 +78,7 @@ public:
     void applyRolledState(bool animated) override;
     void setEditorText(const QString &markdown) override;
     void focusEditor() override;
+    void setDisplayOffset(QPointF offset) override;
 
     // The window moved or was resized by the user: the new frame goes into the note (suppressed while the window
     // itself changes the frame).
@@ -92,6 +94,10 @@ private:
     void connectEditor();
     void changed(bool rememberStyle);
     void setWindowFrame(const QRectF &fileRect);
+    QRectF displayFrame() const;
+    void placed(const QRect &geometry);
+    bool placementSettled() const;
+    void screensChanged();
     QRectF windowFileRect() const;
     void showContextMenu(const QPoint &globalPosition, QMenu *menu);
     void setFontSize(double size);
@@ -104,6 +110,10 @@ private:
     std::unique_ptr<NoteWindow> m_window;
     MarkdownTextView *m_textView = nullptr;
     bool m_suppressFrameCallbacks = false;
+    // The geometry the window was last given by this application or, while it was being placed, by the window
+    // manager. A move or resize that ends anywhere else, once placement has settled, is the user's.
+    QRect m_placedGeometry;
+    QElapsedTimer m_sincePlacement;
     bool m_aiRequestInFlight = false;
     bool m_closing = false;
 };

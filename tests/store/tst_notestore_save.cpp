@@ -5,6 +5,7 @@
 #include "notes/Frontmatter.h"
 #include "store/NoteController.h"
 #include "store/NoteStore.h"
+#include "store/RecoveryFolder.h"
 
 #include <QElapsedTimer>
 #include <QSignalSpy>
@@ -135,11 +136,11 @@ void TestNoteStoreSave::failedSaveIsLoggedAndKeepsText()
         const QString expected
             = Frontmatter::serialize(note->note().meta, note->note().foreignFrontmatter, note->note().body);
         store.shutdown();
-        const QStringList copies = QDir(NoteStore::unsavedCopiesFolder()).entryList(QDir::Files);
+        const QStringList copies = QDir(RecoveryFolder::path()).entryList(QDir::Files);
         QCOMPARE(copies.size(), 1);
         QVERIFY2(copies.first().endsWith(QLatin1String(" Note.md")), qPrintable(copies.first()));
-        QCOMPARE(readFile(NoteStore::unsavedCopiesFolder() + QLatin1Char('/') + copies.first()), expected);
-        QVERIFY(QDir(NoteStore::unsavedCopiesFolder()).removeRecursively());
+        QCOMPARE(readFile(RecoveryFolder::path() + QLatin1Char('/') + copies.first()), expected);
+        QVERIFY(QDir(RecoveryFolder::path()).removeRecursively());
     }
 }
 

@@ -5,6 +5,7 @@
 #include "store/NoteController.h"
 #include "store/NoteStore.h"
 
+#include <QDateTime>
 #include <QSignalSpy>
 #include <QTest>
 
@@ -22,7 +23,9 @@ private Q_SLOTS:
 
     void externalChange_data();
     void externalChange();
-    void pendingSaveWinsAndOwnWriteIsIgnored();
+    void outsideChangeMeetsUnsavedText_data();
+    void outsideChangeMeetsUnsavedText();
+    void ownWriteIsRecognised();
     void renameByAnotherProgram();
     void namedRescansMatchFullRescan();
 
@@ -163,30 +166,79 @@ void TestNoteStoreScan::externalChange()
     QCOMPARE(readBytes(ws.path("Note.md")), newText);
 }
 
-// Text typed in the window wins over an edit made elsewhere meanwhile, and the store's own write that follows is
-// recognised as its own.
-void TestNoteStoreScan::pendingSaveWinsAndOwnWriteIsIgnored()
+// Another program changes a note that has text or properties not yet saved: the two are merged, and where they
+// cannot be, the user's text stays in the note and the other version becomes a note of its own. Nothing is lost.
+void TestNoteStoreScan::outsideChangeMeetsUnsavedText_data()
+{
+    QTest::addColumn<QString>("base");
+    QTest::addColumn<QString>("typed");   // empty: only a property changed (the note was raised)
+    QTest::addColumn<QString>("outside");
+    QTest::addColumn<QString>("merged");  // the note's text afterwards
+    QTest::addColumn<QString>("conflict"); // the conflict note's text, empty when there is none
+
+    QTest::newRow("nominal: typing at the end of a line while a line is appended")
+        << u"first line\n"_qs << u"first line typed\n"_qs << u"first line\nappended\n"_qs << u"first line typed\nappended\n"_qs << u""_qs;
+    QTest::newRow("nominal: typing at the very end while a line is appended (no final line feed)")
+        << u"first"_qs << u"first typed"_qs << u"first\nappended"_qs << u"first typed\nappended"_qs << u""_qs;
+    QTest::newRow("nominal: different lines changed")
+        << u"a\nb\nc\n"_qs << u"A\nb\nc\n"_qs << u"a\nb\nC\n"_qs << u"A\nb\nC\n"_qs << u""_qs;
+    QTest::newRow("nominal: different words of one line changed")
+        << u"one two three\n"_qs << u"ONE two three\n"_qs << u"one two THREE\n"_qs << u"ONE two THREE\n"_qs << u""_qs;
+    QTest::newRow("nominal: only the stacking order is waiting: the outside text is taken")
+        << u"text\n"_qs << u""_qs << u"text\nmore\n"_qs << u"text\nmore\n"_qs << u""_qs;
+    QTest::newRow("robustness: both rewrote the same words")
+        << u"original\n"_qs << u"typed in the window\n"_qs << u"edited elsewhere\n"_qs << u"typed in the window\n"_qs
+        << u"edited elsewhere\n"_qs;
+}
+
+void TestNoteStoreScan::outsideChangeMeetsUnsavedText()
+{
+    QFETCH(QString, base);
+    QFETCH(QString, typed);
+    QFETCH(QString, outside);
+    QFETCH(QString, merged);
+    QFETCH(QString, conflict);
+    Workspace ws;
+    NoteController *note = ws.openWith("Note.md", noteText("x10 y20 w300 h200 z1 #FBF4A6 s12", base));
+    NoteStore &store = *ws.store;
+    store.setClock([] { return QDateTime(QDate(2026, 1, 2), QTime(3, 4)); });
+    QSignalSpy conflicts(&store, &NoteStore::conflictKept);
+
+    if (typed.isEmpty()) {
+        store.bringToFront(note);
+    } else {
+        note->note().body = typed;
+        store.scheduleSave(note, NoteStore::editSaveDelay);
+    }
+    writeAtomically(ws.path("Note.md"), noteText("x10 y20 w300 h200 z1 #FBF4A6 s12", outside));
+    store.refreshFromDisk("Note.md");
+    QCOMPARE(note->note().body, merged);
+    store.flushAllSaves();
+    const Frontmatter::Parsed saved = Frontmatter::parse(readFile(ws.path("Note.md")));
+    QCOMPARE(saved.body, merged);
+    QCOMPARE(saved.meta, note->note().meta); // the note's properties win
+    QCOMPARE(conflicts.count(), conflict.isEmpty() ? 0 : 1);
+    if (!conflict.isEmpty()) {
+        const QString copy = "Note (conflict 2026-01-02 0304).md";
+        QCOMPARE(conflicts.first().at(1).toString(), copy);
+        QCOMPARE(Frontmatter::parse(readFile(ws.path(copy))).body, conflict);
+        QVERIFY(store.controller(copy));
+    }
+}
+
+// The store's own write produces file events; the rescan that follows recognises the text and changes nothing.
+void TestNoteStoreScan::ownWriteIsRecognised()
 {
     Workspace ws;
     NoteController *note = ws.openWith("Note.md", noteText("x1", "original\n"), true);
     NoteStore &store = *ws.store;
     ws.log->clear();
     QSignalSpy rescanned(&store, &NoteStore::rescanned);
-    QSignalSpy written(&store, &NoteStore::noteWritten);
-
     note->note().body = QStringLiteral("typed in the window\n");
-    store.scheduleSave(note, NoteStore::editSaveDelay);
-    writeInPlace(ws.path("Note.md"), noteText("x1", "edited elsewhere\n"));
-    QVERIFY(rescanned.wait());
-    QCOMPARE(note->note().body, QStringLiteral("typed in the window\n"));
-
-    QVERIFY(written.count() == 1 || written.wait());
-    QVERIFY(readFile(ws.path("Note.md")).endsWith(QLatin1String("typed in the window\n")));
-    rescanned.clear();
+    store.scheduleSave(note, 0);
     QVERIFY(rescanned.wait());
     QCOMPARE(*ws.log, QStringList {});
     QCOMPARE(note->lastDiskContent(), readFile(ws.path("Note.md")));
-    QCOMPARE(written.count(), 1);
 }
 
 void TestNoteStoreScan::renameByAnotherProgram()
@@ -198,14 +250,19 @@ void TestNoteStoreScan::renameByAnotherProgram()
     QSignalSpy rescanned(&store, &NoteStore::rescanned);
     QSignalSpy changed(&store, &NoteStore::notesChanged);
 
+    NoteController *note = store.controller("Old.md");
+    // Typed just before the rename: saved under the new name, nowhere else.
+    note->note().body = QStringLiteral("text typed\n");
+    store.scheduleSave(note, NoteStore::editSaveDelay);
     QVERIFY(QFile::rename(ws.path("Old.md"), ws.path("New.md")));
     QVERIFY(rescanned.wait());
     QVERIFY(!store.controller("Old.md"));
-    QVERIFY(store.controller("New.md"));
-    QCOMPARE(store.controller("New.md")->note().body, QStringLiteral("text\n"));
-    ws.log->sort();
-    QCOMPARE(*ws.log, (QStringList {"closeWindow Old.md", "orderFront New.md"}));
+    QCOMPARE(store.controller("New.md"), note); // the same note, window and all
+    QCOMPARE(*ws.log, QStringList {"applyAppearance New.md"});
     QCOMPARE(changed.count(), 1);
+    store.flushAllSaves();
+    QCOMPARE(Frontmatter::parse(readFile(ws.path("New.md"))).body, QStringLiteral("text typed\n"));
+    QCOMPARE(ws.files(), QStringList {"New.md"});
 }
 
 // Rescans of the files the watcher names must end where a full rescan of the folder would.
