@@ -188,7 +188,10 @@ void NoteStore::rescan()
     for (const QString &name : std::as_const(names))
         reconcile(name, stamps.value(name), true, vanished);
     removeVanished(vanished);
-    m_known.removeIf([&stamps](const auto &known) { return !stamps.contains(known.key()); });
+    QSet<QString> listed(stamps.keyBegin(), stamps.keyEnd());
+    for (const NoteFiles::Skipped &entry : skipped)
+        listed.insert(entry.name);
+    m_known.removeIf([&listed](const auto &known) { return !listed.contains(known.key()); });
 }
 
 // The same reconciliation as a full rescan, for the files the watcher named. A name that is no longer a regular
@@ -303,9 +306,11 @@ void NoteStore::reconcile(
     }
     const QString &raw = read.text;
     if (existing) {
-        // Usable again: the note may write to its file from now on.
-        m_detached.remove(name);
+        // Usable again: the note may write to its file from now on, beginning with what it could not write.
+        const bool wasDetached = m_detached.remove(name) > 0;
         existing->note().byteOrderMark = read.byteOrderMark;
+        if (wasDetached && hasUnsavedChanges(existing))
+            scheduleSave(existing, editSaveDelay);
         if (raw == existing->lastDiskContent()) {
             m_known.insert(name, {stamp, KnownFile::Note});
             return;
@@ -415,7 +420,7 @@ void NoteStore::removeController(const QString &filename, Unsaved unsaved, const
     if (it == m_controllers.end())
         return;
     // Text that never reached the file is kept elsewhere before its window goes.
-    if (unsaved == Unsaved::Keep && hasUnsavedChanges(it->second.get())) {
+    if (unsaved == Unsaved::Keep && hasUnsavedText(it->second.get())) {
         if (const std::optional<QString> copy = keepUnsavedCopy(filename, why))
             Q_EMIT textRecovered(filename, *copy, why);
     }

@@ -102,6 +102,7 @@ public:
     void keepUnsavedCopies();
     // Whether the note holds text or properties that its file does not have yet.
     bool hasUnsavedChanges(const NoteController *controller) const;
+    bool hasUnsavedText(const NoteController *controller) const;
     // Re-reads one note file now and takes in what another program changed (merged with unsaved text).
     void refreshFromDisk(const QString &filename);
 

@@ -61,6 +61,17 @@ bool NoteStore::hasUnsavedChanges(const NoteController *controller) const
     return text != Frontmatter::serialize(onDisk.meta, onDisk.foreign, onDisk.body);
 }
 
+// Text (body or other tools' front matter) that the file does not hold: what a recovery copy is for. A position or
+// stacking order that could not be written is not worth a copy.
+bool NoteStore::hasUnsavedText(const NoteController *controller) const
+{
+    if (!controller)
+        return false;
+    const Note &note = controller->note();
+    const Frontmatter::Parsed onDisk = Frontmatter::parse(controller->lastDiskContent());
+    return note.body != onDisk.body || note.foreignFrontmatter != onDisk.foreign;
+}
+
 bool NoteStore::cancelPendingSave(const QString &filename)
 {
     const bool pending = hasPendingSave(filename);
@@ -90,7 +101,7 @@ void NoteStore::keepUnsavedCopies()
         names << it.key();
     for (const QString &name : std::as_const(names)) {
         NoteController *target = controller(name);
-        if (target && hasUnsavedChanges(target))
+        if (target && hasUnsavedText(target))
             keepUnsavedCopy(name);
     }
 }
@@ -127,7 +138,7 @@ void NoteStore::detach(const QString &name, const QString &reason)
     m_detached.insert(name, reason);
     cancelPendingSave(name);
     // What the note holds that the file does not is kept now; later changes are kept as they are saved.
-    if (NoteController *target = controller(name); target && hasUnsavedChanges(target)) {
+    if (NoteController *target = controller(name); target && hasUnsavedText(target)) {
         if (const std::optional<QString> copy = keepUnsavedCopy(name))
             Q_EMIT textRecovered(name, *copy, QStringLiteral("can no longer be read as a note (%1)").arg(reason));
     }
@@ -139,7 +150,7 @@ bool NoteStore::performSave(NoteController *controller)
     if (m_detached.contains(name)) {
         // The file is no longer a note file Tackpad can read back; writing the note over it could destroy what
         // another program put there. The text goes to the recovery folder instead.
-        if (hasUnsavedChanges(controller)) {
+        if (hasUnsavedText(controller)) {
             if (const std::optional<QString> copy = keepUnsavedCopy(name))
                 Q_EMIT textRecovered(name, *copy,
                     QStringLiteral("can no longer be read as a note (%1)").arg(m_detached.value(name)));

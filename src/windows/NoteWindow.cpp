@@ -86,13 +86,23 @@ bool NoteWindow::isFloating() const
 
 void NoteWindow::showEvent(QShowEvent *event)
 {
-    m_paintedSinceShown = false;
+    m_exposedSinceShown = false;
+    // The native window exists once shown; its expose event says when the window system has mapped it. (A paint
+    // event would not do: a rolled-up note is covered by its title bar, and the window itself is never painted.)
+    if (QWindow *native = windowHandle())
+        native->installEventFilter(this);
     QWidget::showEvent(event);
+}
+
+bool NoteWindow::eventFilter(QObject *watched, QEvent *event)
+{
+    if (event->type() == QEvent::Expose && watched == windowHandle() && windowHandle()->isExposed())
+        m_exposedSinceShown = true;
+    return QWidget::eventFilter(watched, event);
 }
 
 void NoteWindow::paintEvent(QPaintEvent *)
 {
-    m_paintedSinceShown = true;
     QPainter p(this);
     p.fillRect(rect(), m_background);
     // A hairline border (half a point) of black at 15 %, so that a white note on a white page still has an edge.

@@ -31,9 +31,9 @@ public:
     // In tray mode notes stay out of the taskbar (a tool window); otherwise each note is an ordinary window.
     void setToolWindow(bool tool);
     bool isLiveResizing() const { return m_liveResize; }
-    // Whether the window has been painted since it was last shown: before that, the window manager is still
-    // placing it, and the moves it reports are its doing, not the user's.
-    bool paintedSinceShown() const { return m_paintedSinceShown; }
+    // Whether the window has been exposed (mapped and visible) since it was last shown: before that, the window
+    // manager is still placing it, and the moves it reports are its doing, not the user's.
+    bool exposedSinceShown() const { return m_exposedSinceShown; }
 
 Q_SIGNALS:
     void moved();
@@ -47,6 +47,7 @@ Q_SIGNALS:
 protected:
     void paintEvent(QPaintEvent *event) override;
     void showEvent(QShowEvent *event) override;
+    bool eventFilter(QObject *watched, QEvent *event) override;
     void moveEvent(QMoveEvent *event) override;
     void resizeEvent(QResizeEvent *event) override;
     void changeEvent(QEvent *event) override;
@@ -70,7 +71,7 @@ private:
     QRect m_resizeStartGeometry;
     QPoint m_resizeStartMouse;
     bool m_liveResize = false;
-    bool m_paintedSinceShown = false;
+    bool m_exposedSinceShown = false;
     // A window-manager resize grabs the pointer, so its end is never seen as a mouse release here: it is taken to
     // have ended when no resize arrived for a moment.
     QTimer m_liveResizeEnd;

@@ -244,7 +244,7 @@ void NoteWindowController::placed(const QRect &geometry)
 bool NoteWindowController::placementSettled() const
 {
     constexpr qint64 correctionMs = 500;
-    return m_window->paintedSinceShown()
+    return m_window->exposedSinceShown()
         && (!m_sincePlacement.isValid() || m_sincePlacement.elapsed() >= correctionMs);
 }
 

@@ -351,8 +351,8 @@ private:
         writeFile(path(name), u"---\ntackpad: \""_qs + tokens + u"\"\n---\n"_qs + body);
         m_store->rescan();
         auto *c = qobject_cast<NoteWindowController *>(m_store->controller(name));
-        // Until a shown window has been painted, its moves are the window system placing it, not the user.
-        if (c && c->window()->isVisible() && !QTest::qWaitFor([c] { return c->window()->paintedSinceShown(); }))
+        // Until a shown window has been exposed, its moves are the window system placing it, not the user.
+        if (c && c->window()->isVisible() && !QTest::qWaitFor([c] { return c->window()->exposedSinceShown(); }))
             return nullptr;
         return c;
     }
