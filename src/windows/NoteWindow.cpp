@@ -33,6 +33,7 @@ NoteWindow::NoteWindow(QWidget *parent)
     bodyBoxLayout->setContentsMargins(0, 0, 0, 0);
     bodyBoxLayout->setSpacing(0);
 
+    connect(m_titleBar, &TitleBarView::moveStarted, this, [this] { m_userIsPlacing = true; });
     m_liveResizeEnd.setSingleShot(true);
     m_liveResizeEnd.setInterval(400);
     connect(&m_liveResizeEnd, &QTimer::timeout, this, [this] {
@@ -96,8 +97,11 @@ void NoteWindow::showEvent(QShowEvent *event)
 
 bool NoteWindow::eventFilter(QObject *watched, QEvent *event)
 {
-    if (event->type() == QEvent::Expose && watched == windowHandle() && windowHandle()->isExposed())
+    if (event->type() == QEvent::Expose && watched == windowHandle() && windowHandle()->isExposed()
+        && !m_exposedSinceShown) {
         m_exposedSinceShown = true;
+        m_sinceExposed.start();
+    }
     return QWidget::eventFilter(watched, event);
 }
 
@@ -175,6 +179,7 @@ void NoteWindow::updateCursor(Qt::Edges edges)
 
 void NoteWindow::beginLiveResize()
 {
+    m_userIsPlacing = true;
     m_liveResize = true;
     m_liveResizeEnd.start();
 }

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <QColor>
+#include <QElapsedTimer>
 #include <QPoint>
 #include <QRect>
 #include <QTimer>
@@ -34,6 +35,12 @@ public:
     // Whether the window has been exposed (mapped and visible) since it was last shown: before that, the window
     // manager is still placing it, and the moves it reports are its doing, not the user's.
     bool exposedSinceShown() const { return m_exposedSinceShown; }
+    // Milliseconds since the window was exposed; -1 before that.
+    qint64 msSinceExposed() const { return m_exposedSinceShown ? m_sinceExposed.elapsed() : -1; }
+    // The user began to move (by the title bar) or resize (by an edge) the window, and nothing else has placed it
+    // since: the moves that follow are theirs, however soon they come.
+    bool userIsPlacing() const { return m_userIsPlacing; }
+    void clearUserPlacing() { m_userIsPlacing = false; }
 
 Q_SIGNALS:
     void moved();
@@ -72,6 +79,8 @@ private:
     QPoint m_resizeStartMouse;
     bool m_liveResize = false;
     bool m_exposedSinceShown = false;
+    QElapsedTimer m_sinceExposed;
+    bool m_userIsPlacing = false;
     // A window-manager resize grabs the pointer, so its end is never seen as a mouse release here: it is taken to
     // have ended when no resize arrived for a moment.
     QTimer m_liveResizeEnd;

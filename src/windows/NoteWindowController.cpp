@@ -233,18 +233,31 @@ QRectF NoteWindowController::displayFrame() const
 
 void NoteWindowController::placed(const QRect &geometry)
 {
+    m_window->clearUserPlacing();
     m_placedGeometry = geometry;
     if (m_window->isVisible())
         m_sincePlacement.start();
 }
 
-// A window manager places a window when it maps it (before it is first painted), and may correct a geometry given to
-// a visible window (the confirmation arrives asynchronously, after the screens changed for instance). Reports in
-// either case are its doing; a user's drag or resize comes later.
+// A window manager places a window when it maps it (and may still adjust it right after), and may correct a
+// geometry given to a visible window (the confirmation arrives asynchronously, after the screens changed for
+// instance). Reports in either case are its doing. A drag or resize the user began by the title bar or an edge is
+// always theirs; one the window manager ran for them (Alt+drag, a keyboard move) comes later than its placements.
+namespace {
+qint64 s_placementCorrectionMs = 500;
+}
+
+void NoteWindowController::setPlacementCorrectionTime(qint64 ms)
+{
+    s_placementCorrectionMs = ms;
+}
+
 bool NoteWindowController::placementSettled() const
 {
-    constexpr qint64 correctionMs = 500;
-    return m_window->exposedSinceShown()
+    const qint64 correctionMs = s_placementCorrectionMs;
+    if (m_window->userIsPlacing())
+        return true;
+    return m_window->msSinceExposed() >= correctionMs
         && (!m_sincePlacement.isValid() || m_sincePlacement.elapsed() >= correctionMs);
 }
 

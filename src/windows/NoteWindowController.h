@@ -47,6 +47,9 @@ public:
     static QRectF frameFor(const NoteMetadata &meta);
     // Whether the platform tells windows where they are. Wayland does not: a position read there is invented.
     static bool platformReportsPositions();
+    // How long after a window appears or is placed its moves are still taken for the window manager's corrections
+    // (500 ms). Tests that move windows by program set it to 0.
+    static void setPlacementCorrectionTime(qint64 ms);
 
     // --- Actions (menu items, title-bar buttons)
     void toggleRolled();
