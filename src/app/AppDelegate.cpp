@@ -4,6 +4,7 @@
 #include "platform/GlobalHotKey.h"
 #include "store/NoteFiles.h"
 #include "store/NoteStore.h"
+#include "store/RecoveryFolder.h"
 #include "windows/NoteWindowController.h"
 
 #include <QDir>
@@ -118,6 +119,7 @@ bool AppDelegate::launch()
 
     m_workspaces.pruneDeadWorkspaces();
     restartWorkspaceWatcher();
+    RecoveryFolder::takeOverOldFolder();
 
     std::optional<QString> candidate;
     if (const auto url = m_settings.urlValue(SettingsKey::notesFolder); url && url->isLocalFile())
@@ -205,6 +207,16 @@ void AppDelegate::startStore(const QString &folder, bool welcomeCapable)
     });
     connect(store, &NoteStore::fileSkipped, this,
         [this, store](const QString &filename, const QString &reason) { fileSkipped(store, filename, reason); });
+    connect(store, &NoteStore::conflictKept, this, [this](const QString &filename, const QString &conflict) {
+        toast(QStringLiteral("“%1” was also changed elsewhere; that version is kept as the note “%2”")
+                  .arg(QFileInfo(filename).completeBaseName(), QFileInfo(conflict).completeBaseName()),
+            skippedFilesToastSeconds);
+    });
+    connect(store, &NoteStore::textRecovered, this, [this](const QString &filename, const QString &, const QString &why) {
+        toast(QStringLiteral("“%1” %2; its text is kept in Recovered Notes (Window → Show Recovered Notes)")
+                  .arg(QFileInfo(filename).completeBaseName(), why),
+            skippedFilesToastSeconds);
+    });
 
     store->rescan();
     store->startWatching();

@@ -3,6 +3,7 @@
 #include "app/AppDelegate.h"
 #include "store/NoteStore.h"
 #include "windows/NoteMenu.h"
+#include "store/RecoveryFolder.h"
 #include "windows/NoteWindow.h"
 #include "windows/NoteWindowController.h"
 
@@ -15,6 +16,9 @@
 #include <QMenu>
 #include <QSystemTrayIcon>
 #include <QTextEdit>
+#include <QDesktopServices>
+#include <QDir>
+#include <QUrl>
 #include <QWindow>
 
 namespace {
@@ -131,6 +135,12 @@ void AppMenus::buildWindowMenu()
                       });
     QAction *all = m_window->addAction(tr("Show All Notes"));
     connect(all, &QAction::triggered, this, [this] { m_app.showAllNotes(); });
+    // Text that could not stay in its note file (see RecoveryFolder) must be easy to find.
+    QAction *recovered = m_window->addAction(tr("Show Recovered Notes"));
+    connect(recovered, &QAction::triggered, this, [] {
+        QDir().mkpath(RecoveryFolder::path());
+        QDesktopServices::openUrl(QUrl::fromLocalFile(RecoveryFolder::path()));
+    });
     // Deleting the note that has the focus: its confirmation comes from the note itself.
     QAction *deleteNote = new QAction(tr("Delete Note"), this);
     deleteNote->setShortcut(QKeySequence(Qt::CTRL | Qt::Key_W));
