@@ -44,8 +44,8 @@ std::optional<QByteArray> gitMerge(const QByteArray &base, const QByteArray &our
     return merged;
 }
 
-// Resolves the conflict sections of a diff3-style merge in which both sides only inserted text at one place (the
-// base part is empty): both insertions are kept, ours first. Nothing if any section replaced base text.
+// Resolves the conflict sections of a diff3-style merge of token lines in which both sides only inserted text at
+// one place (the base part is empty): both insertions are kept. Nothing if any section replaced base text.
 std::optional<QByteArray> keepBothInsertions(const QByteArray &merged)
 {
     enum class Part { Outside, Ours, Base, Theirs };
@@ -71,7 +71,11 @@ std::optional<QByteArray> keepBothInsertions(const QByteArray &merged)
         } else if (part == Part::Theirs && line.startsWith(">>>>>>> theirs")) {
             if (!baseEmpty)
                 return std::nullopt;
-            result += ours + theirs;
+            // Ours first, unless ours is a line's beginning and theirs whole lines: typing on the last, empty line
+            // while another program appends lines reads on after those lines, not glued to the first of them.
+            const bool oursEndsLine = ours.endsWith("\\n\n");
+            const bool theirsEndsLine = theirs.endsWith("\\n\n");
+            result += !oursEndsLine && theirsEndsLine ? theirs + ours : ours + theirs;
             part = Part::Outside;
         } else if (part == Part::Ours) {
             ours += withEnd;

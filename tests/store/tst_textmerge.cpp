@@ -27,6 +27,8 @@ private Q_SLOTS:
             u"list\ntheirs\n", u"list\nmine\ntheirs\n");
         row("nominal: typing at the very end while a line is appended", u"note", u"note typed", u"note\nappended",
             u"note typed\nappended");
+        row("nominal: typing on the last, empty line while lines are appended", u"list\n", u"list\ntyped",
+            u"list\nappended\n", u"list\nappended\ntyped");
         row("nominal: the same change on both sides", u"a", u"b", u"b", u"b");
         row("robustness: emoji and accents stay whole", u"Café 👍🏽 ok", u"Café 👍🏽 ok!", u"Cafés 👍🏽 ok",
             u"Cafés 👍🏽 ok!");
