@@ -359,7 +359,8 @@ void NoteWindowController::applyRolledState(bool animated)
     m_suppressFrameCallbacks = true;
     const NoteMetadata &meta = note().meta;
     const QRect current = m_window->geometry();
-    const int height = meta.rolledUp ? int(rolledHeight) : int(std::lround(std::max(meta.height, minContentHeight)));
+    // The height as shown: a note taller than the screen is shown as tall as the screen (its file keeps its height).
+    const int height = int(std::lround(displayFrame().height()));
     // The top edge stays where it is; the window grows or shrinks downwards.
     const QRect target(current.left(), current.top(), current.width(), height);
 
