@@ -2,6 +2,7 @@
 
 #include "app/ApiKeyField.h"
 #include "app/AppInfo.h"
+#include "app/WorkspaceList.h"
 #include "notes/NotePalette.h"
 #include "platform/GlobalHotKey.h"
 #include "platform/KeyStore.h"
@@ -381,7 +382,7 @@ void SettingsDialog::customColorChosen(const QColor &color)
 
 void SettingsDialog::fillWorkspaceChoices()
 {
-    QStringList paths = m_settings.stringList(SettingsKey::workspaces);
+    QStringList paths = WorkspaceList::readPaths(m_settings);
     const QString stored = m_settings.stringValue(SettingsKey::startupWorkspace).value_or(QString());
     // A start-up workspace that has left the list stays selectable, so Done does not silently change it.
     if (!stored.isEmpty() && !paths.contains(stored))

@@ -214,7 +214,9 @@ private Q_SLOTS:
         row("clamp: stored width above the maximum", fixedNoteWidth, 1e9, none, 20000.0);
         row("clamp: stored font size of zero", fixedNoteFontSize, 0, none, 8.0);
         row("clamp: stored font size of 100", fixedNoteFontSize, 100, none, 48.0);
-        row("robustness: width written as nan", fixedNoteWidth, "nan", none, 140.0);
+        // What is no number reads as unset: the registered default, not a limit.
+        row("robustness: width written as nan", fixedNoteWidth, "nan", none, 270.0);
+        row("robustness: height written as a list", fixedNoteHeight, QStringList {u"1"_qs, u"2"_qs}, none, 260.0);
         row("robustness: color that is not a color", fixedNoteColor, "red", none, "#FBF4A6");
         row("robustness: color in lower case", fixedNoteColor, "#e6dbfb", none, "#E6DBFB");
         row("robustness: default workspace no longer listed is kept", startupWorkspace, "/old/Archive", none,
