@@ -6,6 +6,10 @@
 #include <QLabel>
 #include <QLineEdit>
 #include <QPushButton>
+#include <QStyle>
+#include <QStyleOptionFrame>
+
+#include <algorithm>
 
 QString ApiKeyField::noKeyPlaceholder()
 {
@@ -33,7 +37,7 @@ ApiKeyField::ApiKeyField(QWidget *parent)
     m_key = new QLineEdit(this);
     m_key->setObjectName(QStringLiteral("apiKey"));
     m_key->setEchoMode(QLineEdit::Password);
-    m_key->setMinimumWidth(m_key->fontMetrics().horizontalAdvance(storedKeyPlaceholder()) + 24);
+    m_key->setMinimumWidth(widthShowingEveryPlaceholder());
     m_remove = new QPushButton(tr("Remove"), this);
     m_remove->setObjectName(QStringLiteral("removeKey"));
     m_remove->setAutoDefault(false);
@@ -49,6 +53,25 @@ ApiKeyField::ApiKeyField(QWidget *parent)
 
     connect(m_remove, &QPushButton::clicked, this, &ApiKeyField::markKeyForRemoval);
     showKeyState(KeyState::Checking);
+}
+
+// Wide enough for the longest placeholder, frame and margins included: a cut one ("…when you click D") does not
+// say what will happen.
+int ApiKeyField::widthShowingEveryPlaceholder() const
+{
+    int widest = 0;
+    for (const QString &text :
+        {noKeyPlaceholder(), checkingPlaceholder(), storedKeyPlaceholder(), removalPlaceholder()})
+        widest = std::max(widest, m_key->fontMetrics().horizontalAdvance(text));
+    QStyleOptionFrame option;
+    option.initFrom(m_key);
+    option.lineWidth = m_key->style()->pixelMetric(QStyle::PM_DefaultFrameWidth, &option, m_key);
+    const QMargins text = m_key->textMargins() + m_key->contentsMargins();
+    // QLineEdit keeps two pixels free on either side of its text, and the cursor needs one.
+    const int contents = widest + text.left() + text.right() + 2 * 2 + 1;
+    return m_key->style()
+        ->sizeFromContents(QStyle::CT_LineEdit, &option, QSize(contents, m_key->sizeHint().height()), m_key)
+        .width();
 }
 
 void ApiKeyField::setKeyStore(KeyStore *keyStore)

@@ -44,6 +44,7 @@ Q_SIGNALS:
 private:
     enum class KeyState { Checking, Absent, Stored, MarkedForRemoval, Unavailable };
 
+    int widthShowingEveryPlaceholder() const;
     void checkStoredKey();
     void showKeyState(KeyState state, const QString &problem = QString());
     void markKeyForRemoval();

@@ -15,6 +15,26 @@
 
 #include <algorithm>
 
+// Counts the questions the delegate is waiting on; when the last one is answered, what waited for it runs.
+class AppDelegate::AskingScope {
+public:
+    explicit AskingScope(AppDelegate &app)
+        : m_app(app)
+    {
+        ++m_app.m_askingDepth;
+    }
+    ~AskingScope()
+    {
+        if (--m_app.m_askingDepth == 0 && !m_app.m_afterAsking.empty())
+            QTimer::singleShot(0, &m_app, &AppDelegate::runAfterAsking);
+    }
+    AskingScope(const AskingScope &) = delete;
+    AskingScope &operator=(const AskingScope &) = delete;
+
+private:
+    AppDelegate &m_app;
+};
+
 AppDelegate::AppDelegate(Settings settings, Services services, QObject *parent)
     : QObject(parent)
     , m_settings(settings)
@@ -87,7 +107,31 @@ QString AppDelegate::saveFailedToastText(const QString &filename, const QString 
 
 int AppDelegate::ask(const Alert &alert)
 {
-    return m_services.alerts ? m_services.alerts->show(alert) : -1;
+    if (m_quitRequested || !m_services.alerts)
+        return -1;
+    AskingScope asking(*this);
+    return m_services.alerts->show(alert);
+}
+
+std::optional<QString> AppDelegate::chooseFolder()
+{
+    if (m_quitRequested || !m_services.chooseFolder)
+        return std::nullopt;
+    AskingScope asking(*this);
+    std::optional<QString> chosen = m_services.chooseFolder();
+    // A panel closed by a quit signal answers like a cancelled one; neither is a choice.
+    if (m_quitRequested || !chosen || chosen->isEmpty())
+        return std::nullopt;
+    return chosen;
+}
+
+bool AppDelegate::runOnboarding()
+{
+    if (!m_services.runOnboarding)
+        return false;
+    AskingScope asking(*this);
+    const bool agreed = m_services.runOnboarding();
+    return agreed && !m_quitRequested;
 }
 
 void AppDelegate::toast(const QString &text, double seconds)
@@ -109,15 +153,17 @@ bool AppDelegate::launch()
     applyGlobalHotKey();
 
     if (!m_settings.boolValue(SettingsKey::onboardingAccepted)) {
-        const bool agreed = m_services.runOnboarding && m_services.runOnboarding();
-        if (!agreed) {
+        if (!runOnboarding()) {
             requestQuit();
             return false;
         }
         m_settings.setValue(SettingsKey::onboardingAccepted, true);
     }
 
+    // Written at once: whatever goes wrong later in this launch, the next one starts from a list without the
+    // folders that are gone.
     m_workspaces.pruneDeadWorkspaces();
+    m_settings.sync();
     restartWorkspaceWatcher();
     RecoveryFolder::takeOverOldFolder();
 
@@ -131,8 +177,8 @@ bool AppDelegate::launch()
     }
     if (candidate && QFileInfo(*candidate).isDir())
         startStore(*candidate, false);
-    else if (!promptForFolder(true, true))
-        return !m_quitRequested;
+    else
+        promptForFolder(true, true);
     return !m_quitRequested;
 }
 
@@ -143,6 +189,13 @@ void AppDelegate::prepareToQuit()
         m_store->keepUnsavedCopies();
     }
     m_workspaceWatcher.stop();
+}
+
+void AppDelegate::terminate()
+{
+    m_quitRequested = true;
+    prepareToQuit();
+    m_settings.sync();
 }
 
 void AppDelegate::applyGlobalHotKey()
@@ -221,17 +274,39 @@ void AppDelegate::startStore(const QString &folder, bool welcomeCapable)
     store->rescan();
     store->startWatching();
     orderWindowsByZ();
+    activateTopNote();
     Q_EMIT storeChanged(store);
     Q_EMIT notesChanged(store);
 
     if (m_workspaces.noteWorkspaceOpened(path) == WorkspaceList::Opened::AddedSecond)
         showWorkspaceTipOnce();
 
+    // The checks wait for an open question too (the alert that says why this folder was opened, say): their
+    // toast and alerts belong after it, not over it.
     QPointer<NoteStore> weakStore(store);
     QTimer::singleShot(0, this, [this, weakStore, welcomeCapable] {
-        if (weakStore && weakStore == m_store.get())
-            postOpenChecks(weakStore, welcomeCapable);
+        whenNotAsking([this, weakStore, welcomeCapable] {
+            if (weakStore && weakStore == m_store.get())
+                postOpenChecks(weakStore, welcomeCapable);
+        });
     });
+}
+
+void AppDelegate::whenNotAsking(std::function<void()> work)
+{
+    if (isAsking())
+        m_afterAsking.push_back(std::move(work));
+    else
+        work();
+}
+
+void AppDelegate::runAfterAsking()
+{
+    if (isAsking())
+        return; // another question opened meanwhile; its end runs them
+    const std::vector<std::function<void()>> waiting = std::exchange(m_afterAsking, {});
+    for (const auto &work : waiting)
+        whenNotAsking(work);
 }
 
 void AppDelegate::fileSkipped(NoteStore *store, const QString &filename, const QString &reason)
@@ -260,8 +335,41 @@ void AppDelegate::orderWindowsByZ()
     }
 }
 
+void AppDelegate::activateTopNote()
+{
+    if (!m_store)
+        return;
+    const auto controllers = m_store->controllers(); // lowest first
+    const auto top = std::find_if(controllers.rbegin(), controllers.rend(),
+        [](NoteController *controller) { return !controller->note().meta.hidden; });
+    if (top != controllers.rend())
+        (*top)->orderFront(true);
+}
+
+bool AppDelegate::anyNoteVisible() const
+{
+    if (!m_store)
+        return false;
+    const auto controllers = m_store->controllers();
+    return std::any_of(controllers.begin(), controllers.end(),
+        [](NoteController *controller) { return !controller->note().meta.hidden; });
+}
+
 void AppDelegate::postOpenChecks(NoteStore *store, bool welcomeCapable)
 {
+    if (m_quitRequested)
+        return;
+    QPointer<NoteStore> checked(store);
+    runOpenChecks(store, welcomeCapable);
+    // Whatever the checks said, a workspace with no note on screen leaves the user nothing to click unless
+    // something else is shown; the application decides what.
+    if (checked && checked == m_store.get() && !m_quitRequested && !anyNoteVisible())
+        Q_EMIT noNoteVisible(false);
+}
+
+void AppDelegate::runOpenChecks(NoteStore *store, bool welcomeCapable)
+{
+    QPointer<NoteStore> checked(store);
     if (store->controllerCount() > 0) {
         const auto controllers = store->controllers();
         const bool allHidden = std::all_of(
@@ -279,7 +387,11 @@ void AppDelegate::postOpenChecks(NoteStore *store, bool welcomeCapable)
         return;
     }
     if (*ordinary >= 1 && !m_workspaces.importOfferDeclined(store->folder())) {
-        if (offerBulkImport(*ordinary)) {
+        const bool accepted = offerBulkImport(*ordinary);
+        // While the question was open the folder may have gone, or the application been told to quit.
+        if (!checked || checked != m_store.get() || m_quitRequested)
+            return;
+        if (accepted) {
             store->adoptAllOrdinaryMarkdown();
             return;
         }
@@ -321,8 +433,8 @@ bool AppDelegate::offerBulkImport(int count)
 
 bool AppDelegate::promptForFolder(bool quitOnCancel, bool createWelcomeIfNoNotes)
 {
-    const std::optional<QString> chosen = m_services.chooseFolder ? m_services.chooseFolder() : std::nullopt;
-    if (chosen && !chosen->isEmpty()) {
+    const std::optional<QString> chosen = chooseFolder();
+    if (chosen) {
         m_settings.setUrl(SettingsKey::notesFolder, QUrl::fromLocalFile(WorkspaceList::standardisedPath(*chosen)));
         startStore(*chosen, createWelcomeIfNoNotes);
         return true;
@@ -375,7 +487,15 @@ void AppDelegate::handleMissingFolder()
     alert.informativeText
         = QStringLiteral("The folder TackPad was using has been moved or deleted. Choose a folder for your notes.");
     alert.buttons = {QStringLiteral("Choose Folder…"), QStringLiteral("Quit TackPad")};
-    if (ask(alert) == 0) {
+    answerFolderQuestion(ask(alert));
+}
+
+void AppDelegate::answerFolderQuestion(int answer)
+{
+    // Closed by a quit signal: that is no answer, and the folder the user had stays remembered.
+    if (m_quitRequested)
+        return;
+    if (answer == 0) {
         promptForFolder(false, true);
         return;
     }
@@ -396,16 +516,13 @@ void AppDelegate::handleLastWorkspaceRemoved()
     alert.message = QStringLiteral("You removed the last workspace");
     alert.informativeText = QStringLiteral("TackPad needs a notes folder to work with. Choose a folder, or quit.");
     alert.buttons = {QStringLiteral("Choose Folder…"), QStringLiteral("Quit TackPad")};
-    if (ask(alert) == 0) {
-        promptForFolder(false, true);
-        return;
-    }
-    m_settings.remove(SettingsKey::notesFolder);
-    requestQuit();
+    answerFolderQuestion(ask(alert));
 }
 
 bool AppDelegate::ensureStore(bool createWelcomeIfNoNotes)
 {
+    if (isAsking() || m_quitRequested)
+        return false;
     if (m_store && !QFileInfo(m_store->folder()).isDir())
         handleMissingFolder();
     else if (!m_store)
@@ -422,18 +539,32 @@ void AppDelegate::newNote()
 
 void AppDelegate::importMarkdownFile()
 {
-    if (!ensureStore(false))
+    if (!ensureStore(false) || !m_services.chooseMarkdownFiles)
         return;
-    const QStringList files = m_services.chooseMarkdownFiles ? m_services.chooseMarkdownFiles() : QStringList();
-    for (const QString &file : files)
+    QStringList files;
+    {
+        AskingScope asking(*this);
+        files = m_services.chooseMarkdownFiles();
+    }
+    for (const QString &file : std::as_const(files)) {
+        if (!m_store || m_quitRequested)
+            return;
         m_store->importFile(file, false);
+    }
 }
 
 bool AppDelegate::reopen()
 {
+    const NoteStore *before = m_store.get();
     if (!ensureStore(true))
         return false;
+    // A folder chosen just now gets its opening checks, which say themselves when nothing is on screen.
+    if (m_store.get() != before)
+        return true;
     orderWindowsByZ();
+    activateTopNote();
+    if (!anyNoteVisible())
+        Q_EMIT noNoteVisible(true);
     return true;
 }
 

@@ -11,6 +11,7 @@
 #include <functional>
 #include <memory>
 #include <optional>
+#include <vector>
 
 class AlertPresenter;
 class GlobalHotKey;
@@ -51,7 +52,16 @@ public:
     bool launch();
     // Writes every pending save and stops watching; called when the application is about to quit.
     void prepareToQuit();
+    // Quitting from outside (a signal, a logout), whatever is on screen: pending saves are written at once and
+    // from here on nothing more is asked, opened or written, also by code that a closing dialog returns to.
+    void terminate();
+    bool isTerminating() const { return m_quitRequested; }
+    // True while the delegate waits for the user's answer (onboarding, an alert, a folder or file panel). A hot key
+    // or another launch must not act meanwhile: nothing may happen before the terms are agreed, and a second
+    // folder panel must not open over the first.
+    bool isAsking() const { return m_askingDepth > 0; }
     // A second launch (or the tray icon): show every note in stacking order, asking for a folder first if needed.
+    // When no note is visible afterwards, `noNoteVisible` asks for another way in.
     bool reopen();
 
     // --- Actions of the menus, the hot key and the command line
@@ -100,10 +110,25 @@ Q_SIGNALS:
     void workspacesChanged();
     // "Edit Workspaces…" was chosen; the application shows the editor.
     void workspacesEditRequested();
+    // A workspace opened, or the user asked to see the application, and no note window is on screen (all hidden,
+    // none at all, or the folder unreadable). `userAsked` is true for a reopen, false after the opening checks.
+    void noNoteVisible(bool userAsked);
 
 private:
     bool ensureStore(bool createWelcomeIfNoNotes);
+    void runOpenChecks(NoteStore *store, bool welcomeCapable);
+    // "Choose Folder…" (0) or "Quit TackPad" (anything else) of the alerts that leave the user without a folder.
+    void answerFolderQuestion(int answer);
     void orderWindowsByZ();
+    // Gives the keyboard to the front note, so that typing and the shortcuts work without a click first.
+    void activateTopNote();
+    bool anyNoteVisible() const;
+    std::optional<QString> chooseFolder();
+    bool runOnboarding();
+    class AskingScope;
+    // Runs `work` now, or once no question is open any more.
+    void whenNotAsking(std::function<void()> work);
+    void runAfterAsking();
     void requestQuit();
     void toast(const QString &text, double seconds = checksToastSeconds);
     int ask(const struct Alert &alert);
@@ -121,6 +146,8 @@ private:
     std::unique_ptr<GlobalHotKey> m_hotKey;
     NoteWindowEnvironment m_noteEnvironment;
     bool m_quitRequested = false;
+    int m_askingDepth = 0;
+    std::vector<std::function<void()>> m_afterAsking;
     // Files skipped by the store's current scan, told in one toast once the scan is over.
     QList<std::pair<QString, QString>> m_skippedFiles;
 };

@@ -12,8 +12,10 @@
 #include <QFileInfo>
 #include <QIcon>
 #include <QKeySequence>
+#include <QLayout>
 #include <QLineEdit>
 #include <QMenu>
+#include <QMenuBar>
 #include <QSystemTrayIcon>
 #include <QTextEdit>
 #include <QDesktopServices>
@@ -64,14 +66,42 @@ AppMenus::AppMenus(AppDelegate &app, QObject *parent)
 
 AppMenus::~AppMenus()
 {
+    // The tray icon (a child) points at its menu: it goes first.
+    delete m_tray;
     for (QMenu *menu : {m_file, m_edit, m_note, m_prompts, m_workspaces, m_window, m_help, m_trayMenu})
         delete menu;
+}
+
+QAction *AppMenus::addItem(QMenu *menu, const QString &title)
+{
+    // Owned here, not by the menu: QMenu::clear() deletes the actions it owns, which would pull items out from
+    // under windows that carry them as shortcuts, or out from under the item whose click caused the rebuild.
+    auto *item = new QAction(title, this);
+    menu->addAction(item);
+    return item;
+}
+
+void AppMenus::discardItems(QMenu *menu, QList<QAction *> &items)
+{
+    menu->clear();
+    for (QAction *item : std::as_const(items)) {
+        m_shortcuts.removeAll(item);
+        // Gone from every window at once, so that the new items' shortcuts are never ambiguous with the old ones;
+        // deleted later, because the item whose click rebuilt the menu is still delivering that click.
+        const auto holders = item->associatedObjects();
+        for (QObject *holder : holders) {
+            if (auto *widget = qobject_cast<QWidget *>(holder))
+                widget->removeAction(item);
+        }
+        item->deleteLater();
+    }
+    items.clear();
 }
 
 QAction *AppMenus::addShortcutAction(QMenu *menu, const QString &title, const QKeySequence &keys,
                                      std::function<void()> action)
 {
-    QAction *item = menu->addAction(title);
+    QAction *item = addItem(menu, title);
     item->setShortcut(keys);
     item->setShortcutContext(Qt::WindowShortcut);
     connect(item, &QAction::triggered, this, std::move(action));
@@ -84,7 +114,7 @@ void AppMenus::buildFileMenu()
     addShortcutAction(m_file, tr("New Note"), QKeySequence(Qt::CTRL | Qt::Key_N), [this] { m_app.newNote(); });
     addShortcutAction(m_file, tr("Import Markdown Files…"), QKeySequence(Qt::CTRL | Qt::Key_O),
                       [this] { m_app.importMarkdownFile(); });
-    QAction *change = m_file->addAction(tr("Change Folder…"));
+    QAction *change = addItem(m_file, tr("Change Folder…"));
     connect(change, &QAction::triggered, this, [this] { m_app.changeFolder(); });
     m_file->addSeparator();
     addShortcutAction(m_file, tr("Settings…"), QKeySequence(Qt::CTRL | Qt::Key_Comma), [this] {
@@ -112,7 +142,7 @@ void AppMenus::buildEditMenu()
         {"Paste", QKeySequence::Paste, "paste"},       {"Select All", QKeySequence::SelectAll, "selectAll"},
     };
     for (const auto &command : commands) {
-        QAction *item = m_edit->addAction(tr(command.title));
+        QAction *item = addItem(m_edit, tr(command.title));
         item->setShortcut(QKeySequence(command.keys));
         item->setShortcutVisibleInContextMenu(true);
         const char *method = command.method;
@@ -133,7 +163,7 @@ void AppMenus::buildWindowMenu()
                           if (showHiddenNotes)
                               showHiddenNotes();
                       });
-    QAction *all = m_window->addAction(tr("Show All Notes"));
+    QAction *all = addItem(m_window, tr("Show All Notes"));
     connect(all, &QAction::triggered, this, [this] { m_app.showAllNotes(); });
     // Text that could not stay in its note file (see RecoveryFolder) must be easy to find.
     QAction *recovered = m_window->addAction(tr("Show Recovered Notes"));
@@ -154,7 +184,7 @@ void AppMenus::buildWindowMenu()
 
 void AppMenus::buildHelpMenu()
 {
-    QAction *about = m_help->addAction(tr("About Tackpad"));
+    QAction *about = addItem(m_help, tr("About Tackpad"));
     connect(about, &QAction::triggered, this, [this] {
         if (showAbout)
             showAbout();
@@ -188,16 +218,18 @@ void AppMenus::rebuildNoteMenu()
 
 void AppMenus::rebuildPromptsMenu()
 {
-    m_prompts->clear();
+    discardItems(m_prompts, m_promptItems);
     NoteStore *store = m_app.store();
     const auto prompts = store ? store->promptControllers() : std::vector<NoteController *>();
     if (prompts.empty()) {
-        m_prompts->addAction(tr("No prompt notes – mark one with Use as AI Prompt"))->setEnabled(false);
+        m_promptItems.append(addItem(m_prompts, tr("No prompt notes – mark one with Use as AI Prompt")));
+        m_promptItems.last()->setEnabled(false);
         return;
     }
     for (NoteController *prompt : prompts) {
         const QString filename = prompt->note().filename;
-        QAction *item = m_prompts->addAction(prompt->note().title());
+        QAction *item = addItem(m_prompts, prompt->note().title());
+        m_promptItems.append(item);
         connect(item, &QAction::triggered, this, [this, filename] {
             NoteWindowController *target = keyNote() ? keyNote() : m_lastKeyNote.data();
             if (target)
@@ -208,43 +240,47 @@ void AppMenus::rebuildPromptsMenu()
 
 void AppMenus::rebuildWorkspacesMenu()
 {
-    m_workspaces->clear();
-    for (QAction *old : std::as_const(m_workspaceShortcuts)) {
-        m_shortcuts.removeAll(old);
-        old->deleteLater();
-    }
-    m_workspaceShortcuts.clear();
+    discardItems(m_workspaces, m_workspaceItems);
 
     const QStringList paths = m_app.workspaces().paths();
     const QString open = m_app.store() ? m_app.store()->folder() : QString();
     static const Qt::Key digits[] = {Qt::Key_1, Qt::Key_2, Qt::Key_3, Qt::Key_4, Qt::Key_5,
                                      Qt::Key_6, Qt::Key_7, Qt::Key_8, Qt::Key_9, Qt::Key_0};
-    for (int i = 0; i < paths.size(); ++i) {
+    for (qsizetype i = 0; i < paths.size(); ++i) {
         const QString path = paths[i];
-        QAction *item = m_workspaces->addAction(QFileInfo(path).fileName());
+        QAction *item = addItem(m_workspaces, QFileInfo(path).fileName());
+        m_workspaceItems.append(item);
         item->setToolTip(path);
         item->setData(path);
         item->setCheckable(true);
         item->setChecked(path == open);
-        item->setShortcut(QKeySequence(Qt::CTRL | digits[i]));
-        item->setShortcutContext(Qt::WindowShortcut);
         connect(item, &QAction::triggered, this, [this, path] { m_app.switchToWorkspacePath(path); });
-        m_shortcuts.append(item);
-        m_workspaceShortcuts.append(item);
+        // The list is capped at ten when it is read; the menu does not count on it for its ten keys.
+        if (i < qsizetype(std::size(digits))) {
+            item->setShortcut(QKeySequence(Qt::CTRL | digits[i]));
+            item->setShortcutContext(Qt::WindowShortcut);
+            m_shortcuts.append(item);
+        }
     }
     if (!paths.isEmpty())
         m_workspaces->addSeparator();
-    QAction *autoAdd = m_workspaces->addAction(tr("Add Opened Folders Automatically"));
+    QAction *autoAdd = addItem(m_workspaces, tr("Add Opened Folders Automatically"));
+    m_workspaceItems.append(autoAdd);
     autoAdd->setCheckable(true);
     autoAdd->setChecked(m_app.workspaces().autoAddEnabled());
     connect(autoAdd, &QAction::triggered, this, [this] { m_app.toggleAutoWorkspaces(); });
-    QAction *edit = m_workspaces->addAction(tr("Edit Workspaces…"));
+    QAction *edit = addItem(m_workspaces, tr("Edit Workspaces…"));
+    m_workspaceItems.append(edit);
     connect(edit, &QAction::triggered, this, [this] { Q_EMIT m_app.workspacesEditRequested(); });
 
     // Windows that already exist get the new workspace shortcuts too.
     if (NoteStore *store = m_app.store()) {
         for (NoteController *controller : store->controllers())
             addShortcutsTo(controller);
+    }
+    for (const QPointer<QWidget> &window : std::as_const(m_otherWindows)) {
+        if (window)
+            addShortcutsToWindow(window);
     }
 }
 
@@ -258,20 +294,39 @@ void AppMenus::addShortcutsTo(NoteController *controller)
     auto *windowed = qobject_cast<NoteWindowController *>(controller);
     if (!windowed)
         return;
-    NoteWindow *window = windowed->window();
+    addShortcutsToWindow(windowed->window());
+    windowed->window()->setToolWindow(trayShown());
+}
+
+void AppMenus::addShortcutsToWindow(QWidget *window)
+{
+    const QList<QAction *> present = window->actions();
     for (QAction *action : std::as_const(m_shortcuts)) {
-        if (!window->actions().contains(action))
+        if (!present.contains(action))
             window->addAction(action);
     }
-    window->setToolWindow(trayShown());
+}
+
+void AppMenus::carryMenusIn(QWidget *window)
+{
+    if (!window || m_otherWindows.contains(window))
+        return;
+    m_otherWindows.append(window);
+    auto *bar = new QMenuBar(window);
+    bar->setObjectName(QStringLiteral("applicationMenus"));
+    for (QMenu *menu : menusForNoteContext())
+        bar->addMenu(menu);
+    if (window->layout())
+        window->layout()->setMenuBar(bar);
+    addShortcutsToWindow(window);
 }
 
 void AppMenus::buildTrayMenu()
 {
-    QAction *newNote = m_trayMenu->addAction(tr("New Note"));
+    QAction *newNote = addItem(m_trayMenu, tr("New Note"));
     connect(newNote, &QAction::triggered, this, [this] { m_app.newNote(); });
-    QAction *all = m_trayMenu->addAction(tr("Show All Notes"));
-    connect(all, &QAction::triggered, this, [this] { m_app.reopen(); });
+    QAction *all = addItem(m_trayMenu, tr("Show All Notes"));
+    connect(all, &QAction::triggered, this, [this] { m_app.showAllNotes(); });
     m_trayMenu->addSeparator();
     for (QMenu *menu : {m_file, m_prompts, m_workspaces, m_window, m_help})
         m_trayMenu->addMenu(menu);

@@ -13,6 +13,7 @@ class NoteWindowController;
 class QAction;
 class QMenu;
 class QSystemTrayIcon;
+class QWidget;
 
 // The application's menus and shortcuts. Linux desktops mostly have no global menu bar, so every note's context
 // menu carries these menus as submenus, the tray icon carries them too, and every shortcut is added to every note
@@ -36,6 +37,9 @@ public:
     QList<QMenu *> menusForNoteContext();
     // Gives a note's window every application shortcut.
     void addShortcutsTo(NoteController *controller);
+    // Gives another window of the application (the search and hidden-notes panels) the menus, as a menu bar, and
+    // every shortcut, kept up to date as the menus change: with no note on screen, it is the way in.
+    void carryMenusIn(QWidget *window);
 
     // Tray ("menu bar") mode when asked for and when the desktop has a tray; otherwise notes are ordinary windows
     // in the taskbar, so the application never hides its only way in.
@@ -66,8 +70,14 @@ private:
     void buildTrayMenu();
     QAction *addShortcutAction(QMenu *menu, const QString &title, const QKeySequence &keys,
                                std::function<void()> action);
+    // A menu item owned by this object.
+    QAction *addItem(QMenu *menu, const QString &title);
+    // Empties a rebuilt menu and lets go of its old items.
+    void discardItems(QMenu *menu, QList<QAction *> &items);
+    void addShortcutsToWindow(QWidget *window);
 
     AppDelegate &m_app;
+    // The menus have no parent widget (each is shown by many windows); this object deletes them.
     QMenu *m_file;
     QMenu *m_edit;
     QMenu *m_note;
@@ -78,7 +88,10 @@ private:
     QMenu *m_trayMenu;
     QSystemTrayIcon *m_tray = nullptr;
     QList<QAction *> m_shortcuts;
-    QList<QAction *> m_workspaceShortcuts;
+    // The items of the menus that are rebuilt, which this object deletes when it replaces them.
+    QList<QAction *> m_workspaceItems;
+    QList<QAction *> m_promptItems;
+    QList<QPointer<QWidget>> m_otherWindows;
     // The note that was active before a menu or the tray took the focus.
     QPointer<NoteWindowController> m_lastKeyNote;
 };

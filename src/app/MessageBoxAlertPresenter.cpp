@@ -1,5 +1,7 @@
 #include "app/MessageBoxAlertPresenter.h"
 
+#include "app/AppLog.h"
+
 #include <QAbstractButton>
 #include <QApplication>
 #include <QMessageBox>
@@ -17,6 +19,7 @@ int MessageBoxAlertPresenter::escapeIndex(const Alert &alert)
 
 int MessageBoxAlertPresenter::show(const Alert &alert)
 {
+    qCDebug(lcApp) << "alert:" << alert.message;
     QMessageBox box(alert.style == Alert::Warning ? QMessageBox::Warning : QMessageBox::Information,
                     QApplication::applicationDisplayName(), alert.message, QMessageBox::NoButton,
                     QApplication::activeWindow());

@@ -7,6 +7,62 @@
 
 #include <cmath>
 
+// The settings file is the user's: hand-edited, written by an older version, or half-written by a crash. Every
+// value is therefore checked for its type when read. A value of the wrong kind (a list where a word belongs, text
+// that is no number, a number that is not finite) counts as unset, so the registered default, or the caller's
+// fallback, applies; it is never passed on to code that trusts it.
+namespace {
+
+bool isText(const QVariant &v)
+{
+    return v.typeId() == QMetaType::QString || v.typeId() == QMetaType::QByteArray;
+}
+
+bool isNumber(const QVariant &v)
+{
+    switch (v.typeId()) {
+    case QMetaType::Int:
+    case QMetaType::UInt:
+    case QMetaType::LongLong:
+    case QMetaType::ULongLong:
+    case QMetaType::Double:
+    case QMetaType::Float:
+        return true;
+    default:
+        return false;
+    }
+}
+
+std::optional<bool> boolFrom(const QVariant &v)
+{
+    if (v.typeId() == QMetaType::Bool)
+        return v.toBool();
+    if (isNumber(v))
+        return v.toDouble() != 0;
+    if (!isText(v))
+        return std::nullopt;
+    // INI files hand values back as text; read them as the platform's boolean getter does.
+    const QString text = v.toString().trimmed().toLower();
+    if (text == QLatin1String("true") || text == QLatin1String("yes"))
+        return true;
+    if (text == QLatin1String("false") || text == QLatin1String("no"))
+        return false;
+    bool ok = false;
+    const double number = text.toDouble(&ok);
+    return ok && std::isfinite(number) ? std::optional<bool>(number != 0) : std::nullopt;
+}
+
+std::optional<double> doubleFrom(const QVariant &v)
+{
+    if (!isNumber(v) && !isText(v))
+        return std::nullopt;
+    bool ok = false;
+    const double number = isText(v) ? v.toString().trimmed().toDouble(&ok) : v.toDouble(&ok);
+    return ok && std::isfinite(number) ? std::optional<double>(number) : std::nullopt;
+}
+
+} // namespace
+
 Settings::Settings()
     : m_settings(std::make_shared<QSettings>(QSettings::NativeFormat, QSettings::UserScope,
                                              QStringLiteral("Tackpad"), QStringLiteral("Tackpad")))
@@ -51,35 +107,34 @@ QVariant Settings::value(const char *key) const
     return registeredDefaults().value(name);
 }
 
+QVariant Settings::registeredDefault(const char *key)
+{
+    return registeredDefaults().value(QString::fromLatin1(key));
+}
+
 bool Settings::boolValue(const char *key) const
 {
-    const QVariant v = value(key);
-    // INI files hand values back as text; "true"/"1"/"yes" as the platform's boolean getter reads them.
-    if (v.typeId() == QMetaType::QString) {
-        const QString text = v.toString().trimmed().toLower();
-        return text == QLatin1String("true") || text == QLatin1String("yes") || text.toDouble() != 0;
-    }
-    return v.toBool();
+    if (const std::optional<bool> stored = boolFrom(m_settings->value(QLatin1String(key))))
+        return *stored;
+    return registeredDefault(key).toBool();
 }
 
 double Settings::doubleValue(const char *key) const
 {
-    bool ok = false;
-    const double d = value(key).toDouble(&ok);
-    return ok && std::isfinite(d) ? d : 0.0;
+    return optionalDouble(key).value_or(0.0);
 }
 
 std::optional<double> Settings::optionalDouble(const char *key) const
 {
-    if (!value(key).isValid())
-        return std::nullopt;
-    return doubleValue(key);
+    if (const std::optional<double> stored = doubleFrom(m_settings->value(QLatin1String(key))))
+        return stored;
+    return doubleFrom(registeredDefault(key));
 }
 
 std::optional<QString> Settings::stringValue(const char *key) const
 {
     const QVariant v = value(key);
-    if (!v.isValid() || !v.canConvert<QString>())
+    if (!isText(v) && !isNumber(v))
         return std::nullopt;
     return v.toString();
 }
@@ -87,16 +142,29 @@ std::optional<QString> Settings::stringValue(const char *key) const
 QStringList Settings::stringList(const char *key) const
 {
     const QVariant v = value(key);
-    if (!v.isValid())
+    // An INI file gives a one-entry list back as plain text.
+    if (isText(v)) {
+        const QString text = v.toString();
+        return text.isEmpty() ? QStringList() : QStringList {text};
+    }
+    if (v.typeId() != QMetaType::QStringList && v.typeId() != QMetaType::QVariantList)
         return {};
-    return v.toStringList();
+    QStringList list;
+    for (const QVariant &entry : v.toList()) {
+        if (isText(entry))
+            list.append(entry.toString());
+    }
+    return list;
 }
 
 std::optional<QUrl> Settings::urlValue(const char *key) const
 {
     const auto text = stringValue(key);
-    if (!text || text->isEmpty())
+    if (!text || text->trimmed().isEmpty())
         return std::nullopt;
+    // A folder written by hand as a plain path is taken as the folder it names.
+    if (text->startsWith(QLatin1Char('/')))
+        return QUrl::fromLocalFile(*text);
     const QUrl url(*text);
     return url.isValid() ? std::optional<QUrl>(url) : std::nullopt;
 }

@@ -54,16 +54,22 @@ public:
 
     // The nine registered defaults. Registration is the table itself: `value` falls back to it.
     static const QVariantMap &registeredDefaults();
+    static QVariant registeredDefault(const char *key);
     static void registerDefaults();
 
     bool contains(const char *key) const;
+    // The stored value as it is, or the registered default; the typed getters below check what they read, and a
+    // value of the wrong kind reads as unset (the registered default, else false, 0 or absent).
     QVariant value(const char *key) const;
     bool boolValue(const char *key) const;
-    // 0 when unset (and no default is registered) or not a number, as the platform's number getter reads.
+    // 0 when unset (and no default is registered) or not a finite number, as the platform's number getter reads.
     double doubleValue(const char *key) const;
     std::optional<double> optionalDouble(const char *key) const;
+    // Text (or a number as text); absent for anything else.
     std::optional<QString> stringValue(const char *key) const;
+    // The text entries of a list; a single text is a list of one.
     QStringList stringList(const char *key) const;
+    // A URL, or a plain absolute path taken as a file URL.
     std::optional<QUrl> urlValue(const char *key) const;
 
     void setValue(const char *key, const QVariant &value);

@@ -2,6 +2,7 @@
 
 #include "app/ApiKeyField.h"
 #include "app/AppInfo.h"
+#include "app/WorkspaceList.h"
 #include "notes/NotePalette.h"
 #include "platform/GlobalHotKey.h"
 #include "platform/KeyStore.h"
@@ -20,6 +21,8 @@
 #include <QLabel>
 #include <QLineEdit>
 #include <QPushButton>
+#include <QScreen>
+#include <QScrollArea>
 #include <QStyle>
 #include <QSystemTrayIcon>
 #include <QUrl>
@@ -95,19 +98,34 @@ SettingsDialog::SettingsDialog(Settings settings, KeyStore *keyStore, GlobalHotK
 {
     setWindowTitle(tr("Settings"));
 
-    auto *layout = new QVBoxLayout(this);
+    // The sections scroll; the buttons stay below them, so that Done and Cancel are on screen however small it is.
+    auto *content = new QWidget(this);
+    auto *contentLayout = new QVBoxLayout(content);
+    contentLayout->setContentsMargins(0, 0, 0, 0);
     const QList<QGroupBox *> sections {buildNewNoteSection(), buildStartupSection(), buildDesktopSection(),
         buildAppearanceSection(), buildAiSection()};
     // Wide enough that the explanations read as sentences rather than narrow columns.
     const int sectionWidth = fontMetrics().averageCharWidth() * 72;
     for (QGroupBox *section : sections) {
+        section->setParent(content);
         section->setMinimumWidth(sectionWidth);
-        layout->addWidget(section);
+        contentLayout->addWidget(section);
     }
+    contentLayout->addStretch(1);
+    alignLabelColumns(sections);
+
+    auto *scroll = new QScrollArea(this);
+    scroll->setObjectName(QStringLiteral("sections"));
+    scroll->setWidget(content);
+    scroll->setWidgetResizable(true);
+    scroll->setFrameShape(QFrame::NoFrame);
+    scroll->setHorizontalScrollBarPolicy(Qt::ScrollBarAlwaysOff);
+
+    auto *layout = new QVBoxLayout(this);
+    layout->addWidget(scroll, 1);
     layout->addSpacing(4);
     layout->addWidget(buildButtonRow());
-    layout->setSizeConstraint(QLayout::SetFixedSize);
-    alignLabelColumns(sections);
+    sizeToScreen(scroll, content);
 
     loadValues();
     if (m_hotKey)
@@ -118,6 +136,21 @@ SettingsDialog::SettingsDialog(Settings settings, KeyStore *keyStore, GlobalHotK
 }
 
 SettingsDialog::~SettingsDialog() = default;
+
+// All of the sections when the screen has room for them, otherwise as much as it has; the user can resize.
+void SettingsDialog::sizeToScreen(QScrollArea *scroll, QWidget *content)
+{
+    const int scrollBar = scroll->style()->pixelMetric(QStyle::PM_ScrollBarExtent, nullptr, scroll);
+    scroll->setMinimumWidth(content->minimumSizeHint().width() + scrollBar);
+    const QSize whole = sizeHint() - scroll->sizeHint() + content->sizeHint() + QSize(scrollBar, 0);
+    QSize size = whole;
+    if (const QScreen *shown = screen()) {
+        // Leave room for the window frame and the desktop's panels (already outside the available area).
+        const QSize room = shown->availableGeometry().size() - QSize(40, 60);
+        size = whole.boundedTo(room).expandedTo(minimumSizeHint());
+    }
+    resize(size);
+}
 
 int SettingsDialog::checkBoxTextIndent() const
 {
@@ -381,7 +414,7 @@ void SettingsDialog::customColorChosen(const QColor &color)
 
 void SettingsDialog::fillWorkspaceChoices()
 {
-    QStringList paths = m_settings.stringList(SettingsKey::workspaces);
+    QStringList paths = WorkspaceList::readPaths(m_settings);
     const QString stored = m_settings.stringValue(SettingsKey::startupWorkspace).value_or(QString());
     // A start-up workspace that has left the list stays selectable, so Done does not silently change it.
     if (!stored.isEmpty() && !paths.contains(stored))

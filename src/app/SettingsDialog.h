@@ -18,6 +18,7 @@ class QGroupBox;
 class QLabel;
 class QLineEdit;
 class QPushButton;
+class QScrollArea;
 class QWidget;
 
 // The settings sheet: every preference of the application plus the Anthropic API key. Controls show the current
@@ -61,6 +62,7 @@ private:
     QGroupBox *buildAppearanceSection();
     QGroupBox *buildAiSection();
     QWidget *buildButtonRow();
+    void sizeToScreen(QScrollArea *scroll, QWidget *content);
     void alignLabelColumns(const QList<QGroupBox *> &sections);
     int checkBoxTextIndent() const;
 

@@ -1,12 +1,14 @@
 #include "app/TackpadApplication.h"
 
 #include "app/AppInfo.h"
+#include "app/AppLog.h"
 #include "app/AppMenus.h"
 #include "app/OnboardingDialog.h"
 #include "app/SettingsDialog.h"
 #include "app/WorkspaceEditor.h"
 #include "platform/FileManagerReveal.h"
 #include "platform/KeyStore.h"
+#include "search/DismissablePanel.h"
 #include "search/HiddenNotesWindow.h"
 #include "search/SearchWindow.h"
 #include "store/NoteStore.h"
@@ -15,8 +17,27 @@
 #include <QApplication>
 #include <QDesktopServices>
 #include <QFileDialog>
+#include <QGridLayout>
+#include <QLabel>
 #include <QMessageBox>
 #include <QStandardPaths>
+
+namespace {
+
+// Shows a longer explanation under the panel's folder view; a window title is too short for it. Qt's own file
+// dialog has a layout to put it in; a desktop's native dialog has none and shows only the title.
+void addExplanation(QFileDialog &dialog, const QString &text)
+{
+    auto *grid = qobject_cast<QGridLayout *>(dialog.layout());
+    if (!grid)
+        return;
+    auto *label = new QLabel(text, &dialog);
+    label->setObjectName(QStringLiteral("explanation"));
+    label->setWordWrap(true);
+    grid->addWidget(label, grid->rowCount(), 0, 1, grid->columnCount());
+}
+
+} // namespace
 
 TackpadApplication::TackpadApplication(QObject *parent)
     : QObject(parent)
@@ -41,6 +62,12 @@ TackpadApplication::TackpadApplication(QObject *parent)
     };
     m_delegate->onControllerCreated = [this](NoteController *controller) { m_menus->addShortcutsTo(controller); };
     connect(m_delegate.get(), &AppDelegate::workspacesEditRequested, this, &TackpadApplication::showWorkspaceEditor);
+    // Without a note on screen a taskbar-mode user has nothing to click: the hidden-notes panel, which carries the
+    // menus, is the way back in. With a tray that is the way in, unless the user asked to see the application.
+    connect(m_delegate.get(), &AppDelegate::noNoteVisible, this, [this](bool userAsked) {
+        if (userAsked || !m_menus->trayShown())
+            showHiddenNotes();
+    });
     connect(qApp, &QCoreApplication::aboutToQuit, this, [this] { m_delegate->prepareToQuit(); });
 }
 
@@ -61,11 +88,12 @@ AppDelegate::Services TackpadApplication::makeServices()
         return dialog.selectedFiles().constFirst();
     };
     services.chooseMarkdownFiles = [] {
-        QFileDialog dialog(nullptr,
-                           tr("Choose Markdown files to turn into sticky notes.\nIf the file is already in the current "
-                              "folder, the file will gain TackPad properties. If it's in another folder, a copy will "
-                              "be made into the current folder."));
+        QFileDialog dialog(nullptr, tr("Import Markdown Files"));
         dialog.setFileMode(QFileDialog::ExistingFiles);
+        addExplanation(dialog,
+            tr("Choose Markdown files to turn into sticky notes.\nIf the file is already in the current folder, the "
+               "file will gain TackPad properties. If it's in another folder, a copy will be made into the current "
+               "folder."));
         dialog.setNameFilter(tr("Markdown files (*.md *.MD *.Md *.mD)"));
         dialog.setLabelText(QFileDialog::Accept, tr("Import"));
         return dialog.exec() == QDialog::Accepted ? dialog.selectedFiles() : QStringList();
@@ -77,6 +105,7 @@ AppDelegate::Services TackpadApplication::makeServices()
     };
     services.quit = [] { QMetaObject::invokeMethod(qApp, &QCoreApplication::quit, Qt::QueuedConnection); };
     services.toast = [](const QString &text, double seconds) {
+        qCDebug(lcApp) << "toast:" << text;
         Toast::show(text, seconds, QApplication::activeWindow());
     };
     return services;
@@ -90,6 +119,16 @@ bool TackpadApplication::launch()
 
 void TackpadApplication::handleCommand(const QStringList &command)
 {
+    // While a question is open (the first-run terms above all) nothing else happens: the question comes to the
+    // front instead, since it is what stands in the way.
+    if (QWidget *modal = QApplication::activeModalWidget()) {
+        modal->show();
+        modal->raise();
+        modal->activateWindow();
+        return;
+    }
+    if (m_delegate->isAsking())
+        return;
     if (command.value(0) == QLatin1String("new-note"))
         m_delegate->newNote();
     else
@@ -101,6 +140,7 @@ void TackpadApplication::showSearch()
     if (!m_search) {
         m_search = std::make_unique<SearchWindow>([this] { return m_delegate->store(); });
         connect(m_delegate.get(), &AppDelegate::notesChanged, m_search.get(), &SearchWindow::notesChanged);
+        m_menus->carryMenusIn(m_search->panel());
     }
     m_search->show();
 }
@@ -110,6 +150,7 @@ void TackpadApplication::showHiddenNotes()
     if (!m_hidden) {
         m_hidden = std::make_unique<HiddenNotesWindow>([this] { return m_delegate->store(); });
         connect(m_delegate.get(), &AppDelegate::notesChanged, m_hidden.get(), &HiddenNotesWindow::notesChanged);
+        m_menus->carryMenusIn(m_hidden->panel());
     }
     m_hidden->show();
 }
@@ -153,4 +194,13 @@ void TackpadApplication::quit()
 {
     m_delegate->prepareToQuit();
     QCoreApplication::quit();
+}
+
+void TackpadApplication::terminate()
+{
+    qCInfo(lcApp) << "TackPad: quitting on request of the system";
+    m_delegate->terminate();
+    // Unlike quit(), exit() also ends the event loops of open dialogs (and it cannot be refused by a window that
+    // will not close); the code they return to sees the delegate terminating and does nothing more.
+    QCoreApplication::exit(0);
 }

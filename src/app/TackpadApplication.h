@@ -29,6 +29,9 @@ public:
     bool launch();
     // A command from a later launch of `tackpad` ("reopen", "new-note").
     void handleCommand(const QStringList &command);
+    // Quits at once from whatever state, open dialogs included, after writing every pending save (SIGTERM, a
+    // logout). launch() then returns false, or the running event loop ends.
+    void terminate();
 
     AppDelegate &delegate() { return *m_delegate; }
     AppMenus &menus() { return *m_menus; }

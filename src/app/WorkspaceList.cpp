@@ -42,7 +42,24 @@ QString WorkspaceList::standardisedPath(const QString &path)
 
 QStringList WorkspaceList::paths() const
 {
-    return m_settings.stringList(SettingsKey::workspaces);
+    return readPaths(m_settings);
+}
+
+QStringList WorkspaceList::readPaths(const Settings &settings)
+{
+    // Written by hand or by another version, the list may hold relative or empty paths, the same folder twice, or
+    // more than ten: only what the list can mean is kept, in order.
+    QStringList list;
+    for (const QString &path : settings.stringList(SettingsKey::workspaces)) {
+        if (path.isEmpty() || !QDir::isAbsolutePath(path))
+            continue;
+        const QString standard = standardisedPath(path);
+        if (!list.contains(standard))
+            list.append(standard);
+        if (list.size() == maxWorkspaces)
+            break;
+    }
+    return list;
 }
 
 void WorkspaceList::setPaths(const QStringList &newPaths)

@@ -37,6 +37,8 @@ public:
     static QString standardisedPath(const QString &path);
 
     QStringList paths() const;
+    // The list as stored in `settings`, cleaned: absolute, standardised, each folder once, at most ten.
+    static QStringList readPaths(const Settings &settings);
     // Keeps the first ten, forgets the import refusals of folders that left the list, writes it.
     void setPaths(const QStringList &paths);
     // Adds an opened folder unless automatic adding is off, it is listed already or the list is full.

@@ -69,9 +69,9 @@ int main(int argc, char *argv[])
     }
 
     TackpadApplication tackpad;
-    // A logout or `kill` quits through the event loop, so pending saves are written (see aboutToQuit).
+    // A logout, `kill` or Ctrl+C writes pending saves and quits, also while a dialog is open.
     QuitSignalHandler quitSignals;
-    QObject::connect(&quitSignals, &QuitSignalHandler::quitRequested, &app, [] { QCoreApplication::quit(); });
+    QObject::connect(&quitSignals, &QuitSignalHandler::quitRequested, &tackpad, &TackpadApplication::terminate);
     QObject::connect(&instance, &SingleInstance::commandReceived, &tackpad, &TackpadApplication::handleCommand);
     if (!tackpad.launch())
         return 0;

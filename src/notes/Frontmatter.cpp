@@ -2,6 +2,7 @@
 
 #include "notes/NotePalette.h"
 
+#include <algorithm>
 #include <charconv>
 #include <cmath>
 #include <limits>
@@ -129,13 +130,15 @@ std::optional<std::string> asciiOf(const QString &text)
 }
 
 // Rounds halves away from zero. A value that cannot be a 64-bit integer never comes from a parse (those are
-// clamped); reaching here with one means a caller stored a broken frame, which must not be written.
-qint64 roundedForFile(double value)
+// clamped); one from elsewhere (a hand-edited setting, a screen that reported nonsense) is written as the nearest
+// integer that can be, or as the property's default when it is no number at all: a note with an odd frame is
+// better than ending the application with every other note's edits unsaved. The next read clamps it into range.
+qint64 roundedForFile(double value, double fallback)
 {
-    const double r = std::round(value);
-    if (!std::isfinite(r) || r < -9.2e18 || r > 9.2e18)
-        qFatal("Frontmatter: cannot write non-finite or out-of-range number %f", value);
-    return qint64(r);
+    constexpr double largest = 9.2e18;
+    if (!std::isfinite(value))
+        value = fallback;
+    return qint64(std::round(std::clamp(value, -largest, largest)));
 }
 
 } // namespace
@@ -343,13 +346,13 @@ Parsed parse(const QString &raw)
 QString propertyLine(const NoteMetadata &meta)
 {
     QString tokens = QStringLiteral("x%1 y%2 w%3 h%4 z%5 %6 s%7")
-                         .arg(roundedForFile(meta.x))
-                         .arg(roundedForFile(meta.y))
-                         .arg(roundedForFile(meta.width))
-                         .arg(roundedForFile(meta.height))
+                         .arg(roundedForFile(meta.x, NoteMetadata().x))
+                         .arg(roundedForFile(meta.y, NoteMetadata().y))
+                         .arg(roundedForFile(meta.width, NoteMetadata().width))
+                         .arg(roundedForFile(meta.height, NoteMetadata().height))
                          .arg(meta.z)
                          .arg(meta.color)
-                         .arg(roundedForFile(meta.fontSize));
+                         .arg(roundedForFile(meta.fontSize, NoteMetadata().fontSize));
     if (meta.rolledUp)
         tokens += QLatin1String(" rolled");
     if (meta.floatOnTop)

@@ -85,14 +85,8 @@ void X11GlobalHotKey::registerHotKey()
     xcb_key_symbols_t *symbols = xcb_key_symbols_alloc(m_connection);
     if (!symbols)
         return;
-    const std::vector<xcb_keycode_t> keycodes = keycodesOf(symbols, XK_bracketleft);
     const std::uint16_t numLock = numLockMask(m_connection, symbols);
     xcb_key_symbols_free(symbols);
-    if (keycodes.empty()) {
-        qCWarning(lcPlatform) << "TackPad: the keyboard layout has no [ key; the global shortcut stays off";
-        m_problem = tr("The keyboard layout has no [ key, so the shortcut does nothing.");
-        return;
-    }
 
     // A passive grab matches the modifier state exactly, so CapsLock and NumLock each need their own variant or
     // the shortcut dies whenever one of them is on.
@@ -100,10 +94,8 @@ void X11GlobalHotKey::registerHotKey()
     const std::uint16_t variants[] = {0, XCB_MOD_MASK_LOCK, numLock, std::uint16_t(XCB_MOD_MASK_LOCK | numLock)};
     std::vector<Grab> grabs;
     for (xcb_window_t root : rootWindows(m_connection)) {
-        for (xcb_keycode_t keycode : keycodes) {
-            for (std::uint16_t variant : variants)
-                grabs.push_back({root, keycode, std::uint16_t(hotKeyModifiers | variant)});
-        }
+        for (std::uint16_t variant : variants)
+            grabs.push_back({root, physicalKeycode, std::uint16_t(hotKeyModifiers | variant)});
     }
 
     if (!grabAll(grabs)) {

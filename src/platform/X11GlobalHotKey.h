@@ -10,11 +10,18 @@
 struct xcb_connection_t;
 
 // Ctrl+Alt+[ on an X server: a passive key grab on every root window of the application's own X connection, read
-// back through a native event filter. The key is looked up by its symbol, so it follows the keyboard layout.
+// back through a native event filter.
+//
+// The key is a place on the keyboard, not a character: the one that types "[" on a US layout, whatever layout is
+// active (on a German keyboard it types "ü"; the German "[" is AltGr+8, and Ctrl+Alt+8 must stay Ctrl+Alt+8).
 class X11GlobalHotKey : public GlobalHotKey, public QAbstractNativeEventFilter {
     Q_OBJECT
 
 public:
+    // The X key code of that key. X servers number keys as the kernel does plus 8 (evdev: KEY_LEFTBRACE, 26); the
+    // older XFree86 key codes, where they still exist, give the same key the same number.
+    static constexpr std::uint8_t physicalKeycode = 34;
+
     // Uses the X connection of the running application; without one (another platform plugin) it is unavailable.
     explicit X11GlobalHotKey(QObject *parent);
     ~X11GlobalHotKey() override;

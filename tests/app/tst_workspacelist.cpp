@@ -71,6 +71,31 @@ private Q_SLOTS:
         QCOMPARE(settings().stringList(SettingsKey::workspaces), eleven.mid(0, 10));
     }
 
+    // A list written by hand or by another version is read as what it can mean.
+    void storedListIsReadClean_data()
+    {
+        QTest::addColumn<QStringList>("stored");
+        QTest::addColumn<QStringList>("expected");
+        QStringList eleven;
+        for (int i = 1; i <= 11; ++i)
+            eleven << u"/w/%1"_qs.arg(i);
+        QTest::newRow("eleven: the first ten") << eleven << eleven.mid(0, 10);
+        QTest::newRow("the same folder twice, written differently")
+            << QStringList {u"/a"_qs, u"/b/"_qs, u"/a/./"_qs, u"/b"_qs} << QStringList {u"/a"_qs, u"/b"_qs};
+        QTest::newRow("empty and relative entries")
+            << QStringList {u""_qs, u"Notes"_qs, u"./x"_qs, u"/n"_qs} << QStringList {u"/n"_qs};
+        QTest::newRow("eleven after dropping the unusable ones")
+            << (QStringList {u"rel"_qs} + eleven) << eleven.mid(0, 10);
+    }
+
+    void storedListIsReadClean()
+    {
+        QFETCH(QStringList, stored);
+        QFETCH(QStringList, expected);
+        settings().setValue(SettingsKey::workspaces, stored);
+        QCOMPARE(m_list->paths(), expected);
+    }
+
     void disabledAutoAddAddsNothing()
     {
         m_list->setAutoAddEnabled(false);

@@ -206,6 +206,11 @@ private Q_SLOTS:
         QTest::newRow("halves away from zero, never -0")
             << NoteMetadata {.x = 120.5, .y = -0.5, .width = 140.49, .height = -0.4, .fontSize = 12.5} << QStringList()
             << QString() << u"---\ntackpad: \"x121 y-1 w140 h0 z0 #FBF4A6 s13\"\n---\n"_qs;
+        // Only a parse is known to clamp; a broken frame from elsewhere must still be written, not end the process.
+        QTest::newRow("robustness: no number and out of range are written as the default and the limit")
+            << NoteMetadata {.x = qQNaN(), .y = 1e300, .width = -qInf(), .height = qInf(), .fontSize = qQNaN()}
+            << QStringList() << QString()
+            << u"---\ntackpad: \"x120 y9200000000000000000 w270 h260 z0 #FBF4A6 s12\"\n---\n"_qs;
         QTest::newRow("flags in fixed order, adopt not keep")
             << NoteMetadata {.z = -3,
                    .color = u"#abcdef"_qs,

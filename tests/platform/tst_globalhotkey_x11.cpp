@@ -4,6 +4,7 @@
 
 #include <QAbstractNativeEventFilter>
 #include <QGuiApplication>
+#include <QProcess>
 #include <QSignalSpy>
 #include <QTest>
 
@@ -120,6 +121,7 @@ private Q_SLOTS:
     {
         m_hotKey.reset();
         m_barrier.reset();
+        QVERIFY(setLayout(u"us"_qs));
         // The X server outlives this test: leave the lock keys off for whoever comes next.
         setLocks(false, false);
     }
@@ -245,6 +247,32 @@ private Q_SLOTS:
         QCOMPARE(pressesFromStrokes(presses), 1);
     }
 
+    // The shortcut is the key in the place of the US "[", whatever the layout: on a German layout that key types
+    // "ü", while "[" is AltGr+8, whose Ctrl+Alt+8 must stay free for what uses it.
+    void keyIsThePhysicalKeyWhateverTheLayout_data()
+    {
+        QTest::addColumn<QString>("layout");
+        QTest::addColumn<QString>("stroke");
+        QTest::addColumn<int>("expectedPresses");
+        QTest::newRow("nominal: US layout, Ctrl+Alt+[") << u"us"_qs << u"ctrl+alt+bracketleft"_qs << 1;
+        QTest::newRow("layout: German, the same key (ü)") << u"de"_qs << u"ctrl+alt+udiaeresis"_qs << 1;
+        QTest::newRow("layout: German, Ctrl+Alt+8 is not it") << u"de"_qs << u"ctrl+alt+8"_qs << 0;
+    }
+
+    void keyIsThePhysicalKeyWhateverTheLayout()
+    {
+        QFETCH(QString, layout);
+        QFETCH(QString, stroke);
+        QFETCH(int, expectedPresses);
+        QVERIFY2(setLayout(layout), "setxkbmap failed (scripts/bootstrap installs x11-xkb-utils)");
+        m_hotKey->registerHotKey();
+        QVERIFY(m_hotKey->isRegistered());
+        QSignalSpy presses(m_hotKey.get(), &GlobalHotKey::pressed);
+        QCOMPARE(pressesFromStrokes(presses, 1, stroke), expectedPresses);
+        // The settings still name the combination as the user knows it.
+        QCOMPARE(GlobalHotKey::keyText(), u"Ctrl+Alt+["_qs);
+    }
+
     void createdBackendReleasesTheGrabWhenDestroyed()
     {
         std::unique_ptr<GlobalHotKey> hotKey = GlobalHotKey::create();
@@ -259,20 +287,33 @@ private Q_SLOTS:
     }
 
 private:
-    // Strokes Ctrl+Alt+[ `times` times and returns the presses that came of it.
-    int pressesFromStrokes(QSignalSpy &presses, int times = 1)
+    // Strokes `stroke` (Ctrl+Alt+[ on a US layout) `times` times and returns the presses that came of it.
+    int pressesFromStrokes(QSignalSpy &presses, int times = 1, const QString &stroke = u"ctrl+alt+bracketleft"_qs)
     {
         const int start = presses.count();
         const int barrier = m_barrier->passed;
         QStringList keys {QStringLiteral("key")};
         for (int i = 0; i < times; ++i)
-            keys << QStringLiteral("ctrl+alt+bracketleft");
-        keys << QStringLiteral("ctrl+alt+bracketright");
+            keys << stroke;
+        // The barrier is a key too, named by what it types in the current layout.
+        keys << u"ctrl+alt+"_qs + m_barrierKeyName;
         if (!xdotool(keys) || !QTest::qWaitFor([&] { return m_barrier->passed > barrier; }, 10000))
             return -1;
         // Presses are queued by the hot key: deliver what its filter queued before the barrier passed.
         QCoreApplication::sendPostedEvents();
         return int(presses.count() - start);
+    }
+
+    bool setLayout(const QString &layout)
+    {
+        // What the barrier's key (the US "]") types in each layout used here.
+        static const QHash<QString, QString> barrierKeyNames {{u"us"_qs, u"bracketright"_qs}, {u"de"_qs, u"plus"_qs}};
+        QProcess process;
+        process.start(u"setxkbmap"_qs, {layout});
+        if (!process.waitForFinished(30000) || process.exitCode() != 0)
+            return false;
+        m_barrierKeyName = barrierKeyNames.value(layout);
+        return true;
     }
 
     void setLocks(bool capsLock, bool numLock)
@@ -287,6 +328,7 @@ private:
     }
 
     std::unique_ptr<Barrier> m_barrier;
+    QString m_barrierKeyName = u"bracketright"_qs;
     std::unique_ptr<X11GlobalHotKey> m_hotKey;
 };
 

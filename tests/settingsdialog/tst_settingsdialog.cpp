@@ -17,9 +17,12 @@
 #include <QLineEdit>
 #include <QMetaProperty>
 #include <QPushButton>
+#include <QScreen>
 #include <QSettings>
 #include <QSignalSpy>
 #include <QStandardPaths>
+#include <QStyle>
+#include <QStyleOptionFrame>
 #include <QSystemTrayIcon>
 #include <QTemporaryDir>
 #include <QTest>
@@ -214,7 +217,9 @@ private Q_SLOTS:
         row("clamp: stored width above the maximum", fixedNoteWidth, 1e9, none, 20000.0);
         row("clamp: stored font size of zero", fixedNoteFontSize, 0, none, 8.0);
         row("clamp: stored font size of 100", fixedNoteFontSize, 100, none, 48.0);
-        row("robustness: width written as nan", fixedNoteWidth, "nan", none, 140.0);
+        // What is no number reads as unset: the registered default, not a limit.
+        row("robustness: width written as nan", fixedNoteWidth, "nan", none, 270.0);
+        row("robustness: height written as a list", fixedNoteHeight, QStringList {u"1"_qs, u"2"_qs}, none, 260.0);
         row("robustness: color that is not a color", fixedNoteColor, "red", none, "#FBF4A6");
         row("robustness: color in lower case", fixedNoteColor, "#e6dbfb", none, "#E6DBFB");
         row("robustness: default workspace no longer listed is kept", startupWorkspace, "/old/Archive", none,
@@ -437,6 +442,39 @@ private Q_SLOTS:
         QVERIFY(link->text().contains(QLatin1String(AppInfo::website)));
         QCOMPARE(control<QPushButton>(*dialog, QStringLiteral("cancelButton"))->text(), QStringLiteral("Cancel"));
         QCOMPARE(control<QPushButton>(*dialog, QStringLiteral("doneButton"))->text(), QStringLiteral("Done"));
+    }
+
+    // On a small screen (the offscreen one is 800 by 600) the sections scroll and Done and Cancel stay on it.
+    void fitsTheScreenWithItsButtonsOnIt()
+    {
+        auto dialog = open();
+        const QRect screen = dialog->screen()->availableGeometry();
+        QVERIFY2(dialog->height() <= screen.height(), qPrintable(QString::number(dialog->height())));
+        QVERIFY(dialog->width() <= screen.width());
+        for (const char *name : {"doneButton", "cancelButton"}) {
+            QWidget *button = control(*dialog, QLatin1String(name));
+            const QRect onDialog(button->mapTo(dialog.get(), QPoint()), button->size());
+            QVERIFY2(dialog->rect().contains(onDialog), name);
+        }
+        // Resizable, down to a few of its lines.
+        QVERIFY(dialog->minimumHeight() < screen.height() / 2);
+        QVERIFY(dialog->maximumHeight() > dialog->height());
+    }
+
+    void keyPlaceholdersAreNeverCut()
+    {
+        auto dialog = open();
+        // Beside the field, as when a key is stored, the Remove button takes its share of the row.
+        control(*dialog, QStringLiteral("removeKey"))->show();
+        QApplication::sendPostedEvents(); // the layouts settle
+        auto *field = control<QLineEdit>(*dialog, QStringLiteral("apiKey"));
+        QStyleOptionFrame option;
+        option.initFrom(field);
+        const int textWidth = field->style()->subElementRect(QStyle::SE_LineEditContents, &option, field).width()
+            - field->textMargins().left() - field->textMargins().right() - 2 * 2;
+        for (const QString &text : {ApiKeyField::noKeyPlaceholder(), ApiKeyField::checkingPlaceholder(),
+                 ApiKeyField::storedKeyPlaceholder(), ApiKeyField::removalPlaceholder()})
+            QVERIFY2(field->fontMetrics().horizontalAdvance(text) <= textWidth, qPrintable(text));
     }
 
     void hotKeyNote_data()
