@@ -8,6 +8,7 @@
 
 #include <memory>
 
+class AIClient;
 class AppMenus;
 class FileManagerReveal;
 class KeyStore;
@@ -48,6 +49,7 @@ private:
     std::unique_ptr<AppMenus> m_menus;
     std::unique_ptr<FileManagerReveal> m_reveal;
     std::unique_ptr<KeyStore> m_keyStore;
+    std::unique_ptr<AIClient> m_aiClient;
     std::unique_ptr<SearchWindow> m_search;
     std::unique_ptr<HiddenNotesWindow> m_hidden;
     QPointer<QDialog> m_settingsDialog;

@@ -558,3 +558,8 @@ void NoteStore::reportFailure(const QString &title, const QString &description, 
     else
         qCWarning(lcStore).noquote() << QStringLiteral("TackPad: %1: %2").arg(title, description);
 }
+
+void NoteStore::refreshFromDisk(const QString &filename)
+{
+    rescanFiles({filename});
+}

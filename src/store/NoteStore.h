@@ -132,6 +132,10 @@ public:
     // Shows the note whose title matches the target (ignoring case), or creates it next to `from`.
     NoteController *followWikiLink(const QString &target, const NoteController *from);
 
+    // Re-reads one note file now, as the watcher's rescan would, so that a change made elsewhere reaches its note
+    // before the note is rewritten as a whole (an AI reply).
+    void refreshFromDisk(const QString &filename);
+
 Q_SIGNALS:
     // The set of notes or their hidden state changed.
     void notesChanged(NoteStore *store);
