@@ -3,6 +3,8 @@
 #include "ai/AIClient.h"
 #include "app/AppInfo.h"
 #include "app/AppMenus.h"
+#include "app/ApplyCommand.h"
+#include "app/ApplyServer.h"
 #include "app/OnboardingDialog.h"
 #include "app/SettingsDialog.h"
 #include "app/WorkspaceEditor.h"
@@ -40,6 +42,8 @@ TackpadApplication::TackpadApplication(QObject *parent)
     environment.applicationMenus = [this] { return m_menus->menusForNoteContext(); };
     environment.aiClient = m_aiClient.get();
     environment.keyStore = m_keyStore.get();
+    m_applyServer = std::make_unique<ApplyServer>([this] { return m_delegate->store(); }, ApplyCommand::serverName());
+    m_applyServer->listen();
     m_delegate->onControllerCreated = [this](NoteController *controller) { m_menus->addShortcutsTo(controller); };
     connect(m_delegate.get(), &AppDelegate::workspacesEditRequested, this, &TackpadApplication::showWorkspaceEditor);
     connect(qApp, &QCoreApplication::aboutToQuit, this, [this] { m_delegate->prepareToQuit(); });
