@@ -2,6 +2,7 @@
 
 #include "app/Alerts.h"
 #include "app/AppInfo.h"
+#include "app/ApplyCommand.h"
 #include "search/SearchCommand.h"
 #include "app/ConsoleWorkspace.h"
 #include "app/Settings.h"
@@ -257,6 +258,7 @@ QString usage()
                           "       tackpad list [--workspace DIR] [--json]\n"
                           "       tackpad new [--workspace DIR] [--title TITLE] [TEXT | -]\n"
                           "       tackpad search [--workspace DIR] [--json] QUERY\n"
+                          "       tackpad apply [--workspace DIR] PROMPT NOTE\n"
                           "       tackpad --help | --version\n"
                           "\n"
                           "Tackpad keeps sticky notes as plain Markdown files in a folder you choose.\n"
@@ -270,6 +272,11 @@ QString usage()
                           "  search           Print the notes that hold QUERY, as the search panel finds them: each\n"
                           "                   title (hidden ones marked) with its matching line below. Exit status 1\n"
                           "                   when none match.\n"
+                          "  apply            Apply the prompt note PROMPT to the note NOTE (each a title or a file\n"
+                          "                   name) as the note menu does: the note's text is replaced by the AI\n"
+                          "                   service's reply and its previous content put in the Trash. The key\n"
+                          "                   comes from the keyring, else from ANTHROPIC_API_KEY. A running Tackpad\n"
+                          "                   with that workspace open does it itself, so that it can be undone there.\n"
                           "\n"
                           "Options:\n"
                           "  --workspace DIR  Use this folder instead of the workspace opened last.\n"
@@ -304,6 +311,8 @@ std::optional<int> run(const QStringList &arguments, QTextStream &out, QTextStre
     }
     if (args.first() == QLatin1String("search"))
         return SearchCommand::run(args.mid(1), out, err);
+    if (args.first() == QLatin1String("apply"))
+        return ApplyCommand::run(args.mid(1), out, err);
     err << "tackpad: unknown command or option '" << args.first() << "'\n\n" << usage();
     return usageError;
 }

@@ -1,8 +1,11 @@
 #include "app/TackpadApplication.h"
 
+#include "ai/AIClient.h"
 #include "app/AppInfo.h"
 #include "app/AppLog.h"
 #include "app/AppMenus.h"
+#include "app/ApplyCommand.h"
+#include "app/ApplyServer.h"
 #include "app/OnboardingDialog.h"
 #include "app/SettingsDialog.h"
 #include "app/WorkspaceEditor.h"
@@ -43,6 +46,7 @@ TackpadApplication::TackpadApplication(QObject *parent)
     : QObject(parent)
     , m_reveal(std::make_unique<FileManagerReveal>())
     , m_keyStore(std::make_unique<KeyStore>())
+    , m_aiClient(std::make_unique<AIClient>())
 {
     m_delegate = std::make_unique<AppDelegate>(Settings(), makeServices());
     m_menus = std::make_unique<AppMenus>(*m_delegate);
@@ -57,9 +61,10 @@ TackpadApplication::TackpadApplication(QObject *parent)
     environment.revealFile = [this](const QString &path) { m_reveal->reveal(path); };
     environment.openUrl = [](const QUrl &url) { QDesktopServices::openUrl(url); };
     environment.applicationMenus = [this] { return m_menus->menusForNoteContext(); };
-    environment.applyPrompt = [](const QString &, const QString &) {
-        Toast::show(tr("Applying AI prompts is not available in this version of Tackpad yet."));
-    };
+    environment.aiClient = m_aiClient.get();
+    environment.keyStore = m_keyStore.get();
+    m_applyServer = std::make_unique<ApplyServer>([this] { return m_delegate->store(); }, ApplyCommand::serverName());
+    m_applyServer->listen();
     m_delegate->onControllerCreated = [this](NoteController *controller) { m_menus->addShortcutsTo(controller); };
     connect(m_delegate.get(), &AppDelegate::workspacesEditRequested, this, &TackpadApplication::showWorkspaceEditor);
     // Without a note on screen a taskbar-mode user has nothing to click: the hidden-notes panel, which carries the

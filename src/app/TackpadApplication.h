@@ -8,7 +8,9 @@
 
 #include <memory>
 
+class AIClient;
 class AppMenus;
+class ApplyServer;
 class FileManagerReveal;
 class KeyStore;
 class HiddenNotesWindow;
@@ -51,6 +53,8 @@ private:
     std::unique_ptr<AppMenus> m_menus;
     std::unique_ptr<FileManagerReveal> m_reveal;
     std::unique_ptr<KeyStore> m_keyStore;
+    std::unique_ptr<AIClient> m_aiClient;
+    std::unique_ptr<ApplyServer> m_applyServer;
     std::unique_ptr<SearchWindow> m_search;
     std::unique_ptr<HiddenNotesWindow> m_hidden;
     QPointer<QDialog> m_settingsDialog;

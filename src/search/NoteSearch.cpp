@@ -232,4 +232,10 @@ QString firstLine(const QString &body)
     }
 }
 
+bool sameTitle(const QString &a, const QString &b)
+{
+    const TitleFolder folder(textLocale());
+    return folder.fold(a) == folder.fold(b);
+}
+
 } // namespace NoteSearch

@@ -48,4 +48,7 @@ std::optional<QString> snippet(const QString &query, const QString &body, qsizet
 // so; "" when there is none.
 QString firstLine(const QString &body);
 
+// Whether two titles are the same to the search: equal once folded with the rules its title matches use.
+bool sameTitle(const QString &a, const QString &b);
+
 } // namespace NoteSearch

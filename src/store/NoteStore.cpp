@@ -222,10 +222,6 @@ void NoteStore::rescanFiles(QStringList names)
     removeVanished(vanished);
 }
 
-void NoteStore::refreshFromDisk(const QString &filename)
-{
-    rescanFiles({filename});
-}
 
 void NoteStore::removeVanished(const Vanished &vanished)
 {
@@ -647,4 +643,9 @@ void NoteStore::reportFailure(const QString &title, const QString &description, 
         m_alerts->show(Alert::failure(title, description));
     else
         qCWarning(lcStore).noquote() << QStringLiteral("TackPad: %1: %2").arg(title, description);
+}
+
+void NoteStore::refreshFromDisk(const QString &filename)
+{
+    rescanFiles({filename});
 }

@@ -103,7 +103,8 @@ public:
     // Whether the note holds text or properties that its file does not have yet.
     bool hasUnsavedChanges(const NoteController *controller) const;
     bool hasUnsavedText(const NoteController *controller) const;
-    // Re-reads one note file now and takes in what another program changed (merged with unsaved text).
+    // Re-reads one note file now and takes in what another program changed (merged with unsaved text), so that
+    // such a change reaches its note before the note is rewritten as a whole (an AI reply).
     void refreshFromDisk(const QString &filename);
 
     // --- Names and stacking order

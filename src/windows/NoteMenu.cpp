@@ -94,6 +94,9 @@ void addNoteItems(QMenu *menu, NoteWindowController &controller, const QString &
     floatItem->setChecked(meta.floatOnTop);
     addItem(menu, QStringLiteral("Hide Note"), themed({"view-hidden", "hint"}), [&controller] { controller.hideNote(); });
     addPromptItems(menu, controller);
+    if (controller.aiRequestInFlight())
+        addItem(menu, QStringLiteral("Cancel AI Request"), themed({"process-stop"}),
+                [&controller] { controller.cancelAiRequest(); });
     addColorItems(menu, controller);
     addItem(menu, QStringLiteral("Bigger Text"), themed({"zoom-in", "format-font-size-more"}),
             [&controller] { controller.biggerFont(); });

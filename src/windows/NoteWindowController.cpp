@@ -413,6 +413,7 @@ void NoteWindowController::orderOut()
 void NoteWindowController::closeWindow()
 {
     m_closing = true;
+    cancelAiRequest();
     onWindowClosing();
     m_window->hide();
 }
@@ -606,20 +607,6 @@ void NoteWindowController::revealInFinder()
 {
     if (m_environment.revealFile)
         m_environment.revealFile(store().filePath(note().filename));
-}
-
-void NoteWindowController::togglePrompt()
-{
-    note().meta.isPrompt = !note().meta.isPrompt;
-    applyAppearance();
-    changed(false);
-    store().postNotesChanged();
-}
-
-void NoteWindowController::applyPrompt(const QString &promptFilename)
-{
-    if (m_environment.applyPrompt && !m_aiRequestInFlight && promptFilename != note().filename)
-        m_environment.applyPrompt(promptFilename, note().filename);
 }
 
 // --- Links

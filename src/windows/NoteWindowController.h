@@ -11,8 +11,10 @@
 
 class MarkdownTextView;
 class NoteWindow;
+class PromptRun;
 class QColorDialog;
 class QMenu;
+class QShortcut;
 class TitleBarView;
 
 // One visible note: its frameless window, title bar and editor. Turns what the user does to the window (moves,
@@ -34,8 +36,6 @@ public:
     NoteWindow *window() const { return m_window.get(); }
     TitleBarView *titleBar() const;
     MarkdownTextView *textView() const { return m_textView; }
-    bool aiRequestInFlight() const { return m_aiRequestInFlight; }
-    void setAiRequestInFlight(bool inFlight) { m_aiRequestInFlight = inFlight; }
 
     // The note's window frame, in the file's bottom-up convention, corrected onto a visible screen: the first screen
     // whose visible frame meets the rectangle, else the main one. Width and height shrink to the frame; the left
@@ -67,6 +67,20 @@ public:
     void togglePrompt();
     void applyPrompt(const QString &promptFilename);
 
+    // --- Prompt notes (NoteWindowControllerPrompts.cpp)
+    enum class PromptOutcome { Applied, Refused, Failed, Cancelled };
+    Q_ENUM(PromptOutcome)
+    // Sends `prompt` with this note's text to the AI service and replaces the text with the reply, as one undoable
+    // edit, after putting the previous content in the Trash. Does nothing while a request of this note runs.
+    // `fallbackKey` is used when the keyring holds no key (a command line's ANTHROPIC_API_KEY).
+    void runPrompt(const QString &prompt, const QString &promptTitle, const QString &fallbackKey = {});
+    // Puts the note's current file content into the Trash as "<title> (before AI).md"; false (and logged) when
+    // it cannot be written or trashed.
+    bool backupCurrentContentToTrash(QString *error = nullptr);
+    bool aiRequestInFlight() const;
+    // Stops the request of this note: nothing changes and no error is shown.
+    void cancelAiRequest();
+
     // Builds the note's context menu: the note items, then the application's menus as submenus.
     void populateContextMenu(QMenu *menu);
     // Handles a click on a link in the editor; false when the link is not for the note to open.
@@ -88,6 +102,10 @@ public:
     void frameChanged();
     static NoteWindowController *colorPanelOwner();
 
+Q_SIGNALS:
+    // A run of runPrompt ended; `message` is what the user was told (the applied text without the undo hint).
+    void aiRequestFinished(NoteWindowController::PromptOutcome outcome, const QString &message);
+
 protected:
     bool eventFilter(QObject *watched, QEvent *event) override;
 
@@ -108,6 +126,8 @@ private:
     void onWindowClosing();
     bool openAttachmentLink(const QString &decodedLink);
     static QColorDialog *sharedColorPanel();
+    void applyReply(const QString &reply, const QString &promptTitle);
+    void endPromptRun(PromptOutcome outcome, const QString &message);
 
     NoteWindowEnvironment m_environment;
     std::unique_ptr<NoteWindow> m_window;
@@ -117,6 +137,7 @@ private:
     // manager. A move or resize that ends anywhere else, once placement has settled, is the user's.
     QRect m_placedGeometry;
     QElapsedTimer m_sincePlacement;
-    bool m_aiRequestInFlight = false;
     bool m_closing = false;
+    QPointer<PromptRun> m_promptRun;
+    QPointer<QShortcut> m_cancelPromptShortcut;
 };

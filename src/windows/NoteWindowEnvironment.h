@@ -6,7 +6,9 @@
 
 #include <functional>
 
+class AIClient;
 class AlertPresenter;
+class KeyStore;
 class QMenu;
 
 // What a note window needs from the application around it. The application fills it in once; tests hand their
@@ -24,6 +26,8 @@ struct NoteWindowEnvironment
     // The application's menus, appended as submenus to every note's context menu (there is no global menu bar
     // on most Linux desktops). Called each time a context menu opens.
     std::function<QList<QMenu *>()> applicationMenus;
-    // Applying a prompt note to a note (the AI request); absent where this build has no AI client.
-    std::function<void(const QString &promptFilename, const QString &targetFilename)> applyPrompt;
+    // Applying a prompt note to a note: the AI service and the keyring that holds its key. Without a client,
+    // prompts are not applied.
+    AIClient *aiClient = nullptr;
+    KeyStore *keyStore = nullptr;
 };

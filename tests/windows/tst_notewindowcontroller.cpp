@@ -253,10 +253,6 @@ private Q_SLOTS:
         QMenu otherMenu;
         other->populateContextMenu(&otherMenu);
         QVERIFY(findAction(&otherMenu, u"Summarise"_qs)->isEnabled());
-        other->setAiRequestInFlight(true);
-        QMenu busyMenu;
-        other->populateContextMenu(&busyMenu);
-        QVERIFY(!findAction(&busyMenu, u"Summarise"_qs)->isEnabled());
     }
 
     void deleteAsksThenTrashes()

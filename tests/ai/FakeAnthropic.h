@@ -1,0 +1,75 @@
+#pragma once
+
+#include <QByteArray>
+#include <QHash>
+#include <QJsonObject>
+#include <QList>
+#include <QObject>
+#include <QTcpServer>
+#include <QUrl>
+
+class QTcpSocket;
+
+// A stand-in for the AI service on 127.0.0.1, in the test's own event loop: it records every request and answers
+// each with the next scripted response. Nothing leaves this computer.
+class FakeAnthropic : public QObject {
+    Q_OBJECT
+
+public:
+    struct Response {
+        enum Kind { Answer, CutOff, Silent };
+        Kind kind = Answer;
+        int status = 200;
+        QByteArray body;
+        QList<std::pair<QByteArray, QByteArray>> headers;
+    };
+    struct Request {
+        QByteArray method;
+        QByteArray path;
+        QHash<QByteArray, QByteArray> headers; // names in lower case
+        QByteArray body;
+        QJsonObject json() const;
+    };
+
+    // A reply whose content is one text block.
+    static Response text(const QString &text);
+    // A status with the API's error object around `message` (none when empty).
+    static Response error(int status, const QString &message = {}, const QByteArray &retryAfter = {});
+    static Response raw(int status, const QByteArray &body);
+    // Breaks the connection in the middle of the answer (a transport failure), or never answers.
+    static Response cutOff() { return kind(Response::CutOff); }
+    static Response silent() { return kind(Response::Silent); }
+
+    FakeAnthropic();
+    ~FakeAnthropic() override;
+
+    QUrl url() const;
+    // Responses are used in order; once they run out, every request gets `text("ok")`.
+    void enqueue(const Response &response) { m_script.append(response); }
+    void enqueue(const QList<Response> &responses) { m_script.append(responses); }
+    // Answers nothing until release(): for what happens while a request runs.
+    void hold() { m_holding = true; }
+    void release();
+
+    const QList<Request> &requests() const { return m_requests; }
+
+Q_SIGNALS:
+    void requestReceived();
+
+private:
+    static Response kind(Response::Kind kind)
+    {
+        Response response;
+        response.kind = kind;
+        return response;
+    }
+    void read(QTcpSocket *socket);
+    void answer(QTcpSocket *socket);
+
+    QTcpServer m_server;
+    QList<Response> m_script;
+    QList<Request> m_requests;
+    QHash<QTcpSocket *, QByteArray> m_buffers;
+    QList<QTcpSocket *> m_held;
+    bool m_holding = false;
+};

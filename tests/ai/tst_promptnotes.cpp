@@ -1,0 +1,353 @@
+#include "FakeAnthropic.h"
+
+#include "ai/AIClient.h"
+#include "editor/MarkdownTextView.h"
+#include "notes/Frontmatter.h"
+#include "platform/KeyStore.h"
+#include "store/NoteStore.h"
+#include "windows/NoteWindow.h"
+#include "windows/NoteWindowController.h"
+#include "windows/Toast.h"
+
+#include <QApplication>
+#include <QDBusConnection>
+#include <QDBusConnectionInterface>
+#include <QDir>
+#include <QFile>
+#include <QMenu>
+#include <QRegularExpression>
+#include <QSignalSpy>
+#include <QStandardPaths>
+#include <QTemporaryDir>
+#include <QTest>
+#include <QTimer>
+#include <QUuid>
+
+using Responses = QList<FakeAnthropic::Response>;
+Q_DECLARE_METATYPE(Responses)
+
+namespace {
+
+QString readFile(const QString &path)
+{
+    QFile file(path);
+    return file.open(QIODevice::ReadOnly) ? QString::fromUtf8(file.readAll()) : QString();
+}
+
+void writeFile(const QString &path, const QString &text)
+{
+    QFile file(path);
+    QVERIFY(file.open(QIODevice::WriteOnly | QIODevice::Truncate));
+    file.write(text.toUtf8());
+}
+
+QAction *findAction(QMenu *menu, const QString &text)
+{
+    for (QAction *action : menu->actions()) {
+        if (action->text() == text)
+            return action;
+        if (action->menu())
+            if (QAction *inner = findAction(action->menu(), text))
+                return inner;
+    }
+    return nullptr;
+}
+
+// What the toast on screen says; a closed one is deleted only later.
+QString toastText()
+{
+    return Toast::current() && Toast::current()->isVisible() ? Toast::current()->text() : QString();
+}
+
+QString bodyOf(const QString &fileText)
+{
+    return Frontmatter::parse(fileText).body;
+}
+
+const QString meetingFile = u"---\ntitle: Weekly\ntackpad: \"x10 y20 w300 h200 z1 #FBF4A6 s12\"\n---\n"_qs;
+
+} // namespace
+
+// Prompt notes in their windows, against a fake AI service on 127.0.0.1 and the keyring of scripts/headless.
+class TestPromptNotes : public QObject {
+    Q_OBJECT
+
+private Q_SLOTS:
+    void initTestCase()
+    {
+        QDBusConnection bus = QDBusConnection::sessionBus();
+        if (!bus.isConnected() || !bus.interface()->isServiceRegistered(u"org.freedesktop.secrets"_qs))
+            QSKIP("needs the Secret Service of scripts/headless");
+        QStandardPaths::setTestModeEnabled(true);
+        QDir().mkpath(QStandardPaths::writableLocation(QStandardPaths::GenericDataLocation));
+        m_keys
+            = std::make_unique<KeyStore>(u"app.tackpad.Tackpad.test-"_qs + QUuid::createUuid().toString(QUuid::Id128));
+    }
+
+    void cleanupTestCase()
+    {
+        if (m_keys)
+            setKey(QString());
+    }
+
+    void init()
+    {
+        if (Toast::current())
+            Toast::current()->close();
+        QDir(trash()).removeRecursively();
+        m_fake = std::make_unique<FakeAnthropic>();
+        qputenv(AIClient::baseUrlVariable, m_fake->url().toEncoded());
+        m_client = std::make_unique<AIClient>();
+        m_dir = std::make_unique<QTemporaryDir>();
+        m_settingsDir = std::make_unique<QTemporaryDir>();
+        m_store = std::make_unique<NoteStore>(m_dir->path(), Settings(m_settingsDir->filePath(u"s.ini"_qs)));
+        NoteWindowEnvironment environment;
+        environment.aiClient = m_client.get();
+        environment.keyStore = m_keys.get();
+        m_store->setControllerFactory([environment](std::unique_ptr<Note> note, NoteStore &store, const QString &raw) {
+            return std::make_unique<NoteWindowController>(std::move(note), store, raw, environment);
+        });
+        setKey(u"sk-test-key"_qs);
+        m_prompt = open(u"Summarise.md"_qs, u"---\ntackpad: \"prompt\"\n---\n\n  Summarise as bullets.  \n"_qs);
+        m_note = open(u"Meeting.md"_qs, meetingFile + u"- old item\n"_qs);
+    }
+
+    void cleanup()
+    {
+        m_store->shutdown();
+        m_store.reset();
+        m_client.reset();
+        m_fake.reset();
+    }
+
+    void appliesTheReplyAsOneUndoableEdit_data()
+    {
+        QTest::addColumn<QString>("body");
+        QTest::addColumn<QString>("model"); // in the settings; empty: not set
+        QTest::addColumn<QString>("sentText");
+        QTest::addColumn<QString>("sentModel");
+        QTest::newRow("a note with text, the model from the settings")
+            << u"- old item\n"_qs << u"  claude-custom\t"_qs << u"- old item\n"_qs << u"claude-custom"_qs;
+        QTest::newRow("a blank note, the default model")
+            << u" \n\n"_qs << QString() << u"(The note is currently empty.)"_qs << u"claude-sonnet-4-6"_qs;
+    }
+
+    void appliesTheReplyAsOneUndoableEdit()
+    {
+        QFETCH(QString, body);
+        QFETCH(QString, model);
+        QFETCH(QString, sentText);
+        QFETCH(QString, sentModel);
+        if (!model.isEmpty())
+            m_store->settings().setValue(SettingsKey::aiModel, model);
+        m_note = open(u"Meeting.md"_qs, meetingFile + body);
+
+        m_fake->hold();
+        m_note->applyPrompt(u"Summarise.md"_qs);
+        QTRY_COMPARE(m_fake->requests().size(), 1);
+        QVERIFY(m_note->aiRequestInFlight());
+        QCOMPARE(toastText(), u"Thinking…"_qs);
+        const QJsonObject sent = m_fake->requests().first().json();
+        QCOMPARE(sent[u"system"_qs].toString(), u"Summarise as bullets."_qs);
+        QCOMPARE(sent[u"messages"_qs][0][u"content"_qs].toString(), sentText);
+        QCOMPARE(sent[u"model"_qs].toString(), sentModel);
+        QCOMPARE(m_fake->requests().first().headers.value("x-api-key"), QByteArray("sk-test-key"));
+
+        // The file as it stands when the reply comes (showing a window raises it, which is saved too).
+        m_store->flushAllSaves();
+        const QString before = readFile(path(u"Meeting.md"_qs));
+        m_fake->enqueue(FakeAnthropic::text(u"- new item"_qs));
+        m_fake->release();
+        QTRY_VERIFY(!m_note->aiRequestInFlight());
+        QCOMPARE(m_note->textView()->markdown(), u"- new item"_qs);
+        QCOMPARE(toastText(), u"“Summarise” applied – press Ctrl+Z to undo"_qs);
+        QCOMPARE(readFile(trashed(u"Meeting (before AI).md"_qs)), before);
+        m_store->flushAllSaves();
+        QCOMPARE(readFile(path(u"Meeting.md"_qs)), before.left(before.indexOf(u"---\n"_qs, 4) + 4) + u"- new item"_qs);
+
+        m_note->textView()->undo();
+        QCOMPARE(m_note->textView()->markdown(), body);
+        QCOMPARE(m_note->note().body, body);
+    }
+
+    void failuresLeaveTheNoteAlone_data()
+    {
+        QTest::addColumn<QString>("promptFile");
+        QTest::addColumn<QString>("promptBody");
+        QTest::addColumn<bool>("keyStored");
+        QTest::addColumn<Responses>("responses");
+        QTest::addColumn<QString>("toast");
+        QTest::addColumn<int>("requests");
+        const QString prompt = u"Summarise."_qs;
+        QTest::newRow("prompt note not found: a beep")
+            << u"Gone.md"_qs << prompt << true << Responses {} << QString() << 0;
+        QTest::newRow("a note is not its own prompt")
+            << u"Meeting.md"_qs << prompt << true << Responses {} << QString() << 0;
+        QTest::newRow("a prompt of blank lines") << u"Summarise.md"_qs << u"\n \n\t\n"_qs << true << Responses {}
+                                                 << u"The prompt note “Summarise” is empty"_qs << 0;
+        QTest::newRow("no key stored") << u"Summarise.md"_qs << prompt << false << Responses {}
+                                       << u"Add your Anthropic API key in Settings first"_qs << 0;
+        QTest::newRow("the request fails")
+            << u"Summarise.md"_qs << prompt << true << Responses {FakeAnthropic::error(400, u"bad request"_qs)}
+            << u"AI request failed: bad request"_qs << 1;
+    }
+
+    void failuresLeaveTheNoteAlone()
+    {
+        QFETCH(QString, promptFile);
+        QFETCH(QString, promptBody);
+        QFETCH(bool, keyStored);
+        QFETCH(Responses, responses);
+        QFETCH(QString, toast);
+        QFETCH(int, requests);
+        m_prompt = open(u"Summarise.md"_qs, u"---\ntackpad: \"prompt\"\n---\n"_qs + promptBody);
+        if (!keyStored)
+            setKey(QString());
+        m_fake->enqueue(responses);
+
+        m_note->applyPrompt(promptFile);
+        if (!toast.isEmpty())
+            QTRY_COMPARE(toastText(), toast);
+        QTRY_VERIFY(!m_note->aiRequestInFlight());
+        QCOMPARE(toastText(), toast);
+        QCOMPARE(m_fake->requests().size(), requests);
+        QCOMPARE(m_note->note().body, u"- old item\n"_qs);
+        m_store->flushAllSaves();
+        QCOMPARE(bodyOf(readFile(path(u"Meeting.md"_qs))), u"- old item\n"_qs);
+        QVERIFY(QDir(trash() + u"/files"_qs).isEmpty());
+    }
+
+    void aBackupThatFailsIsLoggedAndTheReplyStillApplies()
+    {
+        // A file where the backup's folder would go: the backup cannot be written.
+        const QString cache = QStandardPaths::writableLocation(QStandardPaths::CacheLocation);
+        QDir(cache).removeRecursively();
+        QDir().mkpath(QFileInfo(cache).path());
+        writeFile(cache, u"in the way"_qs);
+        QTest::ignoreMessage(QtWarningMsg, QRegularExpression(u"^TackPad: pre-AI backup failed: "_qs));
+        m_fake->enqueue(FakeAnthropic::text(u"reply"_qs));
+        m_note->applyPrompt(u"Summarise.md"_qs);
+        QTRY_COMPARE(m_note->note().body, u"reply"_qs);
+        QFile::remove(cache);
+    }
+
+    void oneRequestAtATimeUntilCancelled_data()
+    {
+        QTest::addColumn<bool>("byEscape");
+        QTest::newRow("Cancel AI Request in the note menu") << false;
+        QTest::newRow("Escape in the note") << true;
+    }
+
+    void oneRequestAtATimeUntilCancelled()
+    {
+        QFETCH(bool, byEscape);
+        m_fake->hold();
+        m_note->applyPrompt(u"Summarise.md"_qs);
+        QTRY_COMPARE(m_fake->requests().size(), 1);
+        m_note->applyPrompt(u"Summarise.md"_qs);
+        m_note->runPrompt(u"Another prompt"_qs, u"Other"_qs);
+
+        QMenu busy;
+        m_note->populateContextMenu(&busy);
+        QVERIFY(!findAction(&busy, u"Summarise"_qs)->isEnabled());
+        QAction *cancel = findAction(&busy, u"Cancel AI Request"_qs);
+        QVERIFY(cancel);
+        QSignalSpy finished(m_note, &NoteWindowController::aiRequestFinished);
+        if (byEscape) {
+            m_note->orderFront(true);
+            QVERIFY(QTest::qWaitForWindowActive(m_note->window()));
+            QTest::keyClick(m_note->textView(), Qt::Key_Escape);
+        } else {
+            cancel->trigger();
+        }
+        QCOMPARE(finished.size(), 1);
+        QCOMPARE(finished[0][0].value<NoteWindowController::PromptOutcome>(),
+            NoteWindowController::PromptOutcome::Cancelled);
+        QVERIFY(!m_note->aiRequestInFlight());
+        QCOMPARE(toastText(), QString()); // "Thinking…" goes, and no error comes
+        m_fake->enqueue(FakeAnthropic::text(u"too late"_qs));
+        m_fake->release();
+        QCOMPARE(m_fake->requests().size(), 1);
+
+        QMenu idle;
+        m_note->populateContextMenu(&idle);
+        QVERIFY(findAction(&idle, u"Summarise"_qs)->isEnabled());
+        QVERIFY(!findAction(&idle, u"Cancel AI Request"_qs));
+        QCOMPARE(m_note->note().body, u"- old item\n"_qs);
+    }
+
+    void closingTheNoteDropsTheReply()
+    {
+        m_fake->hold();
+        m_note->applyPrompt(u"Summarise.md"_qs);
+        QTRY_COMPARE(m_fake->requests().size(), 1);
+        m_store->flushAllSaves();
+        const QString before = readFile(path(u"Meeting.md"_qs));
+        QSignalSpy finished(m_note, &NoteWindowController::aiRequestFinished);
+        m_store->shutdown(); // what switching workspaces or quitting does to every note
+        QCOMPARE(finished.size(), 1);
+        m_fake->enqueue(FakeAnthropic::text(u"too late"_qs));
+        m_fake->release();
+        QCOMPARE(readFile(path(u"Meeting.md"_qs)), before);
+        QVERIFY(QDir(trash() + u"/files"_qs).isEmpty());
+    }
+
+    void anOutsideChangeReachesTheBackupAndUndo()
+    {
+        m_fake->hold();
+        m_note->applyPrompt(u"Summarise.md"_qs);
+        QTRY_COMPARE(m_fake->requests().size(), 1);
+        // Another editor (or a sync tool) changes the file while the service thinks; the watcher has not yet seen
+        // it. (A change that meets unsaved edits of the window is the store's own rule to settle.)
+        m_store->flushAllSaves();
+        const QString outside = meetingFile + u"- old item\n- added elsewhere\n"_qs;
+        writeFile(path(u"Meeting.md"_qs), outside);
+        m_fake->enqueue(FakeAnthropic::text(u"summary"_qs));
+        m_fake->release();
+        QTRY_COMPARE(m_note->note().body, u"summary"_qs);
+        QCOMPARE(readFile(trashed(u"Meeting (before AI).md"_qs)), outside);
+        m_note->textView()->undo();
+        QCOMPARE(m_note->note().body, u"- old item\n- added elsewhere\n"_qs);
+    }
+
+private:
+    NoteWindowController *open(const QString &name, const QString &text)
+    {
+        writeFile(path(name), text);
+        m_store->rescan();
+        return qobject_cast<NoteWindowController *>(m_store->controller(name));
+    }
+
+    void setKey(const QString &key)
+    {
+        std::optional<QString> error;
+        m_keys->storeKey(key, [&error](const QString &e) { error = e; });
+        QVERIFY(QTest::qWaitFor([&] { return error.has_value(); }, 20000));
+        QCOMPARE(*error, QString());
+    }
+
+    QString path(const QString &name) const { return m_dir->filePath(name); }
+    static QString trash()
+    {
+        return QStandardPaths::writableLocation(QStandardPaths::GenericDataLocation) + u"/Trash"_qs;
+    }
+    static QString trashed(const QString &name) { return trash() + u"/files/"_qs + name; }
+
+    std::unique_ptr<FakeAnthropic> m_fake;
+    std::unique_ptr<AIClient> m_client;
+    std::unique_ptr<KeyStore> m_keys;
+    std::unique_ptr<QTemporaryDir> m_dir;
+    std::unique_ptr<QTemporaryDir> m_settingsDir;
+    std::unique_ptr<NoteStore> m_store;
+    NoteWindowController *m_prompt = nullptr;
+    NoteWindowController *m_note = nullptr;
+};
+
+int main(int argc, char **argv)
+{
+    QApplication app(argc, argv);
+    TestPromptNotes test;
+    return QTest::qExec(&test, argc, argv);
+}
+
+#include "tst_promptnotes.moc"
