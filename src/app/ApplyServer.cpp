@@ -99,18 +99,20 @@ void ApplyServer::carryOut(QLocalSocket *socket, const QStringList &request)
         return;
     }
     // The socket is the context: a command that gave up waiting does not stop the run, it just hears nothing.
+    auto answered = std::make_shared<bool>(false);
     auto connection = std::make_shared<QMetaObject::Connection>();
     *connection = connect(target, &NoteWindowController::aiRequestFinished, socket,
-        [socket, connection](NoteWindowController::PromptOutcome outcome, const QString &message) {
+        [socket, connection, answered](NoteWindowController::PromptOutcome outcome, const QString &message) {
             QObject::disconnect(*connection);
+            *answered = true;
             if (outcome == NoteWindowController::PromptOutcome::Applied)
                 answer(socket, ApplyCommand::encodeOutcome(ApplyCommand::applied, message + QLatin1Char('\n'), {}));
             else
                 answerFailure(socket, message);
         });
     target->runPrompt(found.prompt->note().body, found.prompt->note().title(), request.at(FallbackKey));
-    // A window that has no AI client started nothing and will never report.
-    if (!target->aiRequestInFlight() && *connection) {
+    // A window without an AI client starts nothing and would never report.
+    if (!*answered && !target->aiRequestInFlight()) {
         QObject::disconnect(*connection);
         answerFailure(socket, tr("this Tackpad cannot apply prompts"));
     }

@@ -159,8 +159,6 @@ private Q_SLOTS:
             F::text(u"done"_qs)} << limit << u"done"_qs << QList<WaitRange> {{375, 500}};
         QTest::newRow("400 is never retried")
             << Responses {F::error(400, u"bad request"_qs)} << limit << u"bad request"_qs << QList<WaitRange> {};
-        QTest::newRow("401 is never retried") << Responses {F::error(401, u"invalid x-api-key"_qs)} << limit
-                                              << u"invalid x-api-key"_qs << QList<WaitRange> {};
         QTest::newRow("a wait past the time-out ends the run with the error")
             << Responses {F::error(429, u"slow down"_qs, "5")} << 2000 << u"slow down"_qs << QList<WaitRange> {};
     }
