@@ -7,6 +7,7 @@
 #include "windows/NoteWindow.h"
 #include "windows/NoteWindowController.h"
 
+#include <QAbstractItemView>
 #include <QAction>
 #include <QApplication>
 #include <QFileInfo>
@@ -25,11 +26,14 @@
 
 namespace {
 
-// The standard text commands go to whichever text field has the focus.
+// The standard text commands go to whichever text field has the focus. In the panels, which carry the menus as a
+// menu bar, the Edit menu's keys reach the menu before a list sees them: Select All there selects every row.
 void sendToFocusedText(const char *method)
 {
     QWidget *focus = QApplication::focusWidget();
     if (qobject_cast<QTextEdit *>(focus) || qobject_cast<QLineEdit *>(focus))
+        QMetaObject::invokeMethod(focus, method);
+    else if (qobject_cast<QAbstractItemView *>(focus) && qstrcmp(method, "selectAll") == 0)
         QMetaObject::invokeMethod(focus, method);
 }
 

@@ -1,5 +1,6 @@
 #include "app/Alerts.h"
 #include "app/AppDelegate.h"
+#include "app/AppMenus.h"
 #include "store/NoteController.h"
 #include "store/NoteFiles.h"
 #include "store/NoteStore.h"
@@ -24,6 +25,8 @@ struct Script : AlertPresenter {
     int folderPanels = 0;
     int quits = 0;
     QStringList toasts;
+    // Runs while the folder panel is open, as a hot key press or a second launch would.
+    std::function<void()> whileChoosingFolder;
 
     int show(const Alert &alert) override
     {
@@ -37,6 +40,8 @@ struct Script : AlertPresenter {
         s.alerts = this;
         s.chooseFolder = [this]() -> std::optional<QString> {
             ++folderPanels;
+            if (whileChoosingFolder)
+                whileChoosingFolder();
             return folders.isEmpty() ? std::nullopt : std::optional(folders.takeFirst());
         };
         s.runOnboarding = [this] { return ++onboardingShown, agreeToOnboarding; };
@@ -86,6 +91,7 @@ private Q_SLOTS:
 
     void cleanup()
     {
+        m_menus.reset();
         m_app.reset();
         QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
     }
@@ -325,6 +331,21 @@ private Q_SLOTS:
         QVERIFY(readFile(a + u"/n.md"_qs).endsWith(u"\n---\nnew"_qs));
     }
 
+    // A hot key press or another launch while the first folder panel is open: no second panel over it.
+    void nothingElseAsksWhileTheFolderPanelIsOpen()
+    {
+        const QString folder = makeFolder(u"Notes"_qs);
+        m_script.folders = {folder};
+        m_script.whileChoosingFolder = [this] {
+            m_app->newNote();
+            QVERIFY(!m_app->reopen());
+        };
+        QVERIFY(launch());
+        QCOMPARE(m_script.folderPanels, 1);
+        QTRY_VERIFY(m_app->store()->controller(u"Welcome.md"_qs));
+        QCOMPARE(m_app->store()->controllerCount(), 1);
+    }
+
     void welcomeTextNamesPlatformKeys()
     {
         const QString text = AppDelegate::welcomeText();
@@ -354,8 +375,12 @@ private:
 
     bool launch()
     {
-        m_app.reset(); // like a real restart, the previous run is gone before the next starts
+        m_menus.reset(); // like a real restart, the previous run is gone before the next starts
+        m_app.reset();
         m_app = std::make_unique<AppDelegate>(settings(), m_script.services());
+        // The menus follow every opening, switch and recovery, as in the application.
+        m_menus = std::make_unique<AppMenus>(*m_app);
+        m_app->onControllerCreated = [this](NoteController *controller) { m_menus->addShortcutsTo(controller); };
         return m_app->launch();
     }
     Settings settings() const { return Settings(m_settingsDir->filePath(u"s.ini"_qs)); }
@@ -364,6 +389,7 @@ private:
     std::unique_ptr<QTemporaryDir> m_settingsDir;
     Script m_script;
     std::unique_ptr<AppDelegate> m_app;
+    std::unique_ptr<AppMenus> m_menus;
 };
 
 int main(int argc, char **argv)
