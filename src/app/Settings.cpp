@@ -126,9 +126,13 @@ double Settings::doubleValue(const char *key) const
 
 std::optional<double> Settings::optionalDouble(const char *key) const
 {
-    if (const std::optional<double> stored = doubleFrom(m_settings->value(QLatin1String(key))))
-        return stored;
-    return doubleFrom(registeredDefault(key));
+    const QVariant stored = m_settings->value(QLatin1String(key));
+    if (const std::optional<double> number = doubleFrom(stored))
+        return number;
+    if (const std::optional<double> registered = doubleFrom(registeredDefault(key)))
+        return registered;
+    // Present but no number, and nothing registered: 0, as the platform's number getter reads it.
+    return stored.isValid() ? std::optional<double>(0.0) : std::nullopt;
 }
 
 std::optional<QString> Settings::stringValue(const char *key) const

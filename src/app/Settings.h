@@ -62,8 +62,10 @@ public:
     // value of the wrong kind reads as unset (the registered default, else false, 0 or absent).
     QVariant value(const char *key) const;
     bool boolValue(const char *key) const;
-    // 0 when unset (and no default is registered) or not a finite number, as the platform's number getter reads.
+    // 0 when unset (and no default is registered), as the platform's number getter reads.
     double doubleValue(const char *key) const;
+    // A stored value that is no finite number gives the registered default, or 0 when none is registered; absent
+    // only when nothing is stored and nothing registered.
     std::optional<double> optionalDouble(const char *key) const;
     // Text (or a number as text); absent for anything else.
     std::optional<QString> stringValue(const char *key) const;

@@ -66,6 +66,35 @@ private Q_SLOTS:
         expectRunning();
     }
 
+    // A settings file edited by hand or left by another version: wrong kinds of values, numbers that are none, more
+    // workspaces than there are keys for. What can be used is; the rest reads as unset.
+    void handWrittenSettingsFile()
+    {
+        const QString notes = m_app->makeFolder(u"Notes"_qs);
+        RunningApp::writeFile(notes + u"/a.md"_qs, note(u"x100 y300"_qs, u"a"_qs));
+        QStringList listed {u"relative/folder"_qs, notes};
+        for (int i = 1; i <= 10; ++i)
+            listed << m_app->makeFolder(u"W%1"_qs.arg(i));
+        m_app->writeSettings(u"[General]\nonboardingAccepted=yes\nnotesFolder=%1\nworkspaces=%2\n"
+                             "usePreviousNoteSettings=0\nfixedNoteWidth=1e999\nfixedNoteHeight=tall\n"
+                             "fixedNoteFontSize=nan\nfixedNoteColor=@Rect(1 2 3 4)\nreopenLastWorkspace=a, b\n"
+                             "darkMode=@Variant(\\0\\0\\0\\x7f\\0\\0\\0\\x1bgarbage)\nmenuBarMode=perhaps\n"_qs.arg(
+                                 notes, listed.join(u", "_qs)));
+        launch();
+        QVERIFY(activateWindow(u"a"_qs));
+        QVERIFY(xdotool({u"key"_qs, u"ctrl+n"_qs}));
+        QTRY_VERIFY_WITH_TIMEOUT(QFile::exists(notes + u"/New note.md"_qs), RunningApp::patienceMs);
+        QTRY_VERIFY_WITH_TIMEOUT(
+            RunningApp::readFile(notes + u"/New note.md"_qs).contains(u" w270 h260 "_qs), RunningApp::patienceMs);
+        // Ten workspaces kept, the relative one dropped: Ctrl+0 is the ninth folder made above.
+        QVERIFY(activateWindow(u"New note"_qs));
+        QVERIFY(xdotool({u"key"_qs, u"ctrl+0"_qs}));
+        QTRY_VERIFY_WITH_TIMEOUT(
+            m_app->settingsText().contains(u"notesFolder=file://%1\n"_qs.arg(m_app->path(u"W9"_qs))),
+            RunningApp::patienceMs);
+        expectRunning();
+    }
+
     void switchingToAnEmptyFolder()
     {
         const QString notes = m_app->makeFolder(u"Notes"_qs);
