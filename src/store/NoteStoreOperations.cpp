@@ -90,6 +90,14 @@ void NoteStore::bringToFront(NoteController *controller)
     if (!controller || m_topController == controller)
         return;
     m_topController = controller;
+    // Already alone on top (the front note activated at launch or after a switch): its place in the stack is
+    // right as it is, and rewriting its file at every launch would be a write the user never asked for.
+    const qint64 z = controller->note().meta.z;
+    const bool aloneOnTop = z == m_maxZ
+        && std::none_of(m_controllers.begin(), m_controllers.end(),
+            [&](const auto &entry) { return entry.second.get() != controller && entry.second->note().meta.z == z; });
+    if (aloneOnTop)
+        return;
     controller->note().meta.z = raisedMaxZ();
     // A file that has no properties yet is not written merely because its window was raised.
     if (controller->note().hadMetadata)

@@ -122,8 +122,8 @@ void TestNewNoteDefaults::applyNewNoteDefaults_data()
     row("robustness: remembered values out of range are clamped",
         {{"defaultNoteWidth", 50.0}, {"defaultNoteHeight", 99999.0}, {"defaultNoteFontSize", 100.0}},
         {fallback, false, 48, 140, 20000});
-    row("robustness: a remembered number stored as text that is not a number counts as unset",
-        {{"defaultNoteWidth", "wide"}}, {fallback, false, 12, 270, 260});
+    row("robustness: a remembered number stored as text that is not a number clamps from 0",
+        {{"defaultNoteWidth", "wide"}}, {fallback, false, 12, 140, 260});
 
     const SettingsMap remembered {{"defaultNoteColor", "#D4F2C2"}, {"defaultNoteFontSize", 20.0}};
     SettingsMap fixed = remembered;

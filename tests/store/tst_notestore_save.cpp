@@ -158,6 +158,8 @@ void TestNoteStoreSave::raiseSchedulesLongerSave()
     QFETCH(QByteArray, file);
     QFETCH(bool, expectSave);
     Workspace ws;
+    // Another note stands higher: raising this one is a real change of the stack.
+    writeInPlace(ws.path("Other.md"), noteText("x300 z9", "other\n"));
     NoteController *note = ws.openWith("Note.md", file);
     NoteStore &store = *ws.store;
     if (!note) {
@@ -174,6 +176,15 @@ void TestNoteStoreSave::raiseSchedulesLongerSave()
     store.bringToFront(note);
     QCOMPARE(note->note().meta.z, zBefore + 1);
     QVERIFY(!store.hasPendingSave("Note.md"));
+
+    // The note alone on top (activated at launch) is not rewritten for it.
+    store.bringToFront(store.controller("Other.md"));
+    store.flushAllSaves();
+    QVERIFY(!store.hasPendingSave("Other.md"));
+    Workspace fresh;
+    writeInPlace(fresh.path("Top.md"), noteText("x300 z9", "top\n"));
+    fresh.open().bringToFront(fresh.store->controller("Top.md"));
+    QVERIFY(!fresh.store->hasPendingSave("Top.md"));
 }
 
 QTEST_GUILESS_MAIN(TestNoteStoreSave)
