@@ -1,3 +1,4 @@
+#include "support/TextFiles.h"
 #include "FakeAnthropic.h"
 
 #include "ai/AIClient.h"
@@ -28,19 +29,6 @@ struct Finished {
     QString out;
     QString err;
 };
-
-QString readFile(const QString &path)
-{
-    QFile file(path);
-    return file.open(QIODevice::ReadOnly) ? QString::fromUtf8(file.readAll()) : QString();
-}
-
-void writeFile(const QString &path, const QString &text)
-{
-    QFile file(path);
-    QVERIFY(file.open(QIODevice::WriteOnly | QIODevice::Truncate));
-    file.write(text.toUtf8());
-}
 
 const QString meetingHead = u"---\ntitle: Weekly\ntackpad: \"x10 y20 w300 h200 z1 #FBF4A6 s12\"\n---\n"_qs;
 const QString meetingFile = meetingHead + u"- old item\n"_qs;

@@ -1,3 +1,4 @@
+#include "support/TextFiles.h"
 #include "FakeAnthropic.h"
 
 #include "ai/AIClient.h"
@@ -27,19 +28,6 @@ using Responses = QList<FakeAnthropic::Response>;
 Q_DECLARE_METATYPE(Responses)
 
 namespace {
-
-QString readFile(const QString &path)
-{
-    QFile file(path);
-    return file.open(QIODevice::ReadOnly) ? QString::fromUtf8(file.readAll()) : QString();
-}
-
-void writeFile(const QString &path, const QString &text)
-{
-    QFile file(path);
-    QVERIFY(file.open(QIODevice::WriteOnly | QIODevice::Truncate));
-    file.write(text.toUtf8());
-}
 
 QAction *findAction(QMenu *menu, const QString &text)
 {

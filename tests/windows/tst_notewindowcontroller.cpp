@@ -1,3 +1,4 @@
+#include "support/TextFiles.h"
 #include "app/Alerts.h"
 #include "editor/MarkdownTextView.h"
 #include "notes/NotePalette.h"
@@ -28,19 +29,6 @@ struct ScriptedAlerts : AlertPresenter {
         return answer;
     }
 };
-
-QString readFile(const QString &path)
-{
-    QFile file(path);
-    return file.open(QIODevice::ReadOnly) ? QString::fromUtf8(file.readAll()) : QString();
-}
-
-void writeFile(const QString &path, const QString &text)
-{
-    QFile file(path);
-    QVERIFY(file.open(QIODevice::WriteOnly | QIODevice::Truncate));
-    file.write(text.toUtf8());
-}
 
 // Where a frame kept in the file (origin at the bottom left of the primary screen) lands in Qt's coordinates.
 QRectF qtRect(const QRectF &fileFrame)
