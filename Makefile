@@ -3,10 +3,11 @@
 #   make test  installs what is missing, builds and runs every test headless
 BUILD_DIR ?= build
 SANITIZE_DIR ?= build-sanitize
+COVERAGE_DIR ?= build-coverage
 JOBS ?= $(shell nproc 2>/dev/null || echo 2)
 CMAKE_FLAGS ?=
 
-.PHONY: run test bench sanitize build configure bootstrap format clean
+.PHONY: run test bench sanitize coverage build configure bootstrap format clean
 
 bootstrap:
 	@scripts/bootstrap
@@ -42,8 +43,21 @@ sanitize: bootstrap $(SANITIZE_DIR)/build.ninja
 	ASAN_OPTIONS=detect_leaks=0:abort_on_error=1 UBSAN_OPTIONS=print_stacktrace=1:halt_on_error=1 \
 	  scripts/headless --x11 -- ctest --test-dir $(SANITIZE_DIR) --output-on-failure -j $(JOBS) --timeout 600
 
+# Line coverage of src/ by the whole suite (unoptimised build with gcov counters); prints the summary and writes
+# $(COVERAGE_DIR)/coverage.html.
+$(COVERAGE_DIR)/build.ninja:
+	cmake -S . -B $(COVERAGE_DIR) -G Ninja -DCMAKE_BUILD_TYPE=Debug -DTACKPAD_COVERAGE=ON \
+	  -DTACKPAD_BUILD_BENCHMARKS=OFF $(CMAKE_FLAGS)
+
+coverage: bootstrap $(COVERAGE_DIR)/build.ninja
+	cmake --build $(COVERAGE_DIR) -j $(JOBS)
+	find $(COVERAGE_DIR) -name '*.gcda' -delete
+	scripts/headless --x11 -- ctest --test-dir $(COVERAGE_DIR) --output-on-failure -j $(JOBS) --timeout 600
+	gcovr --root . --object-directory $(COVERAGE_DIR) --filter 'src/' --exclude-unreachable-branches \
+	  --print-summary --html $(COVERAGE_DIR)/coverage.html
+
 format:
 	git ls-files '*.cpp' '*.h' | xargs clang-format -i
 
 clean:
-	rm -rf $(BUILD_DIR) $(SANITIZE_DIR)
+	rm -rf $(BUILD_DIR) $(SANITIZE_DIR) $(COVERAGE_DIR)

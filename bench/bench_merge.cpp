@@ -4,7 +4,7 @@
 //   TextMergeOnly         the three-way merge of the same texts alone, for comparison
 // Target: OutsideAppendMerged median at most 2 ms.
 
-#include "app/Settings.h"
+#include "core/Settings.h"
 #include "notes/Frontmatter.h"
 #include "store/NoteStore.h"
 #include "store/TextMerge.h"
@@ -71,7 +71,7 @@ void OutsideAppendMerged(benchmark::State &state)
         note->setEditorText(base);
         note->note().body = QStringLiteral("Typed ") + base;
         note->setEditorText(note->note().body);
-        store.scheduleSave(note, NoteStore::editSaveDelay);
+        store.noteEdited(note);
         writeFile(path, baseText + QStringLiteral("appended elsewhere %1\n").arg(++round));
 
         const double start = threadSeconds();

@@ -6,7 +6,7 @@
 //   ListStatReadFloor     the floor: list the folder, stat and read every file, nothing else
 // The event-driven cases count the main thread's CPU time, not the 0.2 s debounce during which it sleeps.
 
-#include "app/Settings.h"
+#include "core/Settings.h"
 #include "notes/Frontmatter.h"
 #include "store/NoteController.h"
 #include "store/NoteStore.h"
@@ -124,7 +124,7 @@ void SaveToRescan(benchmark::State &state)
     for (auto _ : state) {
         note->note().body = QStringLiteral("Saved in round %1\n").arg(++round) + note->note().body;
         const double start = threadCpuSeconds();
-        store.scheduleSave(note, 0);
+        store.noteReplaced(note);
         const bool done = waitForRescan(store);
         state.SetIterationTime(threadCpuSeconds() - start);
         if (!done)

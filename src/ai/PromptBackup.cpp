@@ -1,6 +1,7 @@
 #include "ai/PromptBackup.h"
 
 #include "ai/AILog.h"
+#include "platform/Trash.h"
 #include "store/NoteFiles.h"
 
 #include <QDir>
@@ -27,7 +28,7 @@ bool writeAndTrash(const QString &noteTitle, const QString &content, QString *er
         return false;
     }
     const QString path = folder.filePath(fileName(noteTitle));
-    return NoteFiles::writeNew(path, content.toUtf8(), error) && NoteFiles::moveToTrash(path, error);
+    return NoteFiles::writeNew(path, content.toUtf8(), error) && Trash::moveToTrash(path, error);
 }
 
 } // namespace

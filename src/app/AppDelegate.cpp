@@ -1,6 +1,6 @@
 #include "app/AppDelegate.h"
 
-#include "app/Alerts.h"
+#include "core/Alerts.h"
 #include "platform/GlobalHotKey.h"
 #include "store/NoteFiles.h"
 #include "store/NoteStore.h"
@@ -300,9 +300,9 @@ void AppDelegate::orderWindowsByZ()
         return;
     for (NoteController *controller : m_store->controllers()) {
         if (controller->note().meta.hidden)
-            controller->orderOut();
+            controller->hideWindow();
         else
-            controller->orderFront(false);
+            controller->showWindow(false);
     }
 }
 
@@ -314,7 +314,7 @@ void AppDelegate::activateTopNote()
     const auto top = std::find_if(controllers.rbegin(), controllers.rend(),
         [](NoteController *controller) { return !controller->note().meta.hidden; });
     if (top != controllers.rend())
-        (*top)->orderFront(true);
+        (*top)->showWindow(true);
 }
 
 bool AppDelegate::anyNoteVisible() const
@@ -547,7 +547,7 @@ void AppDelegate::showAllNotes()
         if (controller->note().meta.hidden)
             controller->unhide(false);
         else
-            controller->orderFront(false);
+            controller->showWindow(false);
     }
 }
 

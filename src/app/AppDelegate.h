@@ -1,8 +1,8 @@
 #pragma once
 
-#include "app/Settings.h"
-#include "app/WorkspaceList.h"
-#include "app/WorkspaceWatcher.h"
+#include "core/Settings.h"
+#include "core/WorkspaceList.h"
+#include "core/WorkspaceWatcher.h"
 #include "windows/NoteWindowEnvironment.h"
 
 #include <QObject>

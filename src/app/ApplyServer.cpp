@@ -1,6 +1,6 @@
 #include "app/ApplyServer.h"
 
-#include "app/ApplyCommand.h"
+#include "cli/ApplyCommand.h"
 #include "platform/PlatformLog.h"
 #include "store/NoteStore.h"
 #include "windows/NoteWindowController.h"

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "app/Alerts.h"
+#include "core/Alerts.h"
 
 // Asks the user with an application-modal QMessageBox: buttons in the given order, the first one the default.
 class MessageBoxAlertPresenter : public AlertPresenter

@@ -1,8 +1,8 @@
 #include "app/SettingsDialog.h"
 
 #include "app/ApiKeyField.h"
-#include "app/AppInfo.h"
-#include "app/WorkspaceList.h"
+#include "core/AppInfo.h"
+#include "core/WorkspaceList.h"
 #include "notes/NotePalette.h"
 #include "platform/GlobalHotKey.h"
 #include "platform/KeyStore.h"

@@ -1,6 +1,6 @@
 #include "app/WorkspaceEditor.h"
 
-#include "app/WorkspaceList.h"
+#include "core/WorkspaceList.h"
 
 #include <QDialogButtonBox>
 #include <QFileDialog>

@@ -1,5 +1,5 @@
-#include "app/AppInfo.h"
-#include "app/CommandLine.h"
+#include "core/AppInfo.h"
+#include "cli/CommandLine.h"
 #include "app/TackpadApplication.h"
 #include "platform/QuitSignalHandler.h"
 #include "platform/SingleInstance.h"

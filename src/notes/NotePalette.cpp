@@ -1,6 +1,5 @@
 #include "notes/NotePalette.h"
 
-#include "app/Settings.h"
 
 #include <QPainter>
 #include <QPainterPath>
@@ -81,11 +80,6 @@ QColor displayColor(const QString &hex, bool darkMode)
     if (auto color = colorFromHexString(displayHex(hex, darkMode)))
         return *color;
     return *colorFromHexString(QString::fromLatin1(fallbackHex));
-}
-
-QColor displayColor(const QString &hex, const Settings &settings)
-{
-    return displayColor(hex, settings.darkMode());
 }
 
 bool isPreset(const QString &hex)

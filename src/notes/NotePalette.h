@@ -7,8 +7,6 @@
 #include <array>
 #include <optional>
 
-class Settings;
-
 // The eight preset note colours, their dark-mode display variants, and the colour helpers every part of the
 // app uses to go between "#RRGGBB" text and colours. Files always keep the light (stored) hex; the dark
 // variant exists only on screen.
@@ -58,8 +56,6 @@ double relativeLuminance(const QColor &color);
 
 QString displayHex(const QString &hex, bool darkMode);
 QColor displayColor(const QString &hex, bool darkMode);
-// Reads "darkMode" from the settings afresh on every call.
-QColor displayColor(const QString &hex, const Settings &settings);
 bool isPreset(const QString &hex);
 
 // The hex a note is painted from: White for prompt notes, else its stored colour.

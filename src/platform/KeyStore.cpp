@@ -1,6 +1,6 @@
 #include "platform/KeyStore.h"
 
-#include "app/AppInfo.h"
+#include "core/AppInfo.h"
 #include "platform/KeyringLabel.h"
 #include "platform/PlatformLog.h"
 

@@ -1,6 +1,6 @@
 #include "platform/PortalGlobalHotKey.h"
 
-#include "app/AppInfo.h"
+#include "core/AppInfo.h"
 #include "platform/PlatformLog.h"
 
 #include <QDBusArgument>

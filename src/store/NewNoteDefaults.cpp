@@ -1,6 +1,6 @@
 #include "store/NewNoteDefaults.h"
 
-#include "app/Settings.h"
+#include "core/Settings.h"
 #include "notes/NotePalette.h"
 
 #include <algorithm>

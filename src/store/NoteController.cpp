@@ -27,9 +27,9 @@ void NoteController::applyExternal(const Frontmatter::Parsed &parsed, const QStr
         applyRolledState(false);
         if (old.hidden != note.meta.hidden) {
             if (note.meta.hidden)
-                orderOut();
+                hideWindow();
             else
-                orderFront(false);
+                showWindow(false);
             m_store.postNotesChanged();
         }
     }
@@ -46,8 +46,8 @@ void NoteController::unhide(bool focus)
     if (!m_note->meta.hidden)
         return;
     m_note->meta.hidden = false;
-    orderFront(focus);
-    m_store.scheduleSave(this, NoteStore::editSaveDelay);
+    showWindow(focus);
+    m_store.noteEdited(this);
     m_store.postNotesChanged();
 }
 
@@ -59,8 +59,8 @@ void NoteController::revealFromLink()
         m_note->meta.rolledUp = false;
         applyRolledState(true);
         applyAppearance();
-        m_store.scheduleSave(this, NoteStore::editSaveDelay);
+        m_store.noteEdited(this);
     }
-    orderFront(true);
+    showWindow(true);
     focusEditor();
 }

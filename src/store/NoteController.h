@@ -40,8 +40,8 @@ public:
     virtual void revealFromLink();
 
     // Window operations. Each is a request the note's window carries out; none changes the note.
-    virtual void orderFront(bool makeKey) = 0;
-    virtual void orderOut() = 0;
+    virtual void showWindow(bool activate) = 0;
+    virtual void hideWindow() = 0;
     // Closes the window for good (without saving); the store releases the controller soon after.
     virtual void closeWindow() = 0;
     // Moves and resizes the window to the note's frame, kept on a visible screen.

@@ -6,7 +6,6 @@
 #include <QFile>
 #include <QFileInfo>
 #include <QLocale>
-#include <QStandardPaths>
 #include <QStringDecoder>
 
 #include <algorithm>
@@ -191,34 +190,7 @@ bool copyNew(const QString &source, const QString &target, QString *error)
     return outcome.ok;
 }
 
-bool moveToTrash(const QString &path, QString *error)
-{
-#if defined(Q_OS_UNIX) && !defined(Q_OS_DARWIN)
-    const QString trash
-        = QStandardPaths::writableLocation(QStandardPaths::GenericDataLocation) + QLatin1String("/Trash");
-    constexpr auto ownerOnly = QFileDevice::ReadOwner | QFileDevice::WriteOwner | QFileDevice::ExeOwner;
-    QDir().mkpath(QFileInfo(trash).absolutePath());
-    for (const QString &folder : {trash, trash + QLatin1String("/files"), trash + QLatin1String("/info")}) {
-        if (!QFileInfo(folder).isDir() && !QDir().mkdir(folder, ownerOnly)) {
-            *error = QStringLiteral("cannot create the Trash folder %1").arg(folder);
-            return false;
-        }
-    }
-#endif
-    QFile file(path);
-    if (!file.moveToTrash()) {
-        *error = file.errorString();
-        return false;
-    }
-    if (QFileInfo(file.fileName()).isRelative()) {
-        QFile::rename(file.fileName(), path);
-        *error = QStringLiteral("the Trash could not be used");
-        return false;
-    }
-    return true;
-}
-
-const QCollator &finderCollator()
+const QCollator &nameCollator()
 {
     thread_local const QCollator collator = [] {
         // ICU ignores numeric mode for the C locale, which is what a bare console or a test runner has.
@@ -233,9 +205,9 @@ const QCollator &finderCollator()
     return collator;
 }
 
-void sortInFinderOrder(QStringList &names)
+void sortByName(QStringList &names)
 {
-    const QCollator &collator = finderCollator();
+    const QCollator &collator = nameCollator();
     std::vector<std::pair<QCollatorSortKey, QString>> keyed;
     keyed.reserve(names.size());
     for (const QString &name : std::as_const(names))

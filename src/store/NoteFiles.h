@@ -86,14 +86,9 @@ bool writeNew(const QString &path, const QByteArray &data, QString *error);
 // Copies a file into a new name with the same guarantees as `writeNew`.
 bool copyNew(const QString &source, const QString &target, QString *error);
 
-// Moves a file to the Trash. On freedesktop systems the Trash folders are made first, and a file that Qt 6.4
-// dropped elsewhere (it reports success but leaves the file under the working directory when the Trash cannot be
-// made) is put back, so that the call either trashes the file or leaves it where it was.
-bool moveToTrash(const QString &path, QString *error);
-
-// The Finder's order: case ignored, numbers inside names compared by value ("Note 2" before "Note 10"). One
+// Name order, as file managers sort: case ignored, numbers inside names compared by value ("Note 2" before "Note 10"). One
 // collator per thread, built once: opening an ICU collator costs more than sorting a handful of names.
-const QCollator &finderCollator();
-void sortInFinderOrder(QStringList &names);
+const QCollator &nameCollator();
+void sortByName(QStringList &names);
 
 } // namespace NoteFiles

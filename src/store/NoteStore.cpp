@@ -1,6 +1,6 @@
 #include "store/NoteStore.h"
 
-#include "app/Alerts.h"
+#include "core/Alerts.h"
 #include "store/FolderWatcher.h"
 #include "store/NoteController.h"
 #include "store/NoteNaming.h"
@@ -97,7 +97,7 @@ bool NoteStore::zOrderLess(const NoteController *a, const NoteController *b) con
 {
     if (a->note().meta.z != b->note().meta.z)
         return a->note().meta.z < b->note().meta.z;
-    return NoteFiles::finderCollator().compare(a->note().filename, b->note().filename) < 0;
+    return NoteFiles::nameCollator().compare(a->note().filename, b->note().filename) < 0;
 }
 
 std::vector<NoteController *> NoteStore::controllers() const
@@ -111,12 +111,12 @@ std::vector<NoteController *> NoteStore::controllers() const
     return result;
 }
 
-std::vector<NoteController *> NoteStore::controllersInFinderOrder() const
+std::vector<NoteController *> NoteStore::controllersByName() const
 {
     QStringList names;
     for (const auto &entry : m_controllers)
         names << entry.first;
-    NoteFiles::sortInFinderOrder(names);
+    NoteFiles::sortByName(names);
     std::vector<NoteController *> result;
     result.reserve(size_t(names.size()));
     for (const QString &name : std::as_const(names))
@@ -126,7 +126,7 @@ std::vector<NoteController *> NoteStore::controllersInFinderOrder() const
 
 std::vector<NoteController *> NoteStore::promptControllers() const
 {
-    std::vector<NoteController *> result = controllersInFinderOrder();
+    std::vector<NoteController *> result = controllersByName();
     std::erase_if(result, [](const NoteController *c) { return !c->note().meta.isPrompt; });
     return result;
 }
@@ -174,7 +174,7 @@ void NoteStore::rescan()
         names << entry.name;
         stamps.insert(entry.name, entry.stamp);
     }
-    NoteFiles::sortInFinderOrder(names);
+    NoteFiles::sortByName(names);
 
     ChangeBatch batch(*this);
     recoverAbandonedSaves(temporaries);
@@ -201,7 +201,7 @@ void NoteStore::rescanFiles(QStringList names)
     const auto finished = qScopeGuard([this] { Q_EMIT rescanned(); });
     if (m_shutDown || !folderPresent())
         return;
-    NoteFiles::sortInFinderOrder(names);
+    NoteFiles::sortByName(names);
     ChangeBatch batch(*this);
     Vanished vanished;
     QList<std::pair<QString, NoteFiles::FileStamp>> present;
@@ -306,7 +306,7 @@ void NoteStore::reconcile(
         const bool wasDetached = m_detached.remove(name) > 0;
         existing->note().byteOrderMark = read.byteOrderMark;
         if (wasDetached && hasUnsavedChanges(existing))
-            scheduleSave(existing, editSaveDelay);
+            noteEdited(existing);
         if (raw == existing->lastDiskContent()) {
             m_known.insert(name, {stamp, KnownFile::Note});
             return;
@@ -365,9 +365,9 @@ NoteController *NoteStore::addController(
     NoteController *added = insertController(std::move(note), raw);
     moveAsideFromTwins(added);
     if (added->note().meta.hidden)
-        added->orderOut();
+        added->hideWindow();
     else
-        added->orderFront(false);
+        added->showWindow(false);
     noteSetChanged();
     return added;
 }
@@ -458,7 +458,7 @@ void NoteStore::rekey(const QString &oldName, const QString &newName)
     if (failed)
         m_unsaved.insert(newName);
     if (savePending || failed || hasUnsavedChanges(moved))
-        scheduleSave(moved, editSaveDelay);
+        noteEdited(moved);
     noteSetChanged();
 }
 
@@ -504,11 +504,7 @@ void NoteStore::watchFolder()
     }
     m_watcher.reset();
     // The first scan has happened; the notes work, they just do not follow other programs' changes.
-#ifdef Q_OS_DARWIN
-    qCWarning(lcStore).noquote() << "TackPad: could not create FSEvents stream";
-#else
     qCWarning(lcStore).noquote() << QStringLiteral("TackPad: could not watch folder %1: %2").arg(m_folder, error);
-#endif
 }
 
 bool NoteStore::folderReplaced() const

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "app/Settings.h"
+#include "core/Settings.h"
 #include "notes/Frontmatter.h"
 #include "notes/NoteMetadata.h"
 #include "notes/ScreenCoordinates.h"
@@ -73,10 +73,10 @@ public:
     int controllerCount() const { return int(m_controllers.size()); }
     // All controllers, lowest stacking order first (the order in which to bring windows to the front).
     std::vector<NoteController *> controllers() const;
-    std::vector<NoteController *> controllersInFinderOrder() const;
-    // The controllers of all prompt notes, in the Finder's order of their names.
+    std::vector<NoteController *> controllersByName() const;
+    // The controllers of all prompt notes, in name order.
     std::vector<NoteController *> promptControllers() const;
-    // Stacking order: `z`, then the Finder's order of the names.
+    // Stacking order: `z`, then name order.
     bool zOrderLess(const NoteController *a, const NoteController *b) const;
 
     // --- Scan and watch
@@ -92,8 +92,14 @@ public:
     // Announces a change of the set of notes or of their hidden state (also used by controllers).
     void postNotesChanged();
 
-    // --- Saving
-    void scheduleSave(NoteController *controller, double delaySeconds);
+    // --- Saving. Callers say what happened; the store decides when the file is written. Each call restarts the
+    // note's wait, so that a burst of changes is one write after the last of them.
+    // Text or properties changed by the user (typing, a move, a new colour).
+    void noteEdited(NoteController *controller);
+    // Only the stacking order changed: written after a longer wait, as raising notes is frequent and unimportant.
+    void noteRaised(NoteController *controller);
+    // The whole note was replaced at once (an AI reply, a command from a script): written on the next turn.
+    void noteReplaced(NoteController *controller);
     bool hasPendingSave(const QString &filename) const;
     // Writes every pending save now, and tries once more each note whose last save failed.
     void flushAllSaves();
@@ -218,6 +224,7 @@ private:
     void rekey(const QString &oldName, const QString &newName);
     void purgeRetired();
 
+    void scheduleSave(NoteController *controller, double delaySeconds);
     bool performSave(NoteController *controller);
     bool writeNote(NoteController *controller);
     void mergeOutsideChange(NoteController *controller, const QString &raw, const QString &base);
@@ -231,7 +238,7 @@ private:
     qint64 raisedMaxZ();
     QString availableFilename(const QString &base, int firstSuffix, const QString &ignoring) const;
     NoteController *writeNewNote(const QString &name, const NoteMetadata &meta, const QStringList &foreign,
-        const QString &body, const QString &failureTitle, bool makeKey, bool quiet);
+        const QString &body, const QString &failureTitle, bool activate, bool quiet);
     NoteController *adoptInPlace(
         const QString &name, const Frontmatter::Parsed &parsed, bool byteOrderMark, bool quiet);
     bool insideFolder(const QString &path) const;

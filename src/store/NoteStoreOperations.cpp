@@ -4,6 +4,7 @@
 #include "store/NoteStore.h"
 
 #include "store/NoteController.h"
+#include "platform/Trash.h"
 #include "store/NoteNaming.h"
 #include "store/StoreLog.h"
 
@@ -101,7 +102,7 @@ void NoteStore::bringToFront(NoteController *controller)
     controller->note().meta.z = raisedMaxZ();
     // A file that has no properties yet is not written merely because its window was raised.
     if (controller->note().hadMetadata)
-        scheduleSave(controller, raiseSaveDelay);
+        noteRaised(controller);
 }
 
 // --- Create, rename, duplicate, delete
@@ -133,7 +134,7 @@ NoteController *NoteStore::create(const QString &body, const QString &preferredN
 }
 
 NoteController *NoteStore::writeNewNote(const QString &name, const NoteMetadata &meta, const QStringList &foreign,
-    const QString &body, const QString &failureTitle, bool makeKey, bool quiet)
+    const QString &body, const QString &failureTitle, bool activate, bool quiet)
 {
     const QString text = Frontmatter::serialize(meta, foreign, body);
     QString error;
@@ -151,10 +152,10 @@ NoteController *NoteStore::writeNewNote(const QString &name, const NoteMetadata 
     note->hadMetadata = true;
     NoteController *made = insertController(std::move(note), text);
     if (meta.hidden) {
-        made->orderOut();
+        made->hideWindow();
     } else {
-        made->orderFront(makeKey);
-        if (makeKey)
+        made->showWindow(activate);
+        if (activate)
             made->focusEditor();
     }
     noteSetChanged();
@@ -221,7 +222,7 @@ bool NoteStore::deleteNote(NoteController *controller)
     const QString path = filePath(name);
     const QFileInfo info(path);
     QString error;
-    if ((info.exists() || info.isSymLink()) && !NoteFiles::moveToTrash(path, &error)) {
+    if ((info.exists() || info.isSymLink()) && !Trash::moveToTrash(path, &error)) {
         reportFailure(deleteFailed, error);
         return false;
     }
@@ -273,7 +274,7 @@ int NoteStore::adoptAllOrdinaryMarkdown()
         if (!controller(entry.name))
             names << entry.name;
     }
-    NoteFiles::sortInFinderOrder(names);
+    NoteFiles::sortByName(names);
     ChangeBatch batch(*this);
     int adopted = 0;
     for (const QString &name : std::as_const(names)) {
@@ -330,7 +331,7 @@ NoteController *NoteStore::importFile(const QString &path, bool quiet)
     if (inFolder) {
         const QString name = source.fileName();
         if (NoteController *existing = controller(name)) {
-            existing->orderFront(true);
+            existing->showWindow(true);
             return existing;
         }
         if (parsed.hadMeta) {
@@ -370,7 +371,7 @@ bool NoteStore::revert(NoteController *controller)
     if (!NoteFiles::writeReplacing(filePath(name), NoteFiles::encodeText(text, note.byteOrderMark), &error)) {
         reportFailure(closeFailed, error);
         if (savePending)
-            scheduleSave(controller, editSaveDelay);
+            noteEdited(controller);
         return false;
     }
     m_known.remove(name);
@@ -476,7 +477,7 @@ NoteController *NoteStore::followWikiLink(const QString &target, const NoteContr
         return nullptr;
     // A link that had to be sanitized into a file name finds the note it created the first time.
     const std::optional<QString> asTitle = sanitizeTitle(wanted);
-    for (NoteController *each : controllersInFinderOrder()) {
+    for (NoteController *each : controllersByName()) {
         const QString title = each->note().title();
         if (title.compare(wanted, Qt::CaseInsensitive) == 0
             || (asTitle && title.compare(*asTitle, Qt::CaseInsensitive) == 0)) {

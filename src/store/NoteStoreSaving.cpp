@@ -24,6 +24,21 @@ constexpr double conflictOffset = 24;
 
 } // namespace
 
+void NoteStore::noteEdited(NoteController *controller)
+{
+    scheduleSave(controller, editSaveDelay);
+}
+
+void NoteStore::noteRaised(NoteController *controller)
+{
+    scheduleSave(controller, raiseSaveDelay);
+}
+
+void NoteStore::noteReplaced(NoteController *controller)
+{
+    scheduleSave(controller, 0);
+}
+
 void NoteStore::scheduleSave(NoteController *controller, double delaySeconds)
 {
     if (!controller || m_shutDown)
@@ -251,7 +266,7 @@ void NoteStore::mergeOutsideChange(NoteController *controller, const QString &ra
     }
     controller->setLastDiskContent(raw);
     if (hasUnsavedChanges(controller) && !hasPendingSave(note.filename))
-        scheduleSave(controller, editSaveDelay);
+        noteEdited(controller);
 }
 
 QString NoteStore::conflictTitle(const QString &title) const

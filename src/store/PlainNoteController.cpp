@@ -1,7 +1,7 @@
 #include "store/PlainNoteController.h"
 
-void PlainNoteController::orderFront(bool) { }
-void PlainNoteController::orderOut() { }
+void PlainNoteController::showWindow(bool) { }
+void PlainNoteController::hideWindow() { }
 void PlainNoteController::closeWindow() { }
 void PlainNoteController::applyFrame() { }
 void PlainNoteController::applyAppearance() { }

@@ -9,8 +9,8 @@ class PlainNoteController : public NoteController {
 public:
     using NoteController::NoteController;
 
-    void orderFront(bool makeKey) override;
-    void orderOut() override;
+    void showWindow(bool activate) override;
+    void hideWindow() override;
     void closeWindow() override;
     void applyFrame() override;
     void applyAppearance() override;

@@ -105,7 +105,7 @@ void addNoteItems(QMenu *menu, NoteWindowController &controller, const QString &
     menu->addSeparator();
     addItem(menu, QStringLiteral("Rename…"), themed({"edit-rename", "document-edit"}),
             [&controller] { controller.renameNote(); });
-    addItem(menu, revealTitle, themed({"system-file-manager", "folder-open"}), [&controller] { controller.revealInFinder(); });
+    addItem(menu, revealTitle, themed({"system-file-manager", "folder-open"}), [&controller] { controller.revealInFileManager(); });
     addItem(menu, meta.adopt ? QStringLiteral("Close Note") : QStringLiteral("Delete Note…"),
             themed({meta.adopt ? "window-close" : "edit-delete"}), [&controller] { controller.deleteNote(); });
     addItem(menu, QStringLiteral("Duplicate Note"), themed({"edit-copy"}), [&controller] { controller.duplicateNote(); });

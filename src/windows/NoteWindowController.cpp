@@ -1,6 +1,6 @@
 #include "windows/NoteWindowController.h"
 
-#include "app/Alerts.h"
+#include "core/Alerts.h"
 #include "editor/MarkdownStyler.h"
 #include "editor/MarkdownTextView.h"
 #include "notes/NotePalette.h"
@@ -144,7 +144,7 @@ void NoteWindowController::connectEditor()
 {
     connect(m_textView, &MarkdownTextView::textEdited, this, [this] {
         note().body = m_textView->markdown();
-        store().scheduleSave(this, NoteStore::editSaveDelay);
+        store().noteEdited(this);
     });
     connect(m_textView, &MarkdownTextView::linkActivated, this, &NoteWindowController::handleLink);
     m_textView->importAttachmentFile = [this](const QUrl &file) {
@@ -330,7 +330,7 @@ void NoteWindowController::applyAppearance()
 {
     const NoteMetadata &meta = note().meta;
     const Settings &settings = store().settings();
-    const QColor display = NotePalette::displayColor(NotePalette::sourceHex(meta.color, meta.isPrompt), settings);
+    const QColor display = NotePalette::displayColor(NotePalette::sourceHex(meta.color, meta.isPrompt), settings.darkMode());
     const bool lightForeground = NotePalette::usesLightForeground(display);
 
     m_window->setBackgroundColor(display);
@@ -389,23 +389,23 @@ void NoteWindowController::applyRolledState(bool animated)
 
 // --- Window operations
 
-void NoteWindowController::orderFront(bool makeKey)
+void NoteWindowController::showWindow(bool activate)
 {
     // A window manager focuses windows as they appear; a note brought up without being asked to take the focus
     // (at launch, on reopen) must not, or every note would be raised and its file rewritten at every start.
-    m_window->setAttribute(Qt::WA_ShowWithoutActivating, !makeKey);
+    m_window->setAttribute(Qt::WA_ShowWithoutActivating, !activate);
     if (!m_window->isVisible())
         placed(m_window->geometry());
     m_window->show();
     m_window->raise();
-    if (makeKey) {
+    if (activate) {
         m_window->activateWindow();
         if (!note().meta.rolledUp)
             m_textView->setFocus(Qt::OtherFocusReason);
     }
 }
 
-void NoteWindowController::orderOut()
+void NoteWindowController::hideWindow()
 {
     m_window->hide();
 }
@@ -479,7 +479,7 @@ void NoteWindowController::populateContextMenu(QMenu *menu)
 
 void NoteWindowController::changed(bool rememberStyle)
 {
-    store().scheduleSave(this, NoteStore::editSaveDelay);
+    store().noteEdited(this);
     if (rememberStyle)
         store().rememberStyleDefaults(note().meta);
 }
@@ -507,7 +507,7 @@ void NoteWindowController::hideNote()
     if (note().meta.hidden)
         return;
     note().meta.hidden = true;
-    orderOut();
+    hideWindow();
     changed(false);
     store().postNotesChanged();
 }
@@ -547,7 +547,7 @@ void NoteWindowController::pickCustomColor()
     const auto current = NotePalette::colorFromHexString(note().meta.color);
     panel->setCurrentColor(current.value_or(*NotePalette::colorFromHexString(QString::fromLatin1(NotePalette::fallbackHex))));
     connect(panel, &QColorDialog::currentColorChanged, this, &NoteWindowController::customColorChanged);
-    orderFront(false);
+    showWindow(false);
     panel->show();
     panel->raise();
     panel->activateWindow();
@@ -579,7 +579,7 @@ void NoteWindowController::smallerFont()
 
 void NoteWindowController::renameNote()
 {
-    orderFront(true);
+    showWindow(true);
     titleBar()->beginTitleEditing(note().title());
 }
 
@@ -603,7 +603,7 @@ void NoteWindowController::deleteNote()
         store().deleteNote(this);
 }
 
-void NoteWindowController::revealInFinder()
+void NoteWindowController::revealInFileManager()
 {
     if (m_environment.revealFile)
         m_environment.revealFile(store().filePath(note().filename));

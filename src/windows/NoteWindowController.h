@@ -63,7 +63,7 @@ public:
     void renameNote();
     void duplicateNote();
     void deleteNote();
-    void revealInFinder();
+    void revealInFileManager();
     void togglePrompt();
     void applyPrompt(const QString &promptFilename);
 
@@ -87,8 +87,8 @@ public:
     bool handleLink(const QString &link);
 
     // --- The store's window operations
-    void orderFront(bool makeKey) override;
-    void orderOut() override;
+    void showWindow(bool activate) override;
+    void hideWindow() override;
     void closeWindow() override;
     void applyFrame() override;
     void applyAppearance() override;

@@ -1,4 +1,4 @@
-#include "FakeAnthropic.h"
+#include "support/FakeAnthropic.h"
 
 #include "ai/AIClient.h"
 #include "ai/AIRequest.h"

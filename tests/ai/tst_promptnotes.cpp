@@ -1,5 +1,5 @@
 #include "support/TextFiles.h"
-#include "FakeAnthropic.h"
+#include "support/FakeAnthropic.h"
 
 #include "ai/AIClient.h"
 #include "editor/MarkdownTextView.h"
@@ -242,7 +242,7 @@ private Q_SLOTS:
         QVERIFY(cancel);
         QSignalSpy finished(m_note, &NoteWindowController::aiRequestFinished);
         if (byEscape) {
-            m_note->orderFront(true);
+            m_note->showWindow(true);
             QVERIFY(QTest::qWaitForWindowActive(m_note->window()));
             QTest::keyClick(m_note->textView(), Qt::Key_Escape);
         } else {

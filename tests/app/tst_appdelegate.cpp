@@ -1,4 +1,4 @@
-#include "app/Alerts.h"
+#include "core/Alerts.h"
 #include "app/AppDelegate.h"
 #include "app/AppMenus.h"
 #include "store/NoteController.h"
@@ -326,7 +326,7 @@ private Q_SLOTS:
         QVERIFY(launch());
         NoteController *note = m_app->store()->controller(u"n.md"_qs);
         note->note().body = u"new"_qs;
-        m_app->store()->scheduleSave(note, NoteStore::editSaveDelay);
+        m_app->store()->noteEdited(note);
         m_app->prepareToQuit();
         QVERIFY(readFile(a + u"/n.md"_qs).endsWith(u"\n---\nnew"_qs));
     }

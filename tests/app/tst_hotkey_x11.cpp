@@ -1,6 +1,6 @@
 // The global new-note hot key through the application object, under a real X server (scripts/headless --x11):
 // xdotool presses Ctrl+Alt+[ as a user would, from outside the application.
-#include "app/Alerts.h"
+#include "core/Alerts.h"
 #include "app/AppDelegate.h"
 #include "platform/GlobalHotKey.h"
 #include "store/NoteStore.h"

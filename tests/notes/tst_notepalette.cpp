@@ -1,7 +1,5 @@
-#include "app/Settings.h"
 #include "notes/NotePalette.h"
 
-#include <QTemporaryDir>
 #include <QTest>
 
 class TestNotePalette : public QObject {
@@ -100,12 +98,9 @@ private Q_SLOTS:
         QCOMPARE(NotePalette::hexString(NotePalette::blendedTowardsBlack(QColor(200, 100, 0), 0.1)),
             NotePalette::hexString(QColor(180, 90, 0)));
 
-        QTemporaryDir dir;
-        Settings settings(dir.filePath(u"settings.ini"_qs));
-        QCOMPARE(NotePalette::hexString(NotePalette::displayColor(u"#FBF4A6"_qs, settings)), u"#FBF4A6"_qs);
-        settings.setValue(SettingsKey::darkMode, true);
-        QCOMPARE(NotePalette::hexString(NotePalette::displayColor(u"#FBF4A6"_qs, settings)), u"#46411F"_qs);
-        QCOMPARE(NotePalette::hexString(NotePalette::displayColor(u"nonsense"_qs, settings)), u"#FBF4A6"_qs);
+        QCOMPARE(NotePalette::hexString(NotePalette::displayColor(u"#FBF4A6"_qs, false)), u"#FBF4A6"_qs);
+        QCOMPARE(NotePalette::hexString(NotePalette::displayColor(u"#FBF4A6"_qs, true)), u"#46411F"_qs);
+        QCOMPARE(NotePalette::hexString(NotePalette::displayColor(u"nonsense"_qs, false)), u"#FBF4A6"_qs);
     }
 
     void swatchIsARoundedSquareWithOutline()

@@ -1,7 +1,7 @@
 // Whole-file writes under real faults: whatever fails, the old file stays byte for byte and nothing half-written
 // is left where a note could be read from.
 
-#include "FaultSupport.h"
+#include "support/FaultSupport.h"
 
 #include "store/AtomicFile.h"
 

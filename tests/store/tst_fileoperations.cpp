@@ -1,7 +1,7 @@
 // Naming rules, stacking order and the file operations of notes: create, rename, duplicate, delete, and what is left
 // when one of them fails.
 
-#include "StoreTestSupport.h"
+#include "support/StoreTestSupport.h"
 
 #include "store/NoteController.h"
 #include "store/NoteStore.h"
@@ -125,7 +125,7 @@ void TestFileOperations::createWritesNoteWithDefaults()
     QCOMPARE(readFile(ws.path("New note.md")), expected);
     QCOMPARE(note->lastDiskContent(), expected);
     QVERIFY(note->note().hadMetadata);
-    QCOMPARE(*ws.log, (QStringList {"orderFront key New note.md", "focusEditor New note.md"}));
+    QCOMPARE(*ws.log, (QStringList {"showWindow key New note.md", "focusEditor New note.md"}));
     QCOMPARE(changed.count(), 1);
 
     // The second new note gets the next number and the next place in the cascade.
@@ -190,7 +190,7 @@ void TestFileOperations::rename()
     NoteStore &store = ws.open();
     NoteController *note = store.controller("Note.md");
     note->note().body = QStringLiteral("edited before the rename\n");
-    store.scheduleSave(note, NoteStore::editSaveDelay);
+    store.noteEdited(note);
 
     QCOMPARE(store.rename(note, title), succeeds);
     QCOMPARE(note->note().filename, expectedName);
@@ -279,7 +279,7 @@ void TestFileOperations::deleteMovesFileToTrash()
     NoteController *note = ws.openWith("Bin me.md", noteText("x1", "old\n"));
     NoteStore &store = *ws.store;
     note->note().body = QStringLiteral("last words\n");
-    store.scheduleSave(note, NoteStore::editSaveDelay);
+    store.noteEdited(note);
     QSignalSpy changed(&store, &NoteStore::notesChanged);
 
     QVERIFY(store.deleteNote(note));
@@ -306,7 +306,7 @@ void TestFileOperations::unhideAllShowsEveryHiddenNote()
     store.unhideAll();
     for (const char *name : {"A.md", "B.md", "C.md"})
         QVERIFY(!store.controller(QString::fromUtf8(name))->note().meta.hidden);
-    QCOMPARE(*ws.log, (QStringList {"orderFront A.md", "orderFront B.md"}));
+    QCOMPARE(*ws.log, (QStringList {"showWindow A.md", "showWindow B.md"}));
     QCOMPARE(changed.count(), 1);
     QVERIFY(store.hasPendingSave("A.md") && store.hasPendingSave("B.md") && !store.hasPendingSave("C.md"));
 }

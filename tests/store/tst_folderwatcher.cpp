@@ -1,6 +1,6 @@
 // Both watching mechanisms see every kind of change the store must follow.
 
-#include "StoreTestSupport.h"
+#include "support/StoreTestSupport.h"
 
 #include "store/FolderWatcher.h"
 

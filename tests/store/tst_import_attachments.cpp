@@ -1,7 +1,7 @@
 // Importing ordinary Markdown files, turning adopted notes back into ordinary files, attachments, wiki links and
 // prompt notes.
 
-#include "StoreTestSupport.h"
+#include "support/StoreTestSupport.h"
 
 #include "store/NoteController.h"
 #include "store/NoteNaming.h"
@@ -54,7 +54,7 @@ void TestImportAttachments::adoptAllGivesPropertiesAtCascadingPlaces()
     QCOMPARE(store.adoptAllOrdinaryMarkdown(), 2);
     QCOMPARE(changed.count(), 1);
     QCOMPARE(store.ordinaryMarkdownCount(), std::optional<int>(0));
-    // Finder order decides the cascade: "a" first.
+    // Name order decides the cascade: "a" first.
     QCOMPARE(readFile(ws.path("a.md")),
         QStringLiteral("---\ntackpad: \"x80 y530 w270 h260 z6 #FBF4A6 s12 adopt\"\n---\napple\n"));
     QCOMPARE(readFile(ws.path("b.MD")),
@@ -156,7 +156,7 @@ void TestImportAttachments::revertMakesAnOrdinaryFileAgain()
     NoteStore &store = ws.open();
     NoteController *adopted = store.controller("Adopted.md");
     adopted->note().body = QStringLiteral("edited, not yet saved\n");
-    store.scheduleSave(adopted, NoteStore::editSaveDelay);
+    store.noteEdited(adopted);
     QSignalSpy changed(&store, &NoteStore::notesChanged);
 
     QVERIFY(store.revert(adopted));
@@ -282,7 +282,7 @@ void TestImportAttachments::followWikiLink()
     QCOMPARE(store.controllerCount(), before + (created || expectedFile == QLatin1String("Plain.md") ? 1 : 0));
     QVERIFY(!note->note().meta.hidden);
     QVERIFY(!note->note().meta.rolledUp);
-    QVERIFY(ws.log->contains(QLatin1String("orderFront key ") + expectedFile));
+    QVERIFY(ws.log->contains(QLatin1String("showWindow key ") + expectedFile));
     QVERIFY(ws.log->contains(QLatin1String("focusEditor ") + expectedFile));
     if (created) {
         QCOMPARE(note->note().meta.x, 524.0);

@@ -1,6 +1,6 @@
 // Where new notes go and how they look, and the one conversion between Qt's and the file's coordinates.
 
-#include "StoreTestSupport.h"
+#include "support/StoreTestSupport.h"
 
 #include "notes/ScreenCoordinates.h"
 #include "store/NewNoteDefaults.h"

@@ -2,8 +2,8 @@
 // renaming and deleting while the user types, folders replaced, links that lead nowhere, interrupted saves.
 // Whatever happens, every byte the user typed and every byte another program wrote is found afterwards in a file.
 
-#include "FaultSupport.h"
-#include "StoreTestSupport.h"
+#include "support/FaultSupport.h"
+#include "support/StoreTestSupport.h"
 
 #include "notes/Frontmatter.h"
 #include "store/AtomicFile.h"
@@ -38,7 +38,7 @@ QString everything(const QString &folder)
 void edit(NoteStore &store, NoteController *note, const QString &body)
 {
     note->note().body = body;
-    store.scheduleSave(note, NoteStore::editSaveDelay);
+    store.noteEdited(note);
 }
 
 } // namespace
@@ -139,7 +139,7 @@ void TestNoteStoreFaults::unreadableEntriesNeverFailTheListing()
     NoteStore &store = ws.open();
     connect(&store, &NoteStore::fileSkipped, &store, [&](const QString &name) { skipped << name; });
     store.rescan();
-    QCOMPARE(filenames(store.controllersInFinderOrder()), (QStringList {"a.md", "z.md"}));
+    QCOMPARE(filenames(store.controllersByName()), (QStringList {"a.md", "z.md"}));
     QVERIFY(NoteFiles::listNoteFiles(ws.folder).has_value());
     store.rescan();
     QVERIFY2(skipped.isEmpty(), "each is said once, at the first scan");

@@ -1,6 +1,6 @@
 // Debounced, atomic saving of notes, and what happens when a save cannot be written.
 
-#include "StoreTestSupport.h"
+#include "support/StoreTestSupport.h"
 
 #include "notes/Frontmatter.h"
 #include "store/NoteController.h"
@@ -39,13 +39,13 @@ void TestNoteStoreSave::editsAreDebouncedIntoOneWrite()
 
     for (int i = 0; i < 10; ++i) {
         note->note().body = QStringLiteral("edit %1\n").arg(i);
-        store.scheduleSave(note, NoteStore::editSaveDelay);
+        store.noteEdited(note);
     }
     QVERIFY(store.hasPendingSave("Note.md"));
     QElapsedTimer sinceLastEdit;
     QTimer::singleShot(400, &store, [&] {
         note->note().body = QStringLiteral("last\n");
-        store.scheduleSave(note, NoteStore::editSaveDelay);
+        store.noteEdited(note);
         sinceLastEdit.start();
     });
     QVERIFY(written.wait(3000));
@@ -66,7 +66,7 @@ void TestNoteStoreSave::unchangedTextWritesNothing()
 
     note->note().body = QStringLiteral("changed\n");
     note->note().body = QStringLiteral("same\n");
-    store.scheduleSave(note, 0);
+    store.noteReplaced(note);
     QTRY_VERIFY(!store.hasPendingSave("Note.md"));
     QCOMPARE(written.count(), 0);
 }
@@ -79,7 +79,7 @@ void TestNoteStoreSave::saveWritesTheWholeFileAtomically()
 
     note->note().meta.color = QStringLiteral("#B8E0F5");
     note->note().body += QLatin1String("- bread\n");
-    store.scheduleSave(note, 0);
+    store.noteReplaced(note);
     store.flushAllSaves();
     const QString expected
         = QStringLiteral("---\ntitle: Shopping\ntackpad: \"x1 y120 w270 h260 z0 #B8E0F5 s12\"\n---\n- milk\n- bread\n");
@@ -115,7 +115,7 @@ void TestNoteStoreSave::failedSaveIsLoggedAndKeepsText()
     for (const char *typed : {"typed\n", "typed more\n"}) {
         note->note().body = QString::fromUtf8(typed);
         QTest::ignoreMessage(QtWarningMsg, failure);
-        store.scheduleSave(note, 0);
+        store.noteReplaced(note);
         store.flushAllSaves();
     }
     QCOMPARE(failed.count(), 1); // the user is told once, not on every keystroke

@@ -1,6 +1,6 @@
 // Which files become notes, and how the store follows changes that other programs make to the folder.
 
-#include "StoreTestSupport.h"
+#include "support/StoreTestSupport.h"
 
 #include "store/NoteController.h"
 #include "store/NoteStore.h"
@@ -19,7 +19,7 @@ class TestNoteStoreScan : public QObject {
 private Q_SLOTS:
     void whichFilesAreNotes_data();
     void whichFilesAreNotes();
-    void scanShowsNotesInFinderOrder();
+    void scanShowsNotesInNameOrder();
 
     void externalChange_data();
     void externalChange();
@@ -72,10 +72,10 @@ void TestNoteStoreScan::whichFilesAreNotes()
         QDir().mkpath(QFileInfo(ws.path(it.key())).absolutePath());
         writeInPlace(ws.path(it.key()), it.value());
     }
-    QCOMPARE(filenames(ws.open().controllersInFinderOrder()), notes);
+    QCOMPARE(filenames(ws.open().controllersByName()), notes);
 }
 
-void TestNoteStoreScan::scanShowsNotesInFinderOrder()
+void TestNoteStoreScan::scanShowsNotesInNameOrder()
 {
     Workspace ws;
     writeInPlace(ws.path("Note 10.md"), noteText("z7", QString()));
@@ -89,7 +89,7 @@ void TestNoteStoreScan::scanShowsNotesInFinderOrder()
     store.rescan();
     // Windows are created in the order the files are handled: numbers by value, case ignored.
     QCOMPARE(*ws.log,
-        (QStringList {"orderFront apple.md", "orderOut Note 1.md", "orderFront note 2.md", "orderFront Note 10.md"}));
+        (QStringList {"showWindow apple.md", "hideWindow Note 1.md", "showWindow note 2.md", "showWindow Note 10.md"}));
     QCOMPARE(changed.count(), 1);
     QCOMPARE(changed.first().first().value<NoteStore *>(), &store);
     QCOMPARE(store.maxZ(), 42);
@@ -101,7 +101,7 @@ void TestNoteStoreScan::scanShowsNotesInFinderOrder()
     QCOMPARE(crLf->note().body, QStringLiteral("line one\nline two\n"));
     QVERIFY(!crLf->lastDiskContent().contains(QLatin1Char('\r')));
     crLf->note().body += QLatin1String("line three\n");
-    store.scheduleSave(crLf, 0);
+    store.noteReplaced(crLf);
     store.flushAllSaves();
     QVERIFY(!readFile(ws.path("apple.md")).contains(QLatin1Char('\r')));
 }
@@ -127,7 +127,7 @@ void TestNoteStoreScan::externalChange_data()
     row("nominal: a moved frame moves the window", noteText("x400 y100 w300 h200 z1 #FBF4A6 s12", original), original,
         {"applyFrame Note.md", "applyAppearance Note.md", "applyRolledState Note.md"});
     row("nominal: hidden elsewhere orders the window out", noteText(props + " hidden", original), original,
-        {"applyAppearance Note.md", "applyRolledState Note.md", "orderOut Note.md"});
+        {"applyAppearance Note.md", "applyRolledState Note.md", "hideWindow Note.md"});
     row("nominal: CR LF written elsewhere arrives as line feeds",
         "---\r\ntackpad: \"x100 y100 w300 h200 z1 #FBF4A6 s12\"\r\n---\r\na\r\nb\r\n", "a\nb\n",
         {"setEditorText Note.md"});
@@ -208,7 +208,7 @@ void TestNoteStoreScan::outsideChangeMeetsUnsavedText()
         store.bringToFront(note);
     } else {
         note->note().body = typed;
-        store.scheduleSave(note, NoteStore::editSaveDelay);
+        store.noteEdited(note);
     }
     writeAtomically(ws.path("Note.md"), noteText("x10 y20 w300 h200 z1 #FBF4A6 s12", outside));
     store.refreshFromDisk("Note.md");
@@ -235,7 +235,7 @@ void TestNoteStoreScan::ownWriteIsRecognised()
     ws.log->clear();
     QSignalSpy rescanned(&store, &NoteStore::rescanned);
     note->note().body = QStringLiteral("typed in the window\n");
-    store.scheduleSave(note, 0);
+    store.noteReplaced(note);
     QVERIFY(rescanned.wait());
     QCOMPARE(*ws.log, QStringList {});
     QCOMPARE(note->lastDiskContent(), readFile(ws.path("Note.md")));
@@ -253,7 +253,7 @@ void TestNoteStoreScan::renameByAnotherProgram()
     NoteController *note = store.controller("Old.md");
     // Typed just before the rename: saved under the new name, nowhere else.
     note->note().body = QStringLiteral("text typed\n");
-    store.scheduleSave(note, NoteStore::editSaveDelay);
+    store.noteEdited(note);
     QVERIFY(QFile::rename(ws.path("Old.md"), ws.path("New.md")));
     QVERIFY(rescanned.wait());
     QVERIFY(!store.controller("Old.md"));
@@ -288,7 +288,7 @@ void TestNoteStoreScan::namedRescansMatchFullRescan()
 
     const auto state = [](const NoteStore &s) {
         QStringList lines;
-        for (const NoteController *each : s.controllersInFinderOrder())
+        for (const NoteController *each : s.controllersByName())
             lines << each->note().filename + QLatin1Char('|') + Frontmatter::propertyLine(each->note().meta)
                     + QLatin1Char('|') + each->note().body + QLatin1Char('|') + each->lastDiskContent();
         return lines;
@@ -339,7 +339,7 @@ void TestNoteStoreScan::shutdownStopsWatchingAndClosesWindows()
     NoteController *note = ws.openWith("Note.md", noteText("x1", "text\n"), true);
     NoteStore &store = *ws.store;
     note->note().body = QStringLiteral("unsaved\n");
-    store.scheduleSave(note, NoteStore::editSaveDelay);
+    store.noteEdited(note);
     ws.log->clear();
 
     store.shutdown();

@@ -1,5 +1,5 @@
 #include "support/TextFiles.h"
-#include "app/Alerts.h"
+#include "core/Alerts.h"
 #include "editor/MarkdownTextView.h"
 #include "notes/NotePalette.h"
 #include "notes/ScreenCoordinates.h"
@@ -318,7 +318,7 @@ private Q_SLOTS:
     void typingReachesTheFile()
     {
         NoteWindowController *c = open(u"a.md"_qs, u"x1"_qs);
-        c->orderFront(true);
+        c->showWindow(true);
         QTextCursor cursor = c->textView()->textCursor();
         cursor.movePosition(QTextCursor::End);
         c->textView()->setTextCursor(cursor);

@@ -2,7 +2,7 @@
 // it, at fractional positions, with the "keep" alias or stacked exactly on top of each other are shown corrected,
 // and every file and the settings stay byte for byte.
 
-#include "app/Settings.h"
+#include "core/Settings.h"
 #include "notes/ScreenCoordinates.h"
 #include "store/NoteStore.h"
 #include "windows/NoteWindow.h"

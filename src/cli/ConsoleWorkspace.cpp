@@ -1,6 +1,6 @@
-#include "app/ConsoleWorkspace.h"
+#include "cli/ConsoleWorkspace.h"
 
-#include "app/Settings.h"
+#include "core/Settings.h"
 #include "store/NoteFiles.h"
 
 #include <QDir>

@@ -1,11 +1,11 @@
-#include "app/CommandLine.h"
+#include "cli/CommandLine.h"
 
-#include "app/Alerts.h"
-#include "app/AppInfo.h"
-#include "app/ApplyCommand.h"
-#include "search/SearchCommand.h"
-#include "app/ConsoleWorkspace.h"
-#include "app/Settings.h"
+#include "core/Alerts.h"
+#include "core/AppInfo.h"
+#include "cli/ApplyCommand.h"
+#include "cli/SearchCommand.h"
+#include "cli/ConsoleWorkspace.h"
+#include "core/Settings.h"
 #include "store/NoteController.h"
 #include "store/NoteFiles.h"
 #include "store/NoteStore.h"
@@ -174,7 +174,7 @@ int listNotes(const Options &options, QTextStream &out, QTextStream &err)
         return usageError;
     NoteStore store(*folder, settings);
     store.rescan();
-    const std::vector<NoteController *> notes = store.controllersInFinderOrder();
+    const std::vector<NoteController *> notes = store.controllersByName();
     if (options.json) {
         QJsonArray array;
         for (const NoteController *each : notes)

@@ -1,4 +1,4 @@
-#include "search/DismissablePanel.h"
+#include "windows/DismissablePanel.h"
 
 #include <QKeyEvent>
 

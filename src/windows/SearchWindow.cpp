@@ -1,8 +1,8 @@
-#include "search/SearchWindow.h"
+#include "windows/SearchWindow.h"
 
 #include "editor/MarkdownTextView.h"
-#include "search/DismissablePanel.h"
-#include "search/ReturnActivatingTableView.h"
+#include "windows/DismissablePanel.h"
+#include "windows/ReturnActivatingTableView.h"
 #include "store/NoteController.h"
 #include "store/NoteStore.h"
 #include "windows/NoteWindowController.h"
@@ -253,7 +253,7 @@ QList<NoteSearch::Candidate> SearchWindow::candidates()
         return {};
     if (m_orderStale || store != m_orderedStore) {
         m_ordered.clear();
-        for (NoteController *controller : store->controllersInFinderOrder())
+        for (NoteController *controller : store->controllersByName())
             m_ordered.emplace_back(controller);
         m_orderedStore = store;
         m_orderStale = false;

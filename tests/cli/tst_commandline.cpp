@@ -1,9 +1,9 @@
 // The `tackpad list` and `tackpad new` commands, run as a user runs them: the real binary, no display, a private
 // home folder and settings.
 
-#include "StoreTestSupport.h"
+#include "support/StoreTestSupport.h"
 
-#include "app/CommandLine.h"
+#include "cli/CommandLine.h"
 
 #include <QJsonDocument>
 #include <QProcess>
@@ -28,7 +28,7 @@ private Q_SLOTS:
     void init();
     void cleanup();
 
-    void listPrintsNotesInFinderOrder();
+    void listPrintsNotesInNameOrder();
     void listJson();
     void newCreatesNotesAsTheAppDoes_data();
     void newCreatesNotesAsTheAppDoes();
@@ -85,7 +85,7 @@ Run TestCommandLine::run(const QStringList &arguments, const QByteArray &input)
     return result;
 }
 
-void TestCommandLine::listPrintsNotesInFinderOrder()
+void TestCommandLine::listPrintsNotesInNameOrder()
 {
     writeInPlace(m_folder + "/Note 10.md", noteText("x1 y2 w300 h200 z3 #CDE8F9 s14 float hidden", ""));
     writeInPlace(m_folder + "/note 9.md", noteText("x5 y6", ""));

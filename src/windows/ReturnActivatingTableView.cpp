@@ -1,4 +1,4 @@
-#include "search/ReturnActivatingTableView.h"
+#include "windows/ReturnActivatingTableView.h"
 
 #include <QKeyEvent>
 #include <QMetaMethod>

@@ -1,4 +1,4 @@
-#include "app/WorkspaceWatcher.h"
+#include "core/WorkspaceWatcher.h"
 
 #include <QFileInfo>
 

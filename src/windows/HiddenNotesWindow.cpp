@@ -1,7 +1,7 @@
-#include "search/HiddenNotesWindow.h"
+#include "windows/HiddenNotesWindow.h"
 
-#include "search/DismissablePanel.h"
-#include "search/ReturnActivatingTableView.h"
+#include "windows/DismissablePanel.h"
+#include "windows/ReturnActivatingTableView.h"
 #include "store/NoteController.h"
 #include "store/NoteStore.h"
 
@@ -111,7 +111,7 @@ void HiddenNotesWindow::reload()
 
     m_hidden.clear();
     if (NoteStore *store = m_storeProvider ? m_storeProvider() : nullptr) {
-        for (NoteController *controller : store->controllersInFinderOrder())
+        for (NoteController *controller : store->controllersByName())
             if (controller->note().meta.hidden)
                 m_hidden.append(controller);
     }

@@ -1,6 +1,6 @@
 #include "app/ApiKeyField.h"
-#include "app/AppInfo.h"
-#include "app/Settings.h"
+#include "core/AppInfo.h"
+#include "core/Settings.h"
 #include "app/SettingsDialog.h"
 #include "platform/GlobalHotKey.h"
 #include "platform/KeyStore.h"

@@ -1,10 +1,10 @@
-#include "app/ApplyCommand.h"
+#include "cli/ApplyCommand.h"
 
 #include "ai/AIClient.h"
 #include "ai/PromptBackup.h"
 #include "ai/PromptRun.h"
-#include "app/ConsoleWorkspace.h"
-#include "app/Settings.h"
+#include "cli/ConsoleWorkspace.h"
+#include "core/Settings.h"
 #include "notes/Frontmatter.h"
 #include "platform/KeyStore.h"
 #include "platform/SingleInstance.h"
@@ -74,7 +74,7 @@ NoteController *findNote(const NoteStore &store, const QString &name, QString *e
         return byFile;
     QList<NoteController *> exact;
     QList<NoteController *> folded;
-    for (NoteController *each : store.controllersInFinderOrder()) {
+    for (NoteController *each : store.controllersByName()) {
         if (each->note().title() == name)
             exact << each;
         else if (NoteSearch::sameTitle(each->note().title(), name))
@@ -207,7 +207,7 @@ private:
             [&saveError](const QString &, const QString &error) { saveError = error; });
         // The store's own save path: atomic, property line and other tools' front matter as they were.
         note.body = reply;
-        m_store->scheduleSave(target, 0);
+        m_store->noteReplaced(target);
         m_store->flushAllSaves();
         if (!saveError.isEmpty()) {
             fail(QStringLiteral("cannot write %1: %2").arg(m_noteFile, saveError));

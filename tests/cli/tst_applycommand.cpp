@@ -1,8 +1,8 @@
 #include "support/TextFiles.h"
-#include "FakeAnthropic.h"
+#include "support/FakeAnthropic.h"
 
 #include "ai/AIClient.h"
-#include "app/ApplyCommand.h"
+#include "cli/ApplyCommand.h"
 #include "app/ApplyServer.h"
 #include "editor/MarkdownTextView.h"
 #include "platform/KeyStore.h"

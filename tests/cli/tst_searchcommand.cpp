@@ -1,8 +1,8 @@
 // `tackpad search`, run in-process over a temporary workspace with its own settings file.
 
-#include "app/Settings.h"
+#include "core/Settings.h"
 #include "notes/Frontmatter.h"
-#include "search/SearchCommand.h"
+#include "cli/SearchCommand.h"
 
 #include <QDir>
 #include <QDirIterator>

@@ -1,4 +1,4 @@
-#include "app/Alerts.h"
+#include "core/Alerts.h"
 
 Alert Alert::failure(const QString &message, const QString &informativeText)
 {

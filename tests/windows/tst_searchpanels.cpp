@@ -1,13 +1,13 @@
 // The search panel and the hidden-notes panel as a user drives them from the keyboard and the mouse, over real
 // note windows on a temporary workspace.
 
-#include "app/Settings.h"
+#include "core/Settings.h"
 #include "editor/MarkdownTextView.h"
 #include "notes/Frontmatter.h"
-#include "search/DismissablePanel.h"
-#include "search/HiddenNotesWindow.h"
-#include "search/ReturnActivatingTableView.h"
-#include "search/SearchWindow.h"
+#include "windows/DismissablePanel.h"
+#include "windows/HiddenNotesWindow.h"
+#include "windows/ReturnActivatingTableView.h"
+#include "windows/SearchWindow.h"
 #include "store/NoteStore.h"
 #include "windows/NoteWindow.h"
 #include "windows/NoteWindowController.h"

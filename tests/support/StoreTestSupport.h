@@ -3,8 +3,8 @@
 // Shared fixtures of the store tests: a temporary workspace with file helpers, a controller that records the
 // window requests it receives, and an alert presenter that answers from a script.
 
-#include "app/Alerts.h"
-#include "app/Settings.h"
+#include "core/Alerts.h"
+#include "core/Settings.h"
 #include "store/NoteController.h"
 #include "store/NoteStore.h"
 
@@ -100,8 +100,8 @@ public:
     {
     }
 
-    void orderFront(bool makeKey) override { record(makeKey ? "orderFront key" : "orderFront"); }
-    void orderOut() override { record("orderOut"); }
+    void showWindow(bool activate) override { record(activate ? "showWindow key" : "showWindow"); }
+    void hideWindow() override { record("hideWindow"); }
     void closeWindow() override { record("closeWindow"); }
     void applyFrame() override { record("applyFrame"); }
     void applyAppearance() override { record("applyAppearance"); }

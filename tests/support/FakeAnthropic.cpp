@@ -1,4 +1,4 @@
-#include "FakeAnthropic.h"
+#include "support/FakeAnthropic.h"
 
 #include <QJsonArray>
 #include <QJsonDocument>

@@ -1,7 +1,7 @@
-#include "search/SearchCommand.h"
+#include "cli/SearchCommand.h"
 
-#include "app/ConsoleWorkspace.h"
-#include "app/Settings.h"
+#include "cli/ConsoleWorkspace.h"
+#include "core/Settings.h"
 #include "search/NoteSearch.h"
 #include "store/NoteController.h"
 #include "store/NoteFiles.h"
@@ -81,7 +81,7 @@ QList<NoteSearch::Candidate> candidatesIn(const QString &folder, const Settings 
     NoteStore store(folder, settings);
     store.rescan();
     QList<NoteSearch::Candidate> candidates;
-    for (const NoteController *controller : store.controllersInFinderOrder()) {
+    for (const NoteController *controller : store.controllersByName()) {
         const Note &note = controller->note();
         candidates.append({note.filename, note.title(), note.body, note.meta.hidden});
     }

@@ -1,4 +1,4 @@
-#include "app/WorkspaceList.h"
+#include "core/WorkspaceList.h"
 
 #include <QSet>
 #include <QSignalSpy>

@@ -1,0 +1,7 @@
+// The macOS side of Trash: every account has one, and the Finder makes it.
+#include "platform/Trash.h"
+
+bool Trash::prepareFolders(QString *)
+{
+    return true;
+}
