@@ -1,6 +1,6 @@
 #include "app/AppMenus.h"
 
-#include "app/AppDelegate.h"
+#include "app/WorkspaceSession.h"
 #include "store/NoteStore.h"
 #include "windows/NoteMenu.h"
 #include "store/RecoveryFolder.h"
@@ -39,17 +39,16 @@ void sendToFocusedText(const char *method)
 
 } // namespace
 
-AppMenus::AppMenus(AppDelegate &app, QObject *parent)
+AppMenus::AppMenus(WorkspaceSession &session, QObject *parent)
     : QObject(parent)
-    , m_app(app)
-    , m_file(new QMenu(tr("File")))
-    , m_edit(new QMenu(tr("Edit")))
-    , m_note(new QMenu(tr("Note")))
-    , m_prompts(new QMenu(tr("Prompts")))
-    , m_workspaces(new QMenu(tr("Workspaces")))
-    , m_window(new QMenu(tr("Window")))
-    , m_help(new QMenu(tr("Help")))
-    , m_trayMenu(new QMenu())
+    , m_session(session)
+    , m_file(std::make_unique<QMenu>(tr("File")))
+    , m_edit(std::make_unique<QMenu>(tr("Edit")))
+    , m_prompts(std::make_unique<QMenu>(tr("Prompts")))
+    , m_workspaces(std::make_unique<QMenu>(tr("Workspaces")))
+    , m_window(std::make_unique<QMenu>(tr("Window")))
+    , m_help(std::make_unique<QMenu>(tr("Help")))
+    , m_trayMenu(std::make_unique<QMenu>())
 {
     buildFileMenu();
     buildEditMenu();
@@ -57,10 +56,10 @@ AppMenus::AppMenus(AppDelegate &app, QObject *parent)
     buildHelpMenu();
     rebuildWorkspacesMenu();
     rebuildPromptsMenu();
-    connect(m_note, &QMenu::aboutToShow, this, &AppMenus::rebuildNoteMenu);
-    connect(&m_app, &AppDelegate::workspacesChanged, this, &AppMenus::rebuildWorkspacesMenu);
-    connect(&m_app, &AppDelegate::storeChanged, this, &AppMenus::rebuildWorkspacesMenu);
-    connect(&m_app, &AppDelegate::notesChanged, this, &AppMenus::rebuildPromptsMenu);
+    connect(&m_session, &WorkspaceSession::workspacesChanged, this, &AppMenus::rebuildWorkspacesMenu);
+    connect(&m_session, &WorkspaceSession::storeChanged, this, &AppMenus::rebuildWorkspacesMenu);
+    connect(&m_session, &WorkspaceSession::notesChanged, this, &AppMenus::rebuildPromptsMenu);
+    connect(&m_session.noteWindows(), &NoteWindows::windowCreated, this, &AppMenus::addShortcutsTo);
     connect(qApp, &QApplication::focusWindowChanged, this, [this] {
         if (NoteWindowController *note = keyNote())
             m_lastKeyNote = note;
@@ -68,13 +67,7 @@ AppMenus::AppMenus(AppDelegate &app, QObject *parent)
     buildTrayMenu();
 }
 
-AppMenus::~AppMenus()
-{
-    // The tray icon (a child) points at its menu: it goes first.
-    delete m_tray;
-    for (QMenu *menu : {m_file, m_edit, m_note, m_prompts, m_workspaces, m_window, m_help, m_trayMenu})
-        delete menu;
-}
+AppMenus::~AppMenus() = default;
 
 QAction *AppMenus::addItem(QMenu *menu, const QString &title)
 {
@@ -115,21 +108,15 @@ QAction *AppMenus::addShortcutAction(QMenu *menu, const QString &title, const QK
 
 void AppMenus::buildFileMenu()
 {
-    addShortcutAction(m_file, tr("New Note"), QKeySequence(Qt::CTRL | Qt::Key_N), [this] { m_app.newNote(); });
-    addShortcutAction(m_file, tr("Import Markdown Files…"), QKeySequence(Qt::CTRL | Qt::Key_O),
-                      [this] { m_app.importMarkdownFile(); });
-    QAction *change = addItem(m_file, tr("Change Folder…"));
-    connect(change, &QAction::triggered, this, [this] { m_app.changeFolder(); });
+    addShortcutAction(m_file.get(), tr("New Note"), QKeySequence(Qt::CTRL | Qt::Key_N), [this] { m_session.newNote(); });
+    addShortcutAction(m_file.get(), tr("Import Markdown Files…"), QKeySequence(Qt::CTRL | Qt::Key_O),
+                      [this] { m_session.importMarkdownFile(); });
+    QAction *change = addItem(m_file.get(), tr("Change Folder…"));
+    connect(change, &QAction::triggered, this, [this] { m_session.changeFolder(); });
     m_file->addSeparator();
-    addShortcutAction(m_file, tr("Settings…"), QKeySequence(Qt::CTRL | Qt::Key_Comma), [this] {
-        if (showSettings)
-            showSettings();
-    });
+    addShortcutAction(m_file.get(), tr("Settings…"), QKeySequence(Qt::CTRL | Qt::Key_Comma), [this] { Q_EMIT settingsRequested(); });
     m_file->addSeparator();
-    addShortcutAction(m_file, tr("Quit Tackpad"), QKeySequence(Qt::CTRL | Qt::Key_Q), [this] {
-        if (quit)
-            quit();
-    });
+    addShortcutAction(m_file.get(), tr("Quit Tackpad"), QKeySequence(Qt::CTRL | Qt::Key_Q), [this] { Q_EMIT quitRequested(); });
 }
 
 void AppMenus::buildEditMenu()
@@ -146,7 +133,7 @@ void AppMenus::buildEditMenu()
         {"Paste", QKeySequence::Paste, "paste"},       {"Select All", QKeySequence::SelectAll, "selectAll"},
     };
     for (const auto &command : commands) {
-        QAction *item = addItem(m_edit, tr(command.title));
+        QAction *item = addItem(m_edit.get(), tr(command.title));
         item->setShortcut(QKeySequence(command.keys));
         item->setShortcutVisibleInContextMenu(true);
         const char *method = command.method;
@@ -158,17 +145,11 @@ void AppMenus::buildEditMenu()
 
 void AppMenus::buildWindowMenu()
 {
-    addShortcutAction(m_window, tr("Search Notes…"), QKeySequence(Qt::CTRL | Qt::SHIFT | Qt::Key_F), [this] {
-        if (showSearch)
-            showSearch();
-    });
-    addShortcutAction(m_window, tr("Hidden Notes…"), QKeySequence(Qt::CTRL | Qt::SHIFT | Qt::Key_BracketLeft),
-                      [this] {
-                          if (showHiddenNotes)
-                              showHiddenNotes();
-                      });
-    QAction *all = addItem(m_window, tr("Show All Notes"));
-    connect(all, &QAction::triggered, this, [this] { m_app.showAllNotes(); });
+    addShortcutAction(m_window.get(), tr("Search Notes…"), QKeySequence(Qt::CTRL | Qt::SHIFT | Qt::Key_F), [this] { Q_EMIT searchRequested(); });
+    addShortcutAction(m_window.get(), tr("Hidden Notes…"), QKeySequence(Qt::CTRL | Qt::SHIFT | Qt::Key_BracketLeft),
+                      [this] { Q_EMIT hiddenNotesRequested(); });
+    QAction *all = addItem(m_window.get(), tr("Show All Notes"));
+    connect(all, &QAction::triggered, this, [this] { m_session.showAllNotes(); });
     // Text that could not stay in its note file (see RecoveryFolder) must be easy to find.
     QAction *recovered = m_window->addAction(tr("Show Recovered Notes"));
     connect(recovered, &QAction::triggered, this, [] {
@@ -188,51 +169,28 @@ void AppMenus::buildWindowMenu()
 
 void AppMenus::buildHelpMenu()
 {
-    QAction *about = addItem(m_help, tr("About Tackpad"));
-    connect(about, &QAction::triggered, this, [this] {
-        if (showAbout)
-            showAbout();
-    });
+    QAction *about = addItem(m_help.get(), tr("About Tackpad"));
+    connect(about, &QAction::triggered, this, [this] { Q_EMIT aboutRequested(); });
 }
 
 NoteWindowController *AppMenus::keyNote() const
 {
-    NoteStore *store = m_app.store();
-    QWidget *active = QApplication::activeWindow();
-    if (store && active) {
-        for (NoteController *controller : store->controllers()) {
-            auto *windowed = qobject_cast<NoteWindowController *>(controller);
-            if (windowed && windowed->window() == active)
-                return windowed;
-        }
-    }
-    return nullptr;
-}
-
-void AppMenus::rebuildNoteMenu()
-{
-    m_note->clear();
-    NoteWindowController *note = keyNote() ? keyNote() : m_lastKeyNote.data();
-    if (!note || !m_app.store() || note->store().folder() != m_app.store()->folder()) {
-        m_note->addAction(tr("No note selected"))->setEnabled(false);
-        return;
-    }
-    NoteMenu::addNoteItems(m_note, *note, m_app.noteEnvironment().revealTitle);
+    return m_session.noteWindows().active();
 }
 
 void AppMenus::rebuildPromptsMenu()
 {
-    discardItems(m_prompts, m_promptItems);
-    NoteStore *store = m_app.store();
+    discardItems(m_prompts.get(), m_promptItems);
+    NoteStore *store = m_session.store();
     const auto prompts = store ? store->promptControllers() : std::vector<NoteController *>();
     if (prompts.empty()) {
-        m_promptItems.append(addItem(m_prompts, tr("No prompt notes – mark one with Use as AI Prompt")));
+        m_promptItems.append(addItem(m_prompts.get(), tr("No prompt notes – mark one with Use as AI Prompt")));
         m_promptItems.last()->setEnabled(false);
         return;
     }
     for (NoteController *prompt : prompts) {
         const QString filename = prompt->note().filename;
-        QAction *item = addItem(m_prompts, prompt->note().title());
+        QAction *item = addItem(m_prompts.get(), prompt->note().title());
         m_promptItems.append(item);
         connect(item, &QAction::triggered, this, [this, filename] {
             NoteWindowController *target = keyNote() ? keyNote() : m_lastKeyNote.data();
@@ -244,21 +202,21 @@ void AppMenus::rebuildPromptsMenu()
 
 void AppMenus::rebuildWorkspacesMenu()
 {
-    discardItems(m_workspaces, m_workspaceItems);
+    discardItems(m_workspaces.get(), m_workspaceItems);
 
-    const QStringList paths = m_app.workspaces().paths();
-    const QString open = m_app.store() ? m_app.store()->folder() : QString();
+    const QStringList paths = m_session.workspaces().paths();
+    const QString open = m_session.store() ? m_session.store()->folder() : QString();
     static const Qt::Key digits[] = {Qt::Key_1, Qt::Key_2, Qt::Key_3, Qt::Key_4, Qt::Key_5,
                                      Qt::Key_6, Qt::Key_7, Qt::Key_8, Qt::Key_9, Qt::Key_0};
     for (qsizetype i = 0; i < paths.size(); ++i) {
         const QString path = paths[i];
-        QAction *item = addItem(m_workspaces, QFileInfo(path).fileName());
+        QAction *item = addItem(m_workspaces.get(), QFileInfo(path).fileName());
         m_workspaceItems.append(item);
         item->setToolTip(path);
         item->setData(path);
         item->setCheckable(true);
         item->setChecked(path == open);
-        connect(item, &QAction::triggered, this, [this, path] { m_app.switchToWorkspacePath(path); });
+        connect(item, &QAction::triggered, this, [this, path] { m_session.switchToWorkspacePath(path); });
         // The list is capped at ten when it is read; the menu does not count on it for its ten keys.
         if (i < qsizetype(std::size(digits))) {
             item->setShortcut(QKeySequence(Qt::CTRL | digits[i]));
@@ -268,20 +226,18 @@ void AppMenus::rebuildWorkspacesMenu()
     }
     if (!paths.isEmpty())
         m_workspaces->addSeparator();
-    QAction *autoAdd = addItem(m_workspaces, tr("Add Opened Folders Automatically"));
+    QAction *autoAdd = addItem(m_workspaces.get(), tr("Add Opened Folders Automatically"));
     m_workspaceItems.append(autoAdd);
     autoAdd->setCheckable(true);
-    autoAdd->setChecked(m_app.workspaces().autoAddEnabled());
-    connect(autoAdd, &QAction::triggered, this, [this] { m_app.toggleAutoWorkspaces(); });
-    QAction *edit = addItem(m_workspaces, tr("Edit Workspaces…"));
+    autoAdd->setChecked(m_session.workspaces().autoAddEnabled());
+    connect(autoAdd, &QAction::triggered, this, [this] { m_session.toggleAutoWorkspaces(); });
+    QAction *edit = addItem(m_workspaces.get(), tr("Edit Workspaces…"));
     m_workspaceItems.append(edit);
-    connect(edit, &QAction::triggered, this, [this] { Q_EMIT m_app.workspacesEditRequested(); });
+    connect(edit, &QAction::triggered, this, [this] { Q_EMIT m_session.workspacesEditRequested(); });
 
     // Windows that already exist get the new workspace shortcuts too.
-    if (NoteStore *store = m_app.store()) {
-        for (NoteController *controller : store->controllers())
-            addShortcutsTo(controller);
-    }
+    for (NoteWindowController *note : m_session.noteWindows().all())
+        addShortcutsTo(note);
     for (const QPointer<QWidget> &window : std::as_const(m_otherWindows)) {
         if (window)
             addShortcutsToWindow(window);
@@ -290,16 +246,13 @@ void AppMenus::rebuildWorkspacesMenu()
 
 QList<QMenu *> AppMenus::menusForNoteContext()
 {
-    return {m_file, m_edit, m_prompts, m_workspaces, m_window, m_help};
+    return {m_file.get(), m_edit.get(), m_prompts.get(), m_workspaces.get(), m_window.get(), m_help.get()};
 }
 
-void AppMenus::addShortcutsTo(NoteController *controller)
+void AppMenus::addShortcutsTo(NoteWindowController *note)
 {
-    auto *windowed = qobject_cast<NoteWindowController *>(controller);
-    if (!windowed)
-        return;
-    addShortcutsToWindow(windowed->window());
-    windowed->window()->setToolWindow(trayShown());
+    addShortcutsToWindow(note->window());
+    note->window()->setToolWindow(trayShown());
 }
 
 void AppMenus::addShortcutsToWindow(QWidget *window)
@@ -327,12 +280,12 @@ void AppMenus::carryMenusIn(QWidget *window)
 
 void AppMenus::buildTrayMenu()
 {
-    QAction *newNote = addItem(m_trayMenu, tr("New Note"));
-    connect(newNote, &QAction::triggered, this, [this] { m_app.newNote(); });
-    QAction *all = addItem(m_trayMenu, tr("Show All Notes"));
-    connect(all, &QAction::triggered, this, [this] { m_app.showAllNotes(); });
+    QAction *newNote = addItem(m_trayMenu.get(), tr("New Note"));
+    connect(newNote, &QAction::triggered, this, [this] { m_session.newNote(); });
+    QAction *all = addItem(m_trayMenu.get(), tr("Show All Notes"));
+    connect(all, &QAction::triggered, this, [this] { m_session.showAllNotes(); });
     m_trayMenu->addSeparator();
-    for (QMenu *menu : {m_file, m_prompts, m_workspaces, m_window, m_help})
+    for (QMenu *menu : {m_file.get(), m_prompts.get(), m_workspaces.get(), m_window.get(), m_help.get()})
         m_trayMenu->addMenu(menu);
 }
 
@@ -343,23 +296,19 @@ bool AppMenus::trayShown() const
 
 void AppMenus::applyActivationMode()
 {
-    const bool wanted = m_app.settings().boolValue(SettingsKey::menuBarMode);
+    const bool wanted = m_session.settings().boolValue(SettingsKey::menuBarMode);
     const bool useTray = wanted && QSystemTrayIcon::isSystemTrayAvailable();
     if (useTray && !m_tray) {
-        m_tray = new QSystemTrayIcon(QIcon(QStringLiteral(":/icons/app.tackpad.Tackpad.svg")), this);
+        m_tray = std::make_unique<QSystemTrayIcon>(QIcon(QStringLiteral(":/icons/app.tackpad.Tackpad.svg")));
         m_tray->setToolTip(tr("Tackpad"));
-        m_tray->setContextMenu(m_trayMenu);
-        connect(m_tray, &QSystemTrayIcon::activated, this, [this](QSystemTrayIcon::ActivationReason reason) {
+        m_tray->setContextMenu(m_trayMenu.get());
+        connect(m_tray.get(), &QSystemTrayIcon::activated, this, [this](QSystemTrayIcon::ActivationReason reason) {
             if (reason == QSystemTrayIcon::Trigger || reason == QSystemTrayIcon::DoubleClick)
-                m_app.reopen();
+                m_session.reopen();
         });
     }
     if (m_tray)
         m_tray->setVisible(useTray);
-    if (NoteStore *store = m_app.store()) {
-        for (NoteController *controller : store->controllers()) {
-            if (auto *windowed = qobject_cast<NoteWindowController *>(controller))
-                windowed->window()->setToolWindow(useTray);
-        }
-    }
+    for (NoteWindowController *note : m_session.noteWindows().all())
+        note->window()->setToolWindow(useTray);
 }

@@ -1,18 +1,19 @@
 #pragma once
 
 #include <QList>
+#include <QMenu>
 #include <QObject>
 #include <QPointer>
+#include <QSystemTrayIcon>
 
 #include <functional>
+#include <memory>
 
-class AppDelegate;
+class WorkspaceSession;
 class NoteController;
 class NoteStore;
 class NoteWindowController;
 class QAction;
-class QMenu;
-class QSystemTrayIcon;
 class QWidget;
 
 // The application's menus and shortcuts. Linux desktops mostly have no global menu bar, so every note's context
@@ -23,20 +24,13 @@ class AppMenus : public QObject
     Q_OBJECT
 
 public:
-    explicit AppMenus(AppDelegate &app, QObject *parent = nullptr);
+    explicit AppMenus(WorkspaceSession &session, QObject *parent = nullptr);
     ~AppMenus() override;
-
-    // Actions whose dialogs live elsewhere; the application wires them.
-    std::function<void()> showSettings;
-    std::function<void()> showSearch;
-    std::function<void()> showHiddenNotes;
-    std::function<void()> showAbout;
-    std::function<void()> quit;
 
     // The menus a note's context menu carries after its own items.
     QList<QMenu *> menusForNoteContext();
     // Gives a note's window every application shortcut.
-    void addShortcutsTo(NoteController *controller);
+    void addShortcutsTo(NoteWindowController *note);
     // Gives another window of the application (the search and hidden-notes panels) the menus, as a menu bar, and
     // every shortcut, kept up to date as the menus change: with no note on screen, it is the way in.
     void carryMenusIn(QWidget *window);
@@ -45,26 +39,32 @@ public:
     // in the taskbar, so the application never hides its only way in.
     void applyActivationMode();
     bool trayShown() const;
-    QSystemTrayIcon *trayIcon() const { return m_tray; }
+    QSystemTrayIcon *trayIcon() const { return m_tray.get(); }
 
     // The note whose window is active, if any.
     NoteWindowController *keyNote() const;
 
-    QMenu *fileMenu() const { return m_file; }
-    QMenu *editMenu() const { return m_edit; }
-    QMenu *noteMenu() const { return m_note; }
-    QMenu *promptsMenu() const { return m_prompts; }
-    QMenu *workspacesMenu() const { return m_workspaces; }
-    QMenu *windowMenu() const { return m_window; }
-    QMenu *helpMenu() const { return m_help; }
+    QMenu *fileMenu() const { return m_file.get(); }
+    QMenu *editMenu() const { return m_edit.get(); }
+    QMenu *promptsMenu() const { return m_prompts.get(); }
+    QMenu *workspacesMenu() const { return m_workspaces.get(); }
+    QMenu *windowMenu() const { return m_window.get(); }
+    QMenu *helpMenu() const { return m_help.get(); }
     QList<QAction *> shortcutActions() const { return m_shortcuts; }
+
+Q_SIGNALS:
+    // Items whose windows and dialogs the application owns.
+    void settingsRequested();
+    void searchRequested();
+    void hiddenNotesRequested();
+    void aboutRequested();
+    void quitRequested();
 
 private:
     void buildFileMenu();
     void buildEditMenu();
     void buildWindowMenu();
     void buildHelpMenu();
-    void rebuildNoteMenu();
     void rebuildPromptsMenu();
     void rebuildWorkspacesMenu();
     void buildTrayMenu();
@@ -76,17 +76,17 @@ private:
     void discardItems(QMenu *menu, QList<QAction *> &items);
     void addShortcutsToWindow(QWidget *window);
 
-    AppDelegate &m_app;
-    // The menus have no parent widget (each is shown by many windows); this object deletes them.
-    QMenu *m_file;
-    QMenu *m_edit;
-    QMenu *m_note;
-    QMenu *m_prompts;
-    QMenu *m_workspaces;
-    QMenu *m_window;
-    QMenu *m_help;
-    QMenu *m_trayMenu;
-    QSystemTrayIcon *m_tray = nullptr;
+    WorkspaceSession &m_session;
+    // The menus have no parent widget (each is shown by many windows and by the tray): they are owned here. The
+    // tray icon is declared after them so that it goes first, as it points at its menu.
+    const std::unique_ptr<QMenu> m_file;
+    const std::unique_ptr<QMenu> m_edit;
+    const std::unique_ptr<QMenu> m_prompts;
+    const std::unique_ptr<QMenu> m_workspaces;
+    const std::unique_ptr<QMenu> m_window;
+    const std::unique_ptr<QMenu> m_help;
+    const std::unique_ptr<QMenu> m_trayMenu;
+    std::unique_ptr<QSystemTrayIcon> m_tray;
     QList<QAction *> m_shortcuts;
     // The items of the menus that are rebuilt, which this object deletes when it replaces them.
     QList<QAction *> m_workspaceItems;

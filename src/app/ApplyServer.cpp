@@ -4,6 +4,7 @@
 #include "platform/PlatformLog.h"
 #include "store/NoteStore.h"
 #include "windows/NoteWindowController.h"
+#include "windows/NoteWindows.h"
 
 #include <QFileInfo>
 #include <QLocalServer>
@@ -33,9 +34,10 @@ void answerFailure(QLocalSocket *socket, const QString &message)
 
 } // namespace
 
-ApplyServer::ApplyServer(StoreProvider store, const QString &name, QObject *parent)
+ApplyServer::ApplyServer(StoreProvider store, const NoteWindows &windows, const QString &name, QObject *parent)
     : QObject(parent)
     , m_store(std::move(store))
+    , m_windows(windows)
     , m_name(name)
     , m_server(new QLocalServer(this))
 {
@@ -89,7 +91,7 @@ void ApplyServer::carryOut(QLocalSocket *socket, const QStringList &request)
         return;
     }
     const ApplyCommand::Resolved found = ApplyCommand::resolve(*store, request.at(PromptName), request.at(NoteName));
-    auto *target = qobject_cast<NoteWindowController *>(found.note);
+    NoteWindowController *target = m_windows.windowOf(found.note);
     if (!found.error.isEmpty() || !target) {
         answerFailure(socket, found.error);
         return;

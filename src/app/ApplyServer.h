@@ -6,6 +6,7 @@
 #include <functional>
 
 class NoteStore;
+class NoteWindows;
 class QLocalServer;
 class QLocalSocket;
 
@@ -18,8 +19,9 @@ class ApplyServer : public QObject {
 public:
     using StoreProvider = std::function<NoteStore *()>;
 
-    // `name` is the local socket to listen on (ApplyCommand::serverName() in the application).
-    ApplyServer(StoreProvider store, const QString &name, QObject *parent = nullptr);
+    // `name` is the local socket to listen on (ApplyCommand::serverName() in the application); the prompt runs in
+    // the note's window, found among `windows`.
+    ApplyServer(StoreProvider store, const NoteWindows &windows, const QString &name, QObject *parent = nullptr);
     ~ApplyServer() override;
 
     // False (and logged) when the socket cannot be set up; commands then work on the files.
@@ -31,6 +33,7 @@ private:
     void carryOut(QLocalSocket *socket, const QStringList &request);
 
     StoreProvider m_store;
+    const NoteWindows &m_windows;
     QString m_name;
     QLocalServer *m_server;
 };

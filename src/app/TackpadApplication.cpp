@@ -48,39 +48,39 @@ TackpadApplication::TackpadApplication(QObject *parent)
     , m_keyStore(std::make_unique<KeyStore>())
     , m_aiClient(std::make_unique<AIClient>())
 {
-    m_delegate = std::make_unique<AppDelegate>(Settings(), makeServices());
-    m_menus = std::make_unique<AppMenus>(*m_delegate);
-    m_menus->showSearch = [this] { showSearch(); };
-    m_menus->showHiddenNotes = [this] { showHiddenNotes(); };
-    m_menus->showSettings = [this] { showSettings(); };
-    m_menus->showAbout = [this] { showAbout(); };
-    m_menus->quit = [this] { quit(); };
+    m_session = std::make_unique<WorkspaceSession>(Settings(), makeServices());
+    m_menus = std::make_unique<AppMenus>(*m_session);
+    connect(m_menus.get(), &AppMenus::searchRequested, this, &TackpadApplication::showSearch);
+    connect(m_menus.get(), &AppMenus::hiddenNotesRequested, this, &TackpadApplication::showHiddenNotes);
+    connect(m_menus.get(), &AppMenus::settingsRequested, this, &TackpadApplication::showSettings);
+    connect(m_menus.get(), &AppMenus::aboutRequested, this, &TackpadApplication::showAbout);
+    connect(m_menus.get(), &AppMenus::quitRequested, this, &TackpadApplication::quit);
 
-    NoteWindowEnvironment &environment = m_delegate->noteEnvironment();
+    NoteWindowEnvironment &environment = m_session->noteEnvironment();
     environment.revealTitle = FileManagerReveal::menuTitle();
     environment.revealFile = [this](const QString &path) { m_reveal->reveal(path); };
     environment.openUrl = [](const QUrl &url) { QDesktopServices::openUrl(url); };
     environment.applicationMenus = [this] { return m_menus->menusForNoteContext(); };
     environment.aiClient = m_aiClient.get();
     environment.keyStore = m_keyStore.get();
-    m_applyServer = std::make_unique<ApplyServer>([this] { return m_delegate->store(); }, ApplyCommand::serverName());
+    m_applyServer = std::make_unique<ApplyServer>(
+        [this] { return m_session->store(); }, m_session->noteWindows(), ApplyCommand::serverName());
     m_applyServer->listen();
-    m_delegate->onControllerCreated = [this](NoteController *controller) { m_menus->addShortcutsTo(controller); };
-    connect(m_delegate.get(), &AppDelegate::workspacesEditRequested, this, &TackpadApplication::showWorkspaceEditor);
+    connect(m_session.get(), &WorkspaceSession::workspacesEditRequested, this, &TackpadApplication::showWorkspaceEditor);
     // Without a note on screen a taskbar-mode user has nothing to click: the hidden-notes panel, which carries the
     // menus, is the way back in. With a tray that is the way in, unless the user asked to see the application.
-    connect(m_delegate.get(), &AppDelegate::noNoteVisible, this, [this](bool userAsked) {
+    connect(m_session.get(), &WorkspaceSession::noNoteVisible, this, [this](bool userAsked) {
         if (userAsked || !m_menus->trayShown())
             showHiddenNotes();
     });
-    connect(qApp, &QCoreApplication::aboutToQuit, this, [this] { m_delegate->prepareToQuit(); });
+    connect(qApp, &QCoreApplication::aboutToQuit, this, [this] { m_session->prepareToQuit(); });
 }
 
 TackpadApplication::~TackpadApplication() = default;
 
-AppDelegate::Services TackpadApplication::makeServices()
+WorkspaceSession::Services TackpadApplication::makeServices()
 {
-    AppDelegate::Services services;
+    WorkspaceSession::Services services;
     services.alerts = &m_alerts;
     services.chooseFolder = []() -> std::optional<QString> {
         QFileDialog dialog(nullptr, tr("Select folder for TackPad"));
@@ -119,7 +119,7 @@ AppDelegate::Services TackpadApplication::makeServices()
 bool TackpadApplication::launch()
 {
     m_menus->applyActivationMode();
-    return m_delegate->launch();
+    return m_session->launch();
 }
 
 void TackpadApplication::handleCommand(const QStringList &command)
@@ -132,19 +132,19 @@ void TackpadApplication::handleCommand(const QStringList &command)
         modal->activateWindow();
         return;
     }
-    if (m_delegate->isAsking())
+    if (m_session->isAsking())
         return;
     if (command.value(0) == QLatin1String("new-note"))
-        m_delegate->newNote();
+        m_session->newNote();
     else
-        m_delegate->reopen();
+        m_session->reopen();
 }
 
 void TackpadApplication::showSearch()
 {
     if (!m_search) {
-        m_search = std::make_unique<SearchWindow>([this] { return m_delegate->store(); });
-        connect(m_delegate.get(), &AppDelegate::notesChanged, m_search.get(), &SearchWindow::notesChanged);
+        m_search = std::make_unique<SearchWindow>([this] { return m_session->store(); }, m_session->noteWindows());
+        connect(m_session.get(), &WorkspaceSession::notesChanged, m_search.get(), &SearchWindow::notesChanged);
         m_menus->carryMenusIn(m_search->panel());
     }
     m_search->show();
@@ -153,8 +153,8 @@ void TackpadApplication::showSearch()
 void TackpadApplication::showHiddenNotes()
 {
     if (!m_hidden) {
-        m_hidden = std::make_unique<HiddenNotesWindow>([this] { return m_delegate->store(); });
-        connect(m_delegate.get(), &AppDelegate::notesChanged, m_hidden.get(), &HiddenNotesWindow::notesChanged);
+        m_hidden = std::make_unique<HiddenNotesWindow>([this] { return m_session->store(); });
+        connect(m_session.get(), &WorkspaceSession::notesChanged, m_hidden.get(), &HiddenNotesWindow::notesChanged);
         m_menus->carryMenusIn(m_hidden->panel());
     }
     m_hidden->show();
@@ -163,7 +163,7 @@ void TackpadApplication::showHiddenNotes()
 void TackpadApplication::showSettings()
 {
     if (!m_settingsDialog) {
-        auto *dialog = new SettingsDialog(m_delegate->settings(), m_keyStore.get(), m_delegate->hotKey());
+        auto *dialog = new SettingsDialog(m_session->settings(), m_keyStore.get(), m_session->hotKey());
         dialog->setAttribute(Qt::WA_DeleteOnClose);
         connect(dialog, &SettingsDialog::applied, this, &TackpadApplication::applySettings);
         m_settingsDialog = dialog;
@@ -176,15 +176,15 @@ void TackpadApplication::showSettings()
 void TackpadApplication::applySettings()
 {
     m_menus->applyActivationMode();
-    m_delegate->applyGlobalHotKey();
-    m_delegate->refreshNoteAppearance();
+    m_session->applyGlobalHotKey();
+    m_session->refreshNoteAppearance();
 }
 
 void TackpadApplication::showWorkspaceEditor()
 {
-    WorkspaceEditor editor(m_delegate->workspaces());
-    connect(&editor, &WorkspaceEditor::lastWorkspaceRemoved, m_delegate.get(),
-            &AppDelegate::handleLastWorkspaceRemoved, Qt::QueuedConnection);
+    WorkspaceEditor editor(m_session->workspaces());
+    connect(&editor, &WorkspaceEditor::lastWorkspaceRemoved, m_session.get(),
+            &WorkspaceSession::handleLastWorkspaceRemoved, Qt::QueuedConnection);
     editor.exec();
 }
 
@@ -197,15 +197,15 @@ void TackpadApplication::showAbout()
 
 void TackpadApplication::quit()
 {
-    m_delegate->prepareToQuit();
+    m_session->prepareToQuit();
     QCoreApplication::quit();
 }
 
 void TackpadApplication::terminate()
 {
     qCInfo(lcApp) << "TackPad: quitting on request of the system";
-    m_delegate->terminate();
+    m_session->terminate();
     // Unlike quit(), exit() also ends the event loops of open dialogs (and it cannot be refused by a window that
-    // will not close); the code they return to sees the delegate terminating and does nothing more.
+    // will not close); the code they return to sees the session terminating and does nothing more.
     QCoreApplication::exit(0);
 }

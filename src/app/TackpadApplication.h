@@ -1,6 +1,6 @@
 #pragma once
 
-#include "app/AppDelegate.h"
+#include "app/WorkspaceSession.h"
 #include "app/MessageBoxAlertPresenter.h"
 
 #include <QObject>
@@ -35,11 +35,11 @@ public:
     // logout). launch() then returns false, or the running event loop ends.
     void terminate();
 
-    AppDelegate &delegate() { return *m_delegate; }
+    WorkspaceSession &session() { return *m_session; }
     AppMenus &menus() { return *m_menus; }
 
 private:
-    AppDelegate::Services makeServices();
+    WorkspaceSession::Services makeServices();
     void showSearch();
     void showHiddenNotes();
     void showSettings();
@@ -49,7 +49,7 @@ private:
     void quit();
 
     MessageBoxAlertPresenter m_alerts;
-    std::unique_ptr<AppDelegate> m_delegate;
+    std::unique_ptr<WorkspaceSession> m_session;
     std::unique_ptr<AppMenus> m_menus;
     std::unique_ptr<FileManagerReveal> m_reveal;
     std::unique_ptr<KeyStore> m_keyStore;

@@ -6,6 +6,7 @@
 #include "store/NoteController.h"
 #include "store/NoteStore.h"
 #include "windows/NoteWindowController.h"
+#include "windows/NoteWindows.h"
 
 #include <QAbstractListModel>
 #include <QApplication>
@@ -145,9 +146,10 @@ private:
     QList<NoteSearch::Result> m_results;
 };
 
-SearchWindow::SearchWindow(StoreProvider storeProvider, QObject *parent)
+SearchWindow::SearchWindow(StoreProvider storeProvider, const NoteWindows &windows, QObject *parent)
     : QObject(parent)
     , m_storeProvider(std::move(storeProvider))
+    , m_windows(windows)
 {
     buildPanel();
 }
@@ -322,8 +324,8 @@ void SearchWindow::open(const NoteSearch::Result &result)
         return;
     m_panel->hide();
     controller->revealFromLink();
-    if (auto *windowed = qobject_cast<NoteWindowController *>(controller))
-        windowed->textView()->selectMatch(query);
+    if (NoteWindowController *window = m_windows.windowOf(controller))
+        window->textView()->selectMatch(query);
 }
 
 bool SearchWindow::eventFilter(QObject *watched, QEvent *event)

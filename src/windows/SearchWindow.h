@@ -13,6 +13,7 @@
 class DismissablePanel;
 class NoteController;
 class NoteStore;
+class NoteWindows;
 class QLabel;
 class QLineEdit;
 class QModelIndex;
@@ -35,7 +36,8 @@ public:
     // The table's model gives each result's title as its display text, and these.
     enum Role { SnippetRole = Qt::UserRole, HiddenRole };
 
-    explicit SearchWindow(StoreProvider storeProvider, QObject *parent = nullptr);
+    // Opening a result selects the match in the note's window, found among `windows`.
+    SearchWindow(StoreProvider storeProvider, const NoteWindows &windows, QObject *parent = nullptr);
     ~SearchWindow() override;
 
     DismissablePanel *panel() const { return m_panel.get(); }
@@ -74,6 +76,7 @@ private:
     QList<NoteSearch::Candidate> candidates();
 
     StoreProvider m_storeProvider;
+    const NoteWindows &m_windows;
     std::unique_ptr<DismissablePanel> m_panel;
     QLineEdit *m_field = nullptr;
     ReturnActivatingTableView *m_table = nullptr;

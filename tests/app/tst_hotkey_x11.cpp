@@ -1,7 +1,7 @@
 // The global new-note hot key through the application object, under a real X server (scripts/headless --x11):
 // xdotool presses Ctrl+Alt+[ as a user would, from outside the application.
 #include "core/Alerts.h"
-#include "app/AppDelegate.h"
+#include "app/WorkspaceSession.h"
 #include "platform/GlobalHotKey.h"
 #include "store/NoteStore.h"
 
@@ -43,9 +43,9 @@ private Q_SLOTS:
         settings.setValue(SettingsKey::onboardingAccepted, true);
         settings.setUrl(SettingsKey::notesFolder, QUrl::fromLocalFile(dir.path()));
         NoAlerts alerts;
-        AppDelegate::Services services;
+        WorkspaceSession::Services services;
         services.alerts = &alerts;
-        AppDelegate app(settings, services);
+        WorkspaceSession app(settings, services);
         QVERIFY(app.launch());
         QVERIFY(app.hotKey());
         QTRY_VERIFY(app.hotKey()->isRegistered());

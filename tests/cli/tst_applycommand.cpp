@@ -4,6 +4,7 @@
 #include "ai/AIClient.h"
 #include "cli/ApplyCommand.h"
 #include "app/ApplyServer.h"
+#include "windows/NoteWindows.h"
 #include "editor/MarkdownTextView.h"
 #include "platform/KeyStore.h"
 #include "store/NoteStore.h"
@@ -183,14 +184,12 @@ private:
     {
         m_client = std::make_unique<AIClient>();
         m_store = std::make_unique<NoteStore>(folder, Settings(m_dir->filePath(u"settings.ini"_qs)));
-        NoteWindowEnvironment environment;
-        environment.aiClient = m_client.get();
-        environment.keyStore = m_keys.get();
-        m_store->setControllerFactory([environment](std::unique_ptr<Note> note, NoteStore &store, const QString &raw) {
-            return std::make_unique<NoteWindowController>(std::move(note), store, raw, environment);
-        });
+        m_windows.environment().aiClient = m_client.get();
+        m_windows.environment().keyStore = m_keys.get();
+        m_windows.attach(*m_store);
         m_store->rescan();
-        m_server = std::make_unique<ApplyServer>([this] { return m_store.get(); }, ApplyCommand::serverName());
+        m_server = std::make_unique<ApplyServer>(
+            [this] { return m_store.get(); }, m_windows, ApplyCommand::serverName());
         QVERIFY(m_server->listen());
     }
 
@@ -231,6 +230,7 @@ private:
     std::unique_ptr<QTemporaryDir> m_other; // the running instance's workspace, when it is another
     std::unique_ptr<AIClient> m_client;
     std::unique_ptr<NoteStore> m_store;
+    NoteWindows m_windows;
     std::unique_ptr<ApplyServer> m_server;
 };
 

@@ -7,6 +7,7 @@
 #include "windows/DismissablePanel.h"
 #include "windows/HiddenNotesWindow.h"
 #include "windows/ReturnActivatingTableView.h"
+#include "windows/NoteWindows.h"
 #include "windows/SearchWindow.h"
 #include "store/NoteStore.h"
 #include "windows/NoteWindow.h"
@@ -87,7 +88,7 @@ private Q_SLOTS:
         m_settingsDir = std::make_unique<QTemporaryDir>();
         QVERIFY(m_settingsDir->isValid());
         const auto provider = [this] { return m_current; };
-        m_search = std::make_unique<SearchWindow>(provider);
+        m_search = std::make_unique<SearchWindow>(provider, m_windows);
         m_hiddenNotes = std::make_unique<HiddenNotesWindow>(provider);
     }
 
@@ -455,9 +456,7 @@ private:
         }
         workspace->store = std::make_unique<NoteStore>(
             workspace->dir.path(), Settings(m_settingsDir->filePath(QStringLiteral("settings.ini"))));
-        workspace->store->setControllerFactory([](std::unique_ptr<Note> note, NoteStore &store, const QString &raw) {
-            return std::make_unique<NoteWindowController>(std::move(note), store, raw);
-        });
+        m_windows.attach(*workspace->store);
         workspace->store->rescan();
         m_current = workspace->store.get();
         connect(m_current, &NoteStore::notesChanged, m_search.get(), &SearchWindow::notesChanged);
@@ -481,6 +480,7 @@ private:
     std::unique_ptr<QTemporaryDir> m_settingsDir;
     std::vector<std::unique_ptr<Workspace>> m_workspaces;
     NoteStore *m_current = nullptr;
+    NoteWindows m_windows;
     std::unique_ptr<SearchWindow> m_search;
     std::unique_ptr<HiddenNotesWindow> m_hiddenNotes;
 };

@@ -1,11 +1,11 @@
-#include "app/AppDelegate.h"
+#include "app/WorkspaceSession.h"
 
 #include "core/Alerts.h"
 #include "platform/GlobalHotKey.h"
+#include "store/NoteController.h"
 #include "store/NoteFiles.h"
 #include "store/NoteStore.h"
 #include "store/RecoveryFolder.h"
-#include "windows/NoteWindowController.h"
 
 #include <QDir>
 #include <QFileInfo>
@@ -15,10 +15,10 @@
 
 #include <algorithm>
 
-// Counts the questions the delegate is waiting on; when the last one is answered, what waited for it runs.
-class AppDelegate::AskingScope {
+// Counts the questions the session is waiting on; when the last one is answered, what waited for it runs.
+class WorkspaceSession::AskingScope {
 public:
-    explicit AskingScope(AppDelegate &app)
+    explicit AskingScope(WorkspaceSession &app)
         : m_app(app)
     {
         ++m_app.m_askingDepth;
@@ -26,16 +26,16 @@ public:
     ~AskingScope()
     {
         if (--m_app.m_askingDepth == 0 && !m_app.m_afterAsking.empty())
-            QTimer::singleShot(0, &m_app, &AppDelegate::runAfterAsking);
+            QTimer::singleShot(0, &m_app, &WorkspaceSession::runAfterAsking);
     }
     AskingScope(const AskingScope &) = delete;
     AskingScope &operator=(const AskingScope &) = delete;
 
 private:
-    AppDelegate &m_app;
+    WorkspaceSession &m_app;
 };
 
-AppDelegate::AppDelegate(Settings settings, Services services, QObject *parent)
+WorkspaceSession::WorkspaceSession(Settings settings, Services services, QObject *parent)
     : QObject(parent)
     , m_settings(settings)
     , m_services(std::move(services))
@@ -47,15 +47,15 @@ AppDelegate::AppDelegate(Settings settings, Services services, QObject *parent)
     });
     connect(
         &m_workspaceWatcher, &WorkspaceWatcher::pruneRequested, this, [this] { m_workspaces.pruneDeadWorkspaces(); });
-    m_noteEnvironment.alerts = m_services.alerts;
+    m_noteWindows.environment().alerts = m_services.alerts;
 }
 
-AppDelegate::~AppDelegate()
+WorkspaceSession::~WorkspaceSession()
 {
     prepareToQuit();
 }
 
-QString AppDelegate::skippedFilesToastText(const QList<std::pair<QString, QString>> &skipped)
+QString WorkspaceSession::skippedFilesToastText(const QList<std::pair<QString, QString>> &skipped)
 {
     if (skipped.size() == 1)
         return QStringLiteral("“%1” is not shown: %2").arg(skipped.front().first, skipped.front().second);
@@ -70,13 +70,13 @@ QString AppDelegate::skippedFilesToastText(const QList<std::pair<QString, QStrin
         .arg(names.join(QStringLiteral(", ")));
 }
 
-QString AppDelegate::saveFailedToastText(const QString &filename, const QString &error)
+QString WorkspaceSession::saveFailedToastText(const QString &filename, const QString &error)
 {
     return QStringLiteral("Could not save “%1”: %2 – the text stays in the note and is saved with your next change")
         .arg(filename, error);
 }
 
-int AppDelegate::ask(const Alert &alert)
+int WorkspaceSession::ask(const Alert &alert)
 {
     if (m_quitRequested || !m_services.alerts)
         return -1;
@@ -84,7 +84,7 @@ int AppDelegate::ask(const Alert &alert)
     return m_services.alerts->show(alert);
 }
 
-std::optional<QString> AppDelegate::chooseFolder()
+std::optional<QString> WorkspaceSession::chooseFolder()
 {
     if (m_quitRequested || !m_services.chooseFolder)
         return std::nullopt;
@@ -96,7 +96,7 @@ std::optional<QString> AppDelegate::chooseFolder()
     return chosen;
 }
 
-bool AppDelegate::runOnboarding()
+bool WorkspaceSession::runOnboarding()
 {
     if (!m_services.runOnboarding)
         return false;
@@ -105,20 +105,20 @@ bool AppDelegate::runOnboarding()
     return agreed && !m_quitRequested;
 }
 
-void AppDelegate::toast(const QString &text, double seconds)
+void WorkspaceSession::toast(const QString &text, double seconds)
 {
     if (m_services.toast)
         m_services.toast(text, seconds);
 }
 
-void AppDelegate::requestQuit()
+void WorkspaceSession::requestQuit()
 {
     m_quitRequested = true;
     if (m_services.quit)
         m_services.quit();
 }
 
-bool AppDelegate::launch()
+bool WorkspaceSession::launch()
 {
     Settings::registerDefaults();
     applyGlobalHotKey();
@@ -153,7 +153,7 @@ bool AppDelegate::launch()
     return !m_quitRequested;
 }
 
-void AppDelegate::prepareToQuit()
+void WorkspaceSession::prepareToQuit()
 {
     if (m_store) {
         m_store->flushAllSaves();
@@ -162,14 +162,14 @@ void AppDelegate::prepareToQuit()
     m_workspaceWatcher.stop();
 }
 
-void AppDelegate::terminate()
+void WorkspaceSession::terminate()
 {
     m_quitRequested = true;
     prepareToQuit();
     m_settings.sync();
 }
 
-void AppDelegate::applyGlobalHotKey()
+void WorkspaceSession::applyGlobalHotKey()
 {
     if (!m_settings.boolValue(SettingsKey::globalNewNoteHotKey)) {
         if (m_hotKey)
@@ -181,12 +181,12 @@ void AppDelegate::applyGlobalHotKey()
         if (!m_hotKey)
             return;
         // The press is queued by the hot key itself, so the note is made outside the native event handler.
-        connect(m_hotKey.get(), &GlobalHotKey::pressed, this, &AppDelegate::newNote);
+        connect(m_hotKey.get(), &GlobalHotKey::pressed, this, &WorkspaceSession::newNote);
     }
     m_hotKey->registerHotKey();
 }
 
-void AppDelegate::refreshNoteAppearance()
+void WorkspaceSession::refreshNoteAppearance()
 {
     if (!m_store)
         return;
@@ -194,14 +194,14 @@ void AppDelegate::refreshNoteAppearance()
         controller->applyAppearance();
 }
 
-void AppDelegate::restartWorkspaceWatcher()
+void WorkspaceSession::restartWorkspaceWatcher()
 {
     m_workspaceWatcher.restart(m_workspaces.paths());
 }
 
 // --- Opening a workspace
 
-void AppDelegate::startStore(const QString &folder, bool welcomeCapable)
+void WorkspaceSession::startStore(const QString &folder, bool welcomeCapable)
 {
     if (m_store) {
         m_store->shutdown();
@@ -212,20 +212,13 @@ void AppDelegate::startStore(const QString &folder, bool welcomeCapable)
     m_store = std::make_unique<NoteStore>(path, m_settings);
     NoteStore *store = m_store.get();
     store->setAlertPresenter(m_services.alerts);
-    const NoteWindowEnvironment environment = m_noteEnvironment;
-    store->setControllerFactory([this, environment](std::unique_ptr<Note> note, NoteStore &owner,
-                                    const QString &raw) -> std::unique_ptr<NoteController> {
-        auto controller = std::make_unique<NoteWindowController>(std::move(note), owner, raw, environment);
-        if (onControllerCreated)
-            onControllerCreated(controller.get());
-        return controller;
-    });
-    QPointer<AppDelegate> self(this);
+    m_noteWindows.attach(*store);
+    QPointer<WorkspaceSession> self(this);
     store->onFolderMissing = [self] {
         if (self)
             self->handleMissingFolder();
     };
-    connect(store, &NoteStore::notesChanged, this, &AppDelegate::notesChanged);
+    connect(store, &NoteStore::notesChanged, this, &WorkspaceSession::notesChanged);
     connect(store, &NoteStore::saveFailed, this, [this](const QString &filename, const QString &error) {
         toast(saveFailedToastText(filename, error), skippedFilesToastSeconds);
     });
@@ -263,7 +256,7 @@ void AppDelegate::startStore(const QString &folder, bool welcomeCapable)
     });
 }
 
-void AppDelegate::whenNotAsking(std::function<void()> work)
+void WorkspaceSession::whenNotAsking(std::function<void()> work)
 {
     if (isAsking())
         m_afterAsking.push_back(std::move(work));
@@ -271,7 +264,7 @@ void AppDelegate::whenNotAsking(std::function<void()> work)
         work();
 }
 
-void AppDelegate::runAfterAsking()
+void WorkspaceSession::runAfterAsking()
 {
     if (isAsking())
         return; // another question opened meanwhile; its end runs them
@@ -280,7 +273,7 @@ void AppDelegate::runAfterAsking()
         whenNotAsking(work);
 }
 
-void AppDelegate::fileSkipped(NoteStore *store, const QString &filename, const QString &reason)
+void WorkspaceSession::fileSkipped(NoteStore *store, const QString &filename, const QString &reason)
 {
     // A note the user expects and does not see needs a word; the files of one scan are told together, after it.
     if (m_skippedFiles.isEmpty()) {
@@ -294,7 +287,7 @@ void AppDelegate::fileSkipped(NoteStore *store, const QString &filename, const Q
     m_skippedFiles.append({filename, reason});
 }
 
-void AppDelegate::orderWindowsByZ()
+void WorkspaceSession::orderWindowsByZ()
 {
     if (!m_store)
         return;
@@ -306,7 +299,7 @@ void AppDelegate::orderWindowsByZ()
     }
 }
 
-void AppDelegate::activateTopNote()
+void WorkspaceSession::activateTopNote()
 {
     if (!m_store)
         return;
@@ -317,7 +310,7 @@ void AppDelegate::activateTopNote()
         (*top)->showWindow(true);
 }
 
-bool AppDelegate::anyNoteVisible() const
+bool WorkspaceSession::anyNoteVisible() const
 {
     if (!m_store)
         return false;
@@ -326,7 +319,7 @@ bool AppDelegate::anyNoteVisible() const
         [](NoteController *controller) { return !controller->note().meta.hidden; });
 }
 
-void AppDelegate::postOpenChecks(NoteStore *store, bool welcomeCapable)
+void WorkspaceSession::postOpenChecks(NoteStore *store, bool welcomeCapable)
 {
     if (m_quitRequested)
         return;
@@ -338,7 +331,7 @@ void AppDelegate::postOpenChecks(NoteStore *store, bool welcomeCapable)
         Q_EMIT noNoteVisible(false);
 }
 
-void AppDelegate::runOpenChecks(NoteStore *store, bool welcomeCapable)
+void WorkspaceSession::runOpenChecks(NoteStore *store, bool welcomeCapable)
 {
     QPointer<NoteStore> checked(store);
     if (store->controllerCount() > 0) {
@@ -374,7 +367,7 @@ void AppDelegate::runOpenChecks(NoteStore *store, bool welcomeCapable)
         toast(QStringLiteral("This TackPad workspace contains no notes (yet)"));
 }
 
-void AppDelegate::showUnreadableFolderAlert(const QString &folder)
+void WorkspaceSession::showUnreadableFolderAlert(const QString &folder)
 {
     Alert alert;
     alert.style = Alert::Warning;
@@ -392,7 +385,7 @@ void AppDelegate::showUnreadableFolderAlert(const QString &folder)
     ask(alert);
 }
 
-bool AppDelegate::offerBulkImport(int count)
+bool WorkspaceSession::offerBulkImport(int count)
 {
     Alert alert;
     alert.style = Alert::Informational;
@@ -402,7 +395,7 @@ bool AppDelegate::offerBulkImport(int count)
     return ask(alert) == 1;
 }
 
-bool AppDelegate::promptForFolder(bool quitOnCancel, bool createWelcomeIfNoNotes)
+bool WorkspaceSession::promptForFolder(bool quitOnCancel, bool createWelcomeIfNoNotes)
 {
     const std::optional<QString> chosen = chooseFolder();
     if (chosen) {
@@ -415,14 +408,14 @@ bool AppDelegate::promptForFolder(bool quitOnCancel, bool createWelcomeIfNoNotes
     return false;
 }
 
-void AppDelegate::changeFolder()
+void WorkspaceSession::changeFolder()
 {
     promptForFolder(false, false);
 }
 
 // --- The folder that vanished, and the guard before acting on the store
 
-void AppDelegate::handleMissingFolder()
+void WorkspaceSession::handleMissingFolder()
 {
     QString remembered;
     if (m_store) {
@@ -461,7 +454,7 @@ void AppDelegate::handleMissingFolder()
     answerFolderQuestion(ask(alert));
 }
 
-void AppDelegate::answerFolderQuestion(int answer)
+void WorkspaceSession::answerFolderQuestion(int answer)
 {
     // Closed by a quit signal: that is no answer, and the folder the user had stays remembered.
     if (m_quitRequested)
@@ -474,7 +467,7 @@ void AppDelegate::answerFolderQuestion(int answer)
     requestQuit();
 }
 
-void AppDelegate::handleLastWorkspaceRemoved()
+void WorkspaceSession::handleLastWorkspaceRemoved()
 {
     if (m_store) {
         m_store->shutdown();
@@ -490,7 +483,7 @@ void AppDelegate::handleLastWorkspaceRemoved()
     answerFolderQuestion(ask(alert));
 }
 
-bool AppDelegate::ensureStore(bool createWelcomeIfNoNotes)
+bool WorkspaceSession::ensureStore(bool createWelcomeIfNoNotes)
 {
     if (isAsking() || m_quitRequested)
         return false;
@@ -501,14 +494,14 @@ bool AppDelegate::ensureStore(bool createWelcomeIfNoNotes)
     return m_store != nullptr;
 }
 
-void AppDelegate::newNote()
+void WorkspaceSession::newNote()
 {
     if (!ensureStore(true))
         return;
     m_store->create(QString(), QStringLiteral("New note"));
 }
 
-void AppDelegate::importMarkdownFile()
+void WorkspaceSession::importMarkdownFile()
 {
     if (!ensureStore(false) || !m_services.chooseMarkdownFiles)
         return;
@@ -524,7 +517,7 @@ void AppDelegate::importMarkdownFile()
     }
 }
 
-bool AppDelegate::reopen()
+bool WorkspaceSession::reopen()
 {
     const NoteStore *before = m_store.get();
     if (!ensureStore(true))
@@ -539,7 +532,7 @@ bool AppDelegate::reopen()
     return true;
 }
 
-void AppDelegate::showAllNotes()
+void WorkspaceSession::showAllNotes()
 {
     if (!m_store)
         return;
@@ -553,7 +546,7 @@ void AppDelegate::showAllNotes()
 
 // --- Workspaces
 
-void AppDelegate::switchToWorkspacePath(const QString &path)
+void WorkspaceSession::switchToWorkspacePath(const QString &path)
 {
     if (m_store && m_store->folder() == path)
         return;
@@ -581,19 +574,19 @@ void AppDelegate::switchToWorkspacePath(const QString &path)
     ask(alert);
 }
 
-void AppDelegate::switchToWorkspaceIndex(int index)
+void WorkspaceSession::switchToWorkspaceIndex(int index)
 {
     const QStringList list = m_workspaces.paths();
     if (index >= 0 && index < list.size())
         switchToWorkspacePath(list[index]);
 }
 
-void AppDelegate::toggleAutoWorkspaces()
+void WorkspaceSession::toggleAutoWorkspaces()
 {
     m_workspaces.setAutoAddEnabled(!m_workspaces.autoAddEnabled());
 }
 
-void AppDelegate::showWorkspaceTipOnce()
+void WorkspaceSession::showWorkspaceTipOnce()
 {
     if (m_settings.boolValue(SettingsKey::workspaceTipShown))
         return;

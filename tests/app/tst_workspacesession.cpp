@@ -1,5 +1,5 @@
 #include "core/Alerts.h"
-#include "app/AppDelegate.h"
+#include "app/WorkspaceSession.h"
 #include "app/AppMenus.h"
 #include "store/NoteController.h"
 #include "store/NoteFiles.h"
@@ -34,9 +34,9 @@ struct Script : AlertPresenter {
         return answers.isEmpty() ? 0 : answers.takeFirst();
     }
 
-    AppDelegate::Services services()
+    WorkspaceSession::Services services()
     {
-        AppDelegate::Services s;
+        WorkspaceSession::Services s;
         s.alerts = this;
         s.chooseFolder = [this]() -> std::optional<QString> {
             ++folderPanels;
@@ -75,7 +75,7 @@ const QString emptyToast = u"This TackPad workspace contains no notes (yet)"_qs;
 
 } // namespace
 
-class TestAppDelegate : public QObject {
+class TestWorkspaceSession : public QObject {
     Q_OBJECT
 
 private Q_SLOTS:
@@ -348,7 +348,7 @@ private Q_SLOTS:
 
     void welcomeTextNamesPlatformKeys()
     {
-        const QString text = AppDelegate::welcomeText();
+        const QString text = WorkspaceSession::welcomeText();
         const QString newKey = QKeySequence(Qt::CTRL | Qt::Key_N).toString(QKeySequence::NativeText);
         QVERIFY(text.contains(u"- %1 makes a new note"_qs.arg(newKey)));
         QVERIFY(text.contains(u"[link](https://"_qs));
@@ -377,10 +377,9 @@ private:
     {
         m_menus.reset(); // like a real restart, the previous run is gone before the next starts
         m_app.reset();
-        m_app = std::make_unique<AppDelegate>(settings(), m_script.services());
+        m_app = std::make_unique<WorkspaceSession>(settings(), m_script.services());
         // The menus follow every opening, switch and recovery, as in the application.
         m_menus = std::make_unique<AppMenus>(*m_app);
-        m_app->onControllerCreated = [this](NoteController *controller) { m_menus->addShortcutsTo(controller); };
         return m_app->launch();
     }
     Settings settings() const { return Settings(m_settingsDir->filePath(u"s.ini"_qs)); }
@@ -388,15 +387,15 @@ private:
     std::unique_ptr<QTemporaryDir> m_root;
     std::unique_ptr<QTemporaryDir> m_settingsDir;
     Script m_script;
-    std::unique_ptr<AppDelegate> m_app;
+    std::unique_ptr<WorkspaceSession> m_app;
     std::unique_ptr<AppMenus> m_menus;
 };
 
 int main(int argc, char **argv)
 {
     QApplication app(argc, argv);
-    TestAppDelegate test;
+    TestWorkspaceSession test;
     return QTest::qExec(&test, argc, argv);
 }
 
-#include "tst_appdelegate.moc"
+#include "tst_workspacesession.moc"

@@ -3,7 +3,7 @@
 #include "core/Settings.h"
 #include "core/WorkspaceList.h"
 #include "core/WorkspaceWatcher.h"
-#include "windows/NoteWindowEnvironment.h"
+#include "windows/NoteWindows.h"
 
 #include <QObject>
 #include <QPointer>
@@ -18,11 +18,11 @@ class GlobalHotKey;
 class NoteStore;
 class NoteController;
 
-// The application object: owns the open workspace's store, decides at launch which folder to open, replaces the
-// store when the user switches workspaces or the folder vanishes, runs the checks that follow every opening (welcome
-// note, import offer, empty and all-hidden messages) and makes sure pending saves reach the disk at quit. Menus,
-// tray and panels are wired around it by AppMenus; the user-facing dialogs come in through `Services`.
-class AppDelegate : public QObject {
+// The open workspace, from launch to quit: owns the workspace's store, decides at launch which folder to open,
+// replaces the store when the user switches workspaces or the folder vanishes, runs the checks that follow every
+// opening (welcome note, import offer, empty and all-hidden messages) and makes sure pending saves reach the disk at
+// quit. TackpadApplication owns it; the user-facing dialogs come in through `Services`, so that tests can answer.
+class WorkspaceSession : public QObject {
     Q_OBJECT
 
 public:
@@ -45,8 +45,8 @@ public:
     // Long enough to read a file name or three, and a problem.
     static constexpr double skippedFilesToastSeconds = 6;
 
-    AppDelegate(Settings settings, Services services, QObject *parent = nullptr);
-    ~AppDelegate() override;
+    WorkspaceSession(Settings settings, Services services, QObject *parent = nullptr);
+    ~WorkspaceSession() override;
 
     // The launch sequence. False when the application must quit (onboarding refused, first folder prompt cancelled).
     bool launch();
@@ -56,7 +56,7 @@ public:
     // from here on nothing more is asked, opened or written, also by code that a closing dialog returns to.
     void terminate();
     bool isTerminating() const { return m_quitRequested; }
-    // True while the delegate waits for the user's answer (onboarding, an alert, a folder or file panel). A hot key
+    // True while the session waits for the user's answer (onboarding, an alert, a folder or file panel). A hot key
     // or another launch must not act meanwhile: nothing may happen before the terms are agreed, and a second
     // folder panel must not open over the first.
     bool isAsking() const { return m_askingDepth > 0; }
@@ -85,10 +85,10 @@ public:
     GlobalHotKey *hotKey() const { return m_hotKey.get(); }
     bool quitRequested() const { return m_quitRequested; }
 
-    // What note windows are given (menus, file manager, links); AppMenus fills in the menus.
-    NoteWindowEnvironment &noteEnvironment() { return m_noteEnvironment; }
-    // Called for every note window made, e.g. to add the application's shortcuts to it.
-    std::function<void(NoteController *)> onControllerCreated;
+    // The windows of the open workspace's notes.
+    NoteWindows &noteWindows() { return m_noteWindows; }
+    // What note windows are given (menus, file manager, links); the application fills in the menus.
+    NoteWindowEnvironment &noteEnvironment() { return m_noteWindows.environment(); }
 
     // The welcome note's text, with key combinations in the platform's notation.
     static QString welcomeText();
@@ -144,7 +144,7 @@ private:
     WorkspaceWatcher m_workspaceWatcher;
     std::unique_ptr<NoteStore> m_store;
     std::unique_ptr<GlobalHotKey> m_hotKey;
-    NoteWindowEnvironment m_noteEnvironment;
+    NoteWindows m_noteWindows;
     bool m_quitRequested = false;
     int m_askingDepth = 0;
     std::vector<std::function<void()>> m_afterAsking;

@@ -1,15 +1,15 @@
-#include "app/AppDelegate.h"
+#include "app/WorkspaceSession.h"
 
 #include <QKeySequence>
 
 // The welcome note and the all-hidden message: texts that name key combinations in the platform's notation.
 
-QString AppDelegate::keyText(const QKeySequence &keys)
+QString WorkspaceSession::keyText(const QKeySequence &keys)
 {
     return keys.toString(QKeySequence::NativeText);
 }
 
-QString AppDelegate::welcomeText()
+QString WorkspaceSession::welcomeText()
 {
     const QString newKey = keyText(QKeySequence(Qt::CTRL | Qt::Key_N));
     const QString closeKey = keyText(QKeySequence(Qt::CTRL | Qt::Key_W));
@@ -27,7 +27,7 @@ QString AppDelegate::welcomeText()
         .arg(newKey, closeKey, boldKey, italicKey, linkKey);
 }
 
-QString AppDelegate::allHiddenToastText()
+QString WorkspaceSession::allHiddenToastText()
 {
     return QStringLiteral("All notes in this workspace are hidden – press %1 or use Window → Hidden Notes… to unhide")
         .arg(keyText(QKeySequence(Qt::CTRL | Qt::SHIFT | Qt::Key_BracketLeft)));
