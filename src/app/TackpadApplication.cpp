@@ -44,36 +44,32 @@ void addExplanation(QFileDialog &dialog, const QString &text)
 
 TackpadApplication::TackpadApplication(QObject *parent)
     : QObject(parent)
-    , m_reveal(std::make_unique<FileManagerReveal>())
-    , m_keyStore(std::make_unique<KeyStore>())
-    , m_aiClient(std::make_unique<AIClient>())
+    , m_session(Settings(), makeServices())
+    , m_menus(m_session)
+    , m_applyServer([this] { return m_session.store(); }, m_session.noteWindows(), ApplyCommand::serverName())
 {
-    m_session = std::make_unique<WorkspaceSession>(Settings(), makeServices());
-    m_menus = std::make_unique<AppMenus>(*m_session);
-    connect(m_menus.get(), &AppMenus::searchRequested, this, &TackpadApplication::showSearch);
-    connect(m_menus.get(), &AppMenus::hiddenNotesRequested, this, &TackpadApplication::showHiddenNotes);
-    connect(m_menus.get(), &AppMenus::settingsRequested, this, &TackpadApplication::showSettings);
-    connect(m_menus.get(), &AppMenus::aboutRequested, this, &TackpadApplication::showAbout);
-    connect(m_menus.get(), &AppMenus::quitRequested, this, &TackpadApplication::quit);
+    connect(&m_menus, &AppMenus::searchRequested, this, &TackpadApplication::showSearch);
+    connect(&m_menus, &AppMenus::hiddenNotesRequested, this, &TackpadApplication::showHiddenNotes);
+    connect(&m_menus, &AppMenus::settingsRequested, this, &TackpadApplication::showSettings);
+    connect(&m_menus, &AppMenus::aboutRequested, this, &TackpadApplication::showAbout);
+    connect(&m_menus, &AppMenus::quitRequested, this, &TackpadApplication::quit);
 
-    NoteWindowEnvironment &environment = m_session->noteEnvironment();
+    NoteWindowEnvironment &environment = m_session.noteEnvironment();
     environment.revealTitle = FileManagerReveal::menuTitle();
-    environment.revealFile = [this](const QString &path) { m_reveal->reveal(path); };
+    environment.revealFile = [this](const QString &path) { m_reveal.reveal(path); };
     environment.openUrl = [](const QUrl &url) { QDesktopServices::openUrl(url); };
-    environment.applicationMenus = [this] { return m_menus->menusForNoteContext(); };
-    environment.aiClient = m_aiClient.get();
-    environment.keyStore = m_keyStore.get();
-    m_applyServer = std::make_unique<ApplyServer>(
-        [this] { return m_session->store(); }, m_session->noteWindows(), ApplyCommand::serverName());
-    m_applyServer->listen();
-    connect(m_session.get(), &WorkspaceSession::workspacesEditRequested, this, &TackpadApplication::showWorkspaceEditor);
+    environment.applicationMenus = [this] { return m_menus.menusForNoteContext(); };
+    environment.aiClient = &m_aiClient;
+    environment.keyStore = &m_keyStore;
+    m_applyServer.listen();
+    connect(&m_session, &WorkspaceSession::workspacesEditRequested, this, &TackpadApplication::showWorkspaceEditor);
     // Without a note on screen a taskbar-mode user has nothing to click: the hidden-notes panel, which carries the
     // menus, is the way back in. With a tray that is the way in, unless the user asked to see the application.
-    connect(m_session.get(), &WorkspaceSession::noNoteVisible, this, [this](bool userAsked) {
-        if (userAsked || !m_menus->trayShown())
+    connect(&m_session, &WorkspaceSession::noNoteVisible, this, [this](bool userAsked) {
+        if (userAsked || !m_menus.trayShown())
             showHiddenNotes();
     });
-    connect(qApp, &QCoreApplication::aboutToQuit, this, [this] { m_session->prepareToQuit(); });
+    connect(qApp, &QCoreApplication::aboutToQuit, this, [this] { m_session.prepareToQuit(); });
 }
 
 TackpadApplication::~TackpadApplication() = default;
@@ -118,8 +114,8 @@ WorkspaceSession::Services TackpadApplication::makeServices()
 
 bool TackpadApplication::launch()
 {
-    m_menus->applyActivationMode();
-    return m_session->launch();
+    m_menus.applyActivationMode();
+    return m_session.launch();
 }
 
 void TackpadApplication::handleCommand(const QStringList &command)
@@ -132,20 +128,20 @@ void TackpadApplication::handleCommand(const QStringList &command)
         modal->activateWindow();
         return;
     }
-    if (m_session->isAsking())
+    if (m_session.isAsking())
         return;
     if (command.value(0) == QLatin1String("new-note"))
-        m_session->newNote();
+        m_session.newNote();
     else
-        m_session->reopen();
+        m_session.reopen();
 }
 
 void TackpadApplication::showSearch()
 {
     if (!m_search) {
-        m_search = std::make_unique<SearchWindow>([this] { return m_session->store(); }, m_session->noteWindows());
-        connect(m_session.get(), &WorkspaceSession::notesChanged, m_search.get(), &SearchWindow::notesChanged);
-        m_menus->carryMenusIn(m_search->panel());
+        m_search = std::make_unique<SearchWindow>([this] { return m_session.store(); }, m_session.noteWindows());
+        connect(&m_session, &WorkspaceSession::notesChanged, m_search.get(), &SearchWindow::notesChanged);
+        m_menus.carryMenusIn(m_search->panel());
     }
     m_search->show();
 }
@@ -153,9 +149,9 @@ void TackpadApplication::showSearch()
 void TackpadApplication::showHiddenNotes()
 {
     if (!m_hidden) {
-        m_hidden = std::make_unique<HiddenNotesWindow>([this] { return m_session->store(); });
-        connect(m_session.get(), &WorkspaceSession::notesChanged, m_hidden.get(), &HiddenNotesWindow::notesChanged);
-        m_menus->carryMenusIn(m_hidden->panel());
+        m_hidden = std::make_unique<HiddenNotesWindow>([this] { return m_session.store(); });
+        connect(&m_session, &WorkspaceSession::notesChanged, m_hidden.get(), &HiddenNotesWindow::notesChanged);
+        m_menus.carryMenusIn(m_hidden->panel());
     }
     m_hidden->show();
 }
@@ -163,7 +159,7 @@ void TackpadApplication::showHiddenNotes()
 void TackpadApplication::showSettings()
 {
     if (!m_settingsDialog) {
-        auto *dialog = new SettingsDialog(m_session->settings(), m_keyStore.get(), m_session->hotKey());
+        auto *dialog = new SettingsDialog(m_session.settings(), &m_keyStore, m_session.hotKey());
         dialog->setAttribute(Qt::WA_DeleteOnClose);
         connect(dialog, &SettingsDialog::applied, this, &TackpadApplication::applySettings);
         m_settingsDialog = dialog;
@@ -175,15 +171,15 @@ void TackpadApplication::showSettings()
 
 void TackpadApplication::applySettings()
 {
-    m_menus->applyActivationMode();
-    m_session->applyGlobalHotKey();
-    m_session->refreshNoteAppearance();
+    m_menus.applyActivationMode();
+    m_session.applyGlobalHotKey();
+    m_session.refreshNoteAppearance();
 }
 
 void TackpadApplication::showWorkspaceEditor()
 {
-    WorkspaceEditor editor(m_session->workspaces());
-    connect(&editor, &WorkspaceEditor::lastWorkspaceRemoved, m_session.get(),
+    WorkspaceEditor editor(m_session.workspaces());
+    connect(&editor, &WorkspaceEditor::lastWorkspaceRemoved, &m_session,
             &WorkspaceSession::handleLastWorkspaceRemoved, Qt::QueuedConnection);
     editor.exec();
 }
@@ -197,14 +193,14 @@ void TackpadApplication::showAbout()
 
 void TackpadApplication::quit()
 {
-    m_session->prepareToQuit();
+    m_session.prepareToQuit();
     QCoreApplication::quit();
 }
 
 void TackpadApplication::terminate()
 {
     qCInfo(lcApp) << "TackPad: quitting on request of the system";
-    m_session->terminate();
+    m_session.terminate();
     // Unlike quit(), exit() also ends the event loops of open dialogs (and it cannot be refused by a window that
     // will not close); the code they return to sees the session terminating and does nothing more.
     QCoreApplication::exit(0);

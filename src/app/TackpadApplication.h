@@ -1,24 +1,28 @@
 #pragma once
 
-#include "app/WorkspaceSession.h"
+#include "ai/AIClient.h"
+#include "app/AppMenus.h"
+#include "app/ApplyServer.h"
 #include "app/MessageBoxAlertPresenter.h"
+#include "app/WorkspaceSession.h"
+#include "platform/FileManagerReveal.h"
+#include "platform/KeyStore.h"
 
 #include <QObject>
 #include <QPointer>
 
 #include <memory>
 
-class AIClient;
-class AppMenus;
-class ApplyServer;
-class FileManagerReveal;
-class KeyStore;
 class HiddenNotesWindow;
 class SearchWindow;
 class QDialog;
 
-// Puts the running application together: the application object with real dialogs, the menus and tray, the
-// panels and the dialogs of the menus. main() makes one and hands it the commands of later launches.
+// The application object: owns every service of the running application and wires them together. The services are
+// value members, made in the order they are declared and destroyed in reverse, so that nothing outlives what it
+// uses: the alert presenter, the file manager, the keyring and the AI client first, then the open workspace's
+// session (which uses them), the menus (which act on the session) and the apply server (which runs prompts in the
+// session's windows). The panels and dialogs are made when first asked for. main() makes one and hands it the
+// commands of later launches.
 class TackpadApplication : public QObject
 {
     Q_OBJECT
@@ -35,8 +39,8 @@ public:
     // logout). launch() then returns false, or the running event loop ends.
     void terminate();
 
-    WorkspaceSession &session() { return *m_session; }
-    AppMenus &menus() { return *m_menus; }
+    WorkspaceSession &session() { return m_session; }
+    AppMenus &menus() { return m_menus; }
 
 private:
     WorkspaceSession::Services makeServices();
@@ -49,12 +53,12 @@ private:
     void quit();
 
     MessageBoxAlertPresenter m_alerts;
-    std::unique_ptr<WorkspaceSession> m_session;
-    std::unique_ptr<AppMenus> m_menus;
-    std::unique_ptr<FileManagerReveal> m_reveal;
-    std::unique_ptr<KeyStore> m_keyStore;
-    std::unique_ptr<AIClient> m_aiClient;
-    std::unique_ptr<ApplyServer> m_applyServer;
+    FileManagerReveal m_reveal;
+    KeyStore m_keyStore;
+    AIClient m_aiClient;
+    WorkspaceSession m_session;
+    AppMenus m_menus;
+    ApplyServer m_applyServer;
     std::unique_ptr<SearchWindow> m_search;
     std::unique_ptr<HiddenNotesWindow> m_hidden;
     QPointer<QDialog> m_settingsDialog;
