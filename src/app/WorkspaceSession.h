@@ -142,9 +142,10 @@ private:
     Services m_services;
     WorkspaceList m_workspaces;
     WorkspaceWatcher m_workspaceWatcher;
+    // Before the store: the store's controllers are the windows made here.
+    NoteWindows m_noteWindows;
     std::unique_ptr<NoteStore> m_store;
     std::unique_ptr<GlobalHotKey> m_hotKey;
-    NoteWindows m_noteWindows;
     bool m_quitRequested = false;
     int m_askingDepth = 0;
     std::vector<std::function<void()>> m_afterAsking;

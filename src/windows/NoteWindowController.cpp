@@ -6,12 +6,12 @@
 #include "notes/NotePalette.h"
 #include "notes/ScreenCoordinates.h"
 #include "store/NoteStore.h"
+#include "windows/NoteColorPanel.h"
 #include "windows/NoteMenu.h"
 #include "windows/NoteWindow.h"
 #include "windows/TitleBarView.h"
 #include "windows/Toast.h"
 
-#include <QColorDialog>
 #include <QContextMenuEvent>
 #include <QDir>
 #include <QFileInfo>
@@ -23,8 +23,6 @@
 #include <QScrollBar>
 
 namespace {
-
-QPointer<NoteWindowController> s_colorPanelOwner;
 
 qreal primaryScreenHeight()
 {
@@ -65,8 +63,7 @@ NoteWindowController::NoteWindowController(std::unique_ptr<Note> note, NoteStore
 
 NoteWindowController::~NoteWindowController()
 {
-    if (s_colorPanelOwner == this)
-        onWindowClosing();
+    onWindowClosing();
 }
 
 TitleBarView *NoteWindowController::titleBar() const
@@ -434,12 +431,8 @@ void NoteWindowController::focusEditor()
 
 void NoteWindowController::onWindowClosing()
 {
-    if (s_colorPanelOwner != this)
-        return;
-    s_colorPanelOwner = nullptr;
-    QColorDialog *panel = sharedColorPanel();
-    panel->disconnect(this);
-    panel->close();
+    if (m_environment.colorPanel)
+        m_environment.colorPanel->release(this);
 }
 
 bool NoteWindowController::eventFilter(QObject *watched, QEvent *event)
@@ -519,44 +512,18 @@ void NoteWindowController::setNoteColor(const QString &hex)
     changed(true);
 }
 
-QColorDialog *NoteWindowController::sharedColorPanel()
-{
-    static QPointer<QColorDialog> panel;
-    if (!panel) {
-        panel = new QColorDialog();
-        panel->setOption(QColorDialog::ShowAlphaChannel, false);
-        panel->setOption(QColorDialog::NoButtons, true);
-        panel->setWindowTitle(QObject::tr("Note Color"));
-        panel->setAttribute(Qt::WA_QuitOnClose, false);
-    }
-    return panel;
-}
-
-NoteWindowController *NoteWindowController::colorPanelOwner()
-{
-    return s_colorPanelOwner.data();
-}
-
 void NoteWindowController::pickCustomColor()
 {
-    QColorDialog *panel = sharedColorPanel();
-    if (s_colorPanelOwner && s_colorPanelOwner != this)
-        panel->disconnect(s_colorPanelOwner);
-    s_colorPanelOwner = this;
-    panel->disconnect(this);
+    if (!m_environment.colorPanel)
+        return;
     const auto current = NotePalette::colorFromHexString(note().meta.color);
-    panel->setCurrentColor(current.value_or(*NotePalette::colorFromHexString(QString::fromLatin1(NotePalette::fallbackHex))));
-    connect(panel, &QColorDialog::currentColorChanged, this, &NoteWindowController::customColorChanged);
+    const QColor start = current.value_or(*NotePalette::colorFromHexString(QString::fromLatin1(NotePalette::fallbackHex)));
     showWindow(false);
-    panel->show();
-    panel->raise();
-    panel->activateWindow();
+    m_environment.colorPanel->open(this, start, [this](const QColor &color) { customColorChanged(color); });
 }
 
 void NoteWindowController::customColorChanged(const QColor &color)
 {
-    if (s_colorPanelOwner != this)
-        return;
     setNoteColor(NotePalette::hexString(color));
 }
 

@@ -12,7 +12,6 @@
 class MarkdownTextView;
 class NoteWindow;
 class PromptRun;
-class QColorDialog;
 class QMenu;
 class QShortcut;
 class TitleBarView;
@@ -100,7 +99,6 @@ public:
     // The window moved or was resized by the user: the new frame goes into the note (suppressed while the window
     // itself changes the frame).
     void frameChanged();
-    static NoteWindowController *colorPanelOwner();
 
 Q_SIGNALS:
     // A run of runPrompt ended; `message` is what the user was told (the applied text without the undo hint).
@@ -125,7 +123,6 @@ private:
     void onLiveResize();
     void onWindowClosing();
     bool openAttachmentLink(const QString &decodedLink);
-    static QColorDialog *sharedColorPanel();
     void applyReply(const QString &reply, const QString &promptTitle);
     void endPromptRun(PromptOutcome outcome, const QString &message);
 

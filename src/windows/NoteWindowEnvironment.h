@@ -1,6 +1,7 @@
 #pragma once
 
 #include <QList>
+#include <QPointer>
 #include <QString>
 #include <QUrl>
 
@@ -9,6 +10,7 @@
 class AIClient;
 class AlertPresenter;
 class KeyStore;
+class NoteColorPanel;
 class QMenu;
 
 // What a note window needs from the application around it. The application fills it in once; tests hand their
@@ -30,4 +32,7 @@ struct NoteWindowEnvironment
     // prompts are not applied.
     AIClient *aiClient = nullptr;
     KeyStore *keyStore = nullptr;
+    // The colour picker all notes share for "Custom…"; without one, the item does nothing. Guarded: the panel's
+    // owner may go before the last window does.
+    QPointer<NoteColorPanel> colorPanel;
 };

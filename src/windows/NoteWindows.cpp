@@ -9,6 +9,7 @@
 NoteWindows::NoteWindows(QObject *parent)
     : QObject(parent)
 {
+    m_environment.colorPanel = &m_colorPanel;
 }
 
 NoteWindows::~NoteWindows() = default;

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "windows/NoteColorPanel.h"
 #include "windows/NoteWindowEnvironment.h"
 
 #include <QHash>
@@ -39,6 +40,7 @@ Q_SIGNALS:
 private:
     void forget(QObject *controller);
 
+    NoteColorPanel m_colorPanel;
     NoteWindowEnvironment m_environment;
     QHash<const QObject *, NoteWindowController *> m_windows;
 };
