@@ -213,11 +213,7 @@ void WorkspaceSession::startStore(const QString &folder, bool welcomeCapable)
     NoteStore *store = m_store.get();
     store->setAlertPresenter(m_services.alerts);
     m_noteWindows.attach(*store);
-    QPointer<WorkspaceSession> self(this);
-    store->onFolderMissing = [self] {
-        if (self)
-            self->handleMissingFolder();
-    };
+    connect(store, &NoteStore::folderMissing, this, &WorkspaceSession::handleMissingFolder);
     connect(store, &NoteStore::notesChanged, this, &WorkspaceSession::notesChanged);
     connect(store, &NoteStore::saveFailed, this, [this](const QString &filename, const QString &error) {
         toast(saveFailedToastText(filename, error), skippedFilesToastSeconds);

@@ -139,15 +139,9 @@ bool NoteStore::folderPresent()
         return true;
     if (!m_reportedMissing) {
         m_reportedMissing = true;
-        // On a later turn: the owner typically replaces this store from the callback, which must not happen
-        // while the store is still inside a rescan or an operation.
-        QMetaObject::invokeMethod(
-            this,
-            [this] {
-                if (onFolderMissing)
-                    onFolderMissing();
-            },
-            Qt::QueuedConnection);
+        // On a later turn: the owner typically replaces this store when told, which must not happen while the
+        // store is still inside a rescan or an operation.
+        QMetaObject::invokeMethod(this, &NoteStore::folderMissing, Qt::QueuedConnection);
     }
     return false;
 }

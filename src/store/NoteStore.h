@@ -47,16 +47,13 @@ public:
     // Conflict copies are named "<title> (conflict <date and time>)".
     static constexpr const char *conflictTimeFormat = "yyyy-MM-dd HHmm";
 
-    // Reads nothing: the owner sets `onFolderMissing`, then calls `rescan()` once and `startWatching()`.
+    // Reads nothing: the owner connects `folderMissing`, then calls `rescan()` once and `startWatching()`.
     NoteStore(const QString &folder, Settings settings, QObject *parent = nullptr);
     ~NoteStore() override;
 
     QString folder() const { return m_folder; }
     QString filePath(const QString &filename) const;
     Settings &settings() { return m_settings; }
-
-    // Called once, on a later turn of the event loop, when the folder is found gone.
-    std::function<void()> onFolderMissing;
 
     // Seams for the owner: how controllers are made (windows), who answers alerts (null: failures are only
     // logged), and where the screen is (tests and the console use a fixed frame).
@@ -154,6 +151,9 @@ public:
     NoteController *followWikiLink(const QString &target, const NoteController *from);
 
 Q_SIGNALS:
+    // The folder was found gone (or replaced by a file); said once, on a later turn of the event loop, so that the
+    // owner may replace the store from there.
+    void folderMissing();
     // The set of notes or their hidden state changed.
     void notesChanged(NoteStore *store);
     // A rescan (full or of the files the watcher named) has finished.

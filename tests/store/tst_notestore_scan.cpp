@@ -313,14 +313,13 @@ void TestNoteStoreScan::missingFolderReportedOnce()
     Workspace ws;
     writeInPlace(ws.path("Note.md"), noteText("x1", "text\n"));
     NoteStore &store = ws.open(true);
-    int reports = 0;
-    store.onFolderMissing = [&reports] { ++reports; };
+    QSignalSpy reports(&store, &NoteStore::folderMissing);
 
     if (moveAway)
         QVERIFY(QDir().rename(ws.folder, ws.root.path() + QLatin1String("/elsewhere")));
     else
         QVERIFY(QDir(ws.folder).removeRecursively());
-    QTRY_COMPARE(reports, 1);
+    QTRY_COMPARE(reports.size(), 1);
     // The windows stay as they were; later rescans and operations report nothing more.
     QVERIFY(store.controller("Note.md"));
     store.rescan();
@@ -330,7 +329,7 @@ void TestNoteStoreScan::missingFolderReportedOnce()
     store.scheduleRescan();
     QVERIFY(rescanned.wait());
     QCoreApplication::processEvents();
-    QCOMPARE(reports, 1);
+    QCOMPARE(reports.size(), 1);
 }
 
 void TestNoteStoreScan::shutdownStopsWatchingAndClosesWindows()
