@@ -233,7 +233,7 @@ void AppMenus::rebuildWorkspacesMenu()
     connect(autoAdd, &QAction::triggered, this, [this] { m_session.toggleAutoWorkspaces(); });
     QAction *edit = addItem(m_workspaces.get(), tr("Edit Workspaces…"));
     m_workspaceItems.append(edit);
-    connect(edit, &QAction::triggered, this, [this] { Q_EMIT m_session.workspacesEditRequested(); });
+    connect(edit, &QAction::triggered, this, &AppMenus::workspacesEditRequested);
 
     // Windows that already exist get the new workspace shortcuts too.
     for (NoteWindowController *note : m_session.noteWindows().all())

@@ -58,6 +58,7 @@ Q_SIGNALS:
     void searchRequested();
     void hiddenNotesRequested();
     void aboutRequested();
+    void workspacesEditRequested();
     void quitRequested();
 
 private:

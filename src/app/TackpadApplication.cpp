@@ -53,6 +53,7 @@ TackpadApplication::TackpadApplication(QObject *parent)
     connect(&m_menus, &AppMenus::settingsRequested, this, &TackpadApplication::showSettings);
     connect(&m_menus, &AppMenus::aboutRequested, this, &TackpadApplication::showAbout);
     connect(&m_menus, &AppMenus::quitRequested, this, &TackpadApplication::quit);
+    connect(&m_menus, &AppMenus::workspacesEditRequested, this, &TackpadApplication::showWorkspaceEditor);
 
     NoteWindowEnvironment &environment = m_session.noteEnvironment();
     environment.revealTitle = FileManagerReveal::menuTitle();
@@ -62,7 +63,6 @@ TackpadApplication::TackpadApplication(QObject *parent)
     environment.aiClient = &m_aiClient;
     environment.keyStore = &m_keyStore;
     m_applyServer.listen();
-    connect(&m_session, &WorkspaceSession::workspacesEditRequested, this, &TackpadApplication::showWorkspaceEditor);
     // Without a note on screen a taskbar-mode user has nothing to click: the hidden-notes panel, which carries the
     // menus, is the way back in. With a tray that is the way in, unless the user asked to see the application.
     connect(&m_session, &WorkspaceSession::noNoteVisible, this, [this](bool userAsked) {

@@ -108,8 +108,6 @@ Q_SIGNALS:
     void notesChanged(NoteStore *store);
     void storeChanged(NoteStore *store);
     void workspacesChanged();
-    // "Edit Workspaces…" was chosen; the application shows the editor.
-    void workspacesEditRequested();
     // A workspace opened, or the user asked to see the application, and no note window is on screen (all hidden,
     // none at all, or the folder unreadable). `userAsked` is true for a reopen, false after the opening checks.
     void noNoteVisible(bool userAsked);
