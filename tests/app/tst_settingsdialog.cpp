@@ -326,8 +326,10 @@ private Q_SLOTS:
         auto dialog = open();
         auto *combo = control<QComboBox>(*dialog, SettingsKey::startupWorkspace);
         QStringList shown, paths;
-        for (int i = 0; i < combo->count(); ++i)
-            shown << combo->itemText(i), paths << combo->itemData(i).toString();
+        for (int i = 0; i < combo->count(); ++i) {
+            shown << combo->itemText(i);
+            paths << combo->itemData(i).toString();
+        }
         QCOMPARE(shown, texts);
         QCOMPARE(paths, stored.isEmpty() ? listed : listed + QStringList {stored});
         QCOMPARE(combo->currentIndex(), stored.isEmpty() ? -1 : combo->count() - 1);
@@ -374,7 +376,6 @@ private Q_SLOTS:
             colorDialog->reject();
         QCOMPARE(combo->currentText(), shown);
         QCOMPARE(combo->count(), entries);
-        QCOMPARE(combo->itemText(entries - 1), QStringLiteral("Custom…"));
         click(*dialog, "doneButton");
         QCOMPARE(m_settings->fixedColor(), acceptColor ? QStringLiteral("#12AB56") : stored);
     }
@@ -443,8 +444,6 @@ private Q_SLOTS:
         auto *note = control<QLabel>(*dialog, QStringLiteral("hotKeyNote"));
         QCOMPARE(note->isVisible(), noteShown);
         QCOMPARE(note->text(), noteShown ? key->description() : QString());
-        if (hotKey == 2) // no global shortcuts here: the note says what to do instead
-            QVERIFY(note->text().contains(QLatin1String("tackpad --new-note")));
         // A desktop that answers later (the portal) registers while the dialog is open.
         if (key && key->isAvailable()) {
             key->registerHotKey();

@@ -259,18 +259,6 @@ private Q_SLOTS:
         QCOMPARE(m_app->store()->folder(), a);
     }
 
-    void quittingWritesPendingEdits()
-    {
-        const QString a = makeFolder(u"A"_qs, true);
-        alreadyUsing(a);
-        QVERIFY(launch());
-        NoteController *note = m_app->store()->controller(u"n.md"_qs);
-        note->note().body = u"new"_qs;
-        m_app->store()->noteEdited(note);
-        m_app->prepareToQuit();
-        QVERIFY(readFile(a + u"/n.md"_qs).endsWith(u"\n---\nnew"_qs));
-    }
-
     // A hot key press or another launch while the first folder panel is open: no second panel over it.
     void nothingElseAsksWhileTheFolderPanelIsOpen()
     {

@@ -39,7 +39,11 @@ public:
     }
 
     QString path(const QString &relative) const { return m_home.filePath(relative); }
-    QString makeFolder(const QString &name) const { return QDir().mkpath(path(name)), path(name); }
+    QString makeFolder(const QString &name) const
+    {
+        QDir().mkpath(path(name));
+        return path(name);
+    }
     // Where QSettings keeps the application's settings under this home.
     QString settingsFile() const { return path(u".config/Tackpad/Tackpad.conf"_qs); }
     void writeSettings(const QString &ini) const { writeFile(settingsFile(), ini); }
