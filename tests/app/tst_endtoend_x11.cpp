@@ -6,50 +6,30 @@ class TestEndToEnd : public QObject {
     Q_OBJECT
 
 private Q_SLOTS:
-    void init()
-    {
-        m_app = std::make_unique<RunningApp>();
-        m_notes = m_app->makeFolder(u"Notes"_qs);
-    }
-    void cleanup() { m_app.reset(); }
     void firstStartTypingExternalEditsAndQuit();
-
-private:
-    QStringList noteFiles() const { return QDir(m_notes).entryList({u"*.md"_qs}, QDir::Files, QDir::Name); }
-    QString notes() const { return m_notes; }
-    static QString readFile(const QString &path) { return RunningApp::readFile(path); }
-
-    std::unique_ptr<RunningApp> m_app;
-    QString m_notes;
 };
 
 void TestEndToEnd::firstStartTypingExternalEditsAndQuit()
 {
-    QProcess *app = m_app->start();
-    QVERIFY(app->waitForStarted());
+    RunningApp running;
+    const QString notes = running.makeFolder(u"Notes"_qs);
+    const auto noteFiles = [&] { return QDir(notes).entryList({u"*.md"_qs}, QDir::Files, QDir::Name); };
+    QProcess *app = running.start();
 
     // First start: the welcome dialog, then the folder panel.
     QVERIFY(activateWindow(u"Welcome to Tackpad"_qs));
-    QVERIFY(xdotool({u"key"_qs, u"Return"_qs}));
-    QVERIFY(activateWindow(u"Select folder for TackPad"_qs));
-    QVERIFY(xdotool({u"type"_qs, u"--delay"_qs, u"20"_qs, notes()}));
-    QVERIFY(xdotool({u"key"_qs, u"Return"_qs}));
-    // The typed folder path may first only open the folder in the panel; Return again then chooses it. Only while
-    // the panel is still open: otherwise the key would land in the Welcome note.
-    const QStringList panelOpen {u"search"_qs, u"--onlyvisible"_qs, u"--name"_qs, u"^Select folder for TackPad$"_qs};
-    if (!QTest::qWaitFor([&] { return !noteFiles().isEmpty(); }, 3000) && xdotool(panelOpen))
-        QVERIFY(xdotool({u"key"_qs, u"Return"_qs}));
-    QTRY_COMPARE_WITH_TIMEOUT(noteFiles(), QStringList {u"Welcome.md"_qs}, RunningApp::patienceMs);
-    QVERIFY(readFile(notes() + u"/Welcome.md"_qs).startsWith(u"---\ntackpad: \""_qs));
-    QVERIFY(readFile(notes() + u"/Welcome.md"_qs).contains(u" w365 h365 "_qs));
+    QVERIFY(pressKeys(u"Return"_qs));
+    QVERIFY(chooseFolderInPanel(notes, notes + u"/Welcome.md"_qs));
+    QCOMPARE(noteFiles(), QStringList {u"Welcome.md"_qs});
+    QVERIFY(readFile(notes + u"/Welcome.md"_qs).startsWith(u"---\ntackpad: \""_qs));
 
     // Ctrl+N in a note makes a new note with the keyboard focus; typing reaches its file.
     QVERIFY(activateWindow(u"Welcome"_qs));
-    QVERIFY(xdotool({u"key"_qs, u"ctrl+n"_qs}));
+    QVERIFY(pressKeys(u"ctrl+n"_qs));
     QTRY_COMPARE_WITH_TIMEOUT(noteFiles(), (QStringList {u"New note.md"_qs, u"Welcome.md"_qs}), RunningApp::patienceMs);
-    const QString newNote = notes() + u"/New note.md"_qs;
+    const QString newNote = notes + u"/New note.md"_qs;
     QVERIFY(activateWindow(u"New note"_qs));
-    QVERIFY(xdotool({u"type"_qs, u"--delay"_qs, u"20"_qs, u"first line"_qs}));
+    QVERIFY(typeText(u"first line"_qs));
     QTRY_VERIFY_WITH_TIMEOUT(readFile(newNote).endsWith(u"\n---\nfirst line"_qs), RunningApp::patienceMs);
 
     // Another program appends to the file; the window takes it in, and the next edit keeps both.
@@ -58,14 +38,14 @@ void TestEndToEnd::firstStartTypingExternalEditsAndQuit()
         QVERIFY(file.open(QIODevice::Append));
         file.write("\nappended elsewhere");
     }
-    QVERIFY(m_app->waitForLog(u"applying an external change to New note.md"_qs));
-    QVERIFY(xdotool({u"key"_qs, u"ctrl+End"_qs}));
-    QVERIFY(xdotool({u"type"_qs, u"--delay"_qs, u"20"_qs, u" and more"_qs}));
+    QVERIFY(running.waitForLog(u"applying an external change to New note.md"_qs));
+    QVERIFY(pressKeys(u"ctrl+End"_qs));
+    QVERIFY(typeText(u" and more"_qs));
     QTRY_VERIFY_WITH_TIMEOUT(
         readFile(newNote).endsWith(u"\n---\nfirst line\nappended elsewhere and more"_qs), RunningApp::patienceMs);
 
     // A second launch asks the running instance for a new note and leaves.
-    QProcess *second = m_app->start({u"--new-note"_qs});
+    QProcess *second = running.start({u"--new-note"_qs});
     QVERIFY(second->waitForFinished(RunningApp::patienceMs));
     QCOMPARE(second->exitCode(), 0);
     QTRY_COMPARE_WITH_TIMEOUT(noteFiles().size(), 3, RunningApp::patienceMs);
@@ -74,22 +54,13 @@ void TestEndToEnd::firstStartTypingExternalEditsAndQuit()
 
     // Quitting right after typing writes the edit that was still waiting for its save.
     QVERIFY(activateWindow(u"New note"_qs));
-    QVERIFY(xdotool({u"type"_qs, u"--delay"_qs, u"20"_qs, u"!"_qs}));
-    QVERIFY(xdotool({u"key"_qs, u"ctrl+q"_qs}));
-    QVERIFY2(app->waitForFinished(RunningApp::patienceMs) || app->state() == QProcess::NotRunning,
-        qPrintable(u"Tackpad did not quit; its output:\n"_qs + m_app->log().right(2000) + u"\nwhere it is:\n"_qs
-            + backtraceOf(app->processId())));
-    QCOMPARE(app->exitStatus(), QProcess::NormalExit);
+    QVERIFY(typeText(u"!"_qs));
+    QVERIFY(pressKeys(u"ctrl+q"_qs));
+    const QString problem = running.quitProblem(app);
+    QVERIFY2(problem.isEmpty(), qPrintable(problem));
     QVERIFY2(readFile(newNote).endsWith(u"appended elsewhere and more!"_qs), qPrintable(readFile(newNote)));
 }
 
-int main(int argc, char **argv)
-{
-    if (qEnvironmentVariableIsEmpty("DISPLAY"))
-        return 77; // needs the X server of scripts/headless --x11
-    QCoreApplication app(argc, argv);
-    TestEndToEnd test;
-    return QTest::qExec(&test, argc, argv);
-}
+TACKPAD_X11_TEST_MAIN(TestEndToEnd, QCoreApplication)
 
 #include "tst_endtoend_x11.moc"

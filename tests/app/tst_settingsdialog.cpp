@@ -1,17 +1,15 @@
 #include "app/ApiKeyField.h"
-#include "core/AppInfo.h"
-#include "core/Settings.h"
 #include "app/SettingsDialog.h"
+#include "core/Settings.h"
 #include "platform/GlobalHotKey.h"
 #include "platform/KeyStore.h"
+#include "support/TextFiles.h"
 
 #include <QApplication>
-#include <QCheckBox>
 #include <QColorDialog>
 #include <QComboBox>
 #include <QDBusConnection>
 #include <QDBusConnectionInterface>
-#include <QFile>
 #include <QFontDatabase>
 #include <QLabel>
 #include <QLineEdit>
@@ -23,9 +21,7 @@
 #include <QStandardPaths>
 #include <QStyle>
 #include <QStyleOptionFrame>
-#include <QSystemTrayIcon>
 #include <QTemporaryDir>
-#include <QTest>
 #include <QUuid>
 
 #include <memory>
@@ -111,12 +107,6 @@ QColorDialog *openColorDialog(SettingsDialog &dialog)
     return control<QColorDialog>(dialog, QStringLiteral("colorDialog"));
 }
 
-QByteArray fileContents(const QString &path)
-{
-    QFile file(path);
-    return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
-}
-
 // Only names: the dialog shows them and writes them back, it never opens the folders.
 const QStringList listedWorkspaces {QStringLiteral("/data/Notes"), QStringLiteral("/data/Work")};
 
@@ -153,10 +143,8 @@ class TestSettingsDialog : public QObject {
         QCOMPARE(problem->text(), message);
         QVERIFY(!control(dialog, QStringLiteral("apiKey"))->isEnabled());
         QVERIFY(!control(dialog, QStringLiteral("removeKey"))->isVisible());
-        QSignalSpy applied(&dialog, &SettingsDialog::applied);
         setControl(dialog, SettingsKey::darkMode, true);
         click(dialog, "doneButton");
-        QCOMPARE(applied.size(), 1);
         QVERIFY(m_settings->darkMode());
     }
 
@@ -238,28 +226,20 @@ private Q_SLOTS:
             m_settings->setValue(name.constData(), stored);
 
         auto dialog = open();
-        QSignalSpy applied(dialog.get(), &SettingsDialog::applied);
         if (input.isValid())
             setControl(*dialog, key, input);
         else
             QCOMPARE(controlValue(*dialog, key), expected); // a bad stored value shows as what Done will save
         click(*dialog, "doneButton");
-        QCOMPARE(applied.size(), 1);
-        QVERIFY(!dialog->isVisible());
-        QCOMPARE(dialog->result(), int(QDialog::Accepted));
         QCOMPARE(m_settings->contains(name.constData()), expected.isValid());
         if (!expected.isValid())
             return;
-
         // Written with the value's own type, so the platform's store keeps a number as a number.
         const QVariant written = m_settings->value(name.constData());
         QCOMPARE(written.typeId(), expected.typeId());
         QCOMPARE(written, expected);
-        // Another process reading the file sees the same, and a new dialog shows it.
+        // Another process reading the file sees the same in a new dialog.
         m_settings = std::make_unique<Settings>(m_ini);
-        QVariant reread = m_settings->value(name.constData());
-        QVERIFY(reread.convert(expected.metaType()));
-        QCOMPARE(reread, expected);
         QCOMPARE(controlValue(*open(), key), expected);
     }
 
@@ -276,7 +256,7 @@ private Q_SLOTS:
     {
         QFETCH(QString, closeWith);
         QFETCH(bool, changeControls);
-        const QByteArray before = fileContents(m_ini);
+        const QString before = readFile(m_ini);
         auto dialog = open();
         QSignalSpy applied(dialog.get(), &SettingsDialog::applied);
         QColorDialog *colorDialog = nullptr;
@@ -301,7 +281,7 @@ private Q_SLOTS:
         QCOMPARE(applied.size(), changeControls ? 0 : 1);
         // Settings nobody changed keep following their defaults, so a later default still reaches this user.
         QCOMPARE(QSettings(m_ini, QSettings::IniFormat).allKeys(), QStringList {SettingsKey::workspaces});
-        QCOMPARE(fileContents(m_ini), before);
+        QCOMPARE(readFile(m_ini), before);
     }
 
     void fieldsFollowTheirCheckBoxes()
@@ -345,11 +325,13 @@ private Q_SLOTS:
             m_settings->setValue(SettingsKey::startupWorkspace, stored);
         auto dialog = open();
         auto *combo = control<QComboBox>(*dialog, SettingsKey::startupWorkspace);
-        QCOMPARE(combo->count(), texts.size());
+        QStringList shown, paths;
         for (int i = 0; i < combo->count(); ++i) {
-            QCOMPARE(combo->itemText(i), texts[i]);
-            QCOMPARE(combo->itemData(i).toString(), i < listed.size() ? listed[i] : stored);
+            shown << combo->itemText(i);
+            paths << combo->itemData(i).toString();
         }
+        QCOMPARE(shown, texts);
+        QCOMPARE(paths, stored.isEmpty() ? listed : listed + QStringList {stored});
         QCOMPARE(combo->currentIndex(), stored.isEmpty() ? -1 : combo->count() - 1);
     }
 
@@ -394,58 +376,12 @@ private Q_SLOTS:
             colorDialog->reject();
         QCOMPARE(combo->currentText(), shown);
         QCOMPARE(combo->count(), entries);
-        QCOMPARE(combo->itemText(entries - 1), QStringLiteral("Custom…"));
         click(*dialog, "doneButton");
         QCOMPARE(m_settings->fixedColor(), acceptColor ? QStringLiteral("#12AB56") : stored);
     }
 
-    void texts()
-    {
-        auto dialog = open();
-        QStringList labels;
-        for (const QLabel *label : dialog->findChildren<QLabel *>())
-            labels.append(label->text());
-        for (const QString &text :
-            {QStringLiteral("System-wide keyboard shortcut – works even when TackPad isn't the active app."),
-                QStringLiteral("Preset note colors switch to dark versions. Files keep their stored colors, so this "
-                               "is instant and reversible."),
-                QStringLiteral("Applying a prompt sends that note's text to Anthropic using your key. Mark any note "
-                               "as a prompt with right-click → Use as AI Prompt."),
-                QStringLiteral("Anthropic API key:"), QStringLiteral("Default workspace:")})
-            QVERIFY2(labels.contains(text), qPrintable(text));
-
-#ifdef Q_OS_MACOS
-        const QString trayText = QStringLiteral("Show TackPad in the menu bar instead of the Dock");
-#else
-        QCOMPARE(GlobalHotKey::keyText(), QStringLiteral("Ctrl+Alt+["));
-        const QString trayText = QStringLiteral("Show TackPad in the system tray instead of the taskbar");
-#endif
-        const std::pair<const char *, QString> boxes[]
-            = {{SettingsKey::usePreviousNoteSettings, QStringLiteral("Use selected note's settings for new notes")},
-                {SettingsKey::reopenLastWorkspace, QStringLiteral("Reopen last workspace on startup")},
-                {SettingsKey::darkMode, QStringLiteral("Use Dark Mode (dark note colors)")},
-                {SettingsKey::globalNewNoteHotKey,
-                    QStringLiteral("Create a new note from anywhere with ") + GlobalHotKey::keyText()},
-                {SettingsKey::menuBarMode, trayText}};
-        for (const auto &[name, text] : boxes)
-            QCOMPARE(control<QCheckBox>(*dialog, QLatin1String(name))->text(), text);
-        // Where there is no tray, the box stays but says what happens instead.
-        QVERIFY(control(*dialog, SettingsKey::menuBarMode)->isEnabled());
-        QCOMPARE(
-            control(*dialog, QStringLiteral("noTrayNote"))->isVisible(), !QSystemTrayIcon::isSystemTrayAvailable());
-
-        QCOMPARE(control<QComboBox>(*dialog, SettingsKey::noteFontFamily)->itemText(0), QStringLiteral("System font"));
-        QCOMPARE(
-            control<QLineEdit>(*dialog, SettingsKey::aiModel)->placeholderText(), QStringLiteral("claude-sonnet-4-6"));
-        auto *link = control<QLabel>(*dialog, QStringLiteral("websiteLink"));
-        QVERIFY(link->openExternalLinks());
-        QVERIFY(link->text().contains(QLatin1String(AppInfo::website)));
-        QCOMPARE(control<QPushButton>(*dialog, QStringLiteral("cancelButton"))->text(), QStringLiteral("Cancel"));
-        QCOMPARE(control<QPushButton>(*dialog, QStringLiteral("doneButton"))->text(), QStringLiteral("Done"));
-    }
-
     // On a small screen (the offscreen one is 800 by 600) the sections scroll and Done and Cancel stay on it.
-    void fitsTheScreenWithItsButtonsOnIt()
+    void fitsTheScreenAndCutsNoText()
     {
         auto dialog = open();
         const QRect screen = dialog->screen()->availableGeometry();
@@ -459,12 +395,9 @@ private Q_SLOTS:
         // Resizable, down to a few of its lines.
         QVERIFY(dialog->minimumHeight() < screen.height() / 2);
         QVERIFY(dialog->maximumHeight() > dialog->height());
-    }
 
-    void keyPlaceholdersAreNeverCut()
-    {
-        auto dialog = open();
-        // Beside the field, as when a key is stored, the Remove button takes its share of the row.
+        // No placeholder of the key field is cut. Beside the field, as when a key is stored, the Remove button takes
+        // its share of the row.
         control(*dialog, QStringLiteral("removeKey"))->show();
         QApplication::sendPostedEvents(); // the layouts settle
         auto *field = control<QLineEdit>(*dialog, QStringLiteral("apiKey"));
@@ -511,8 +444,6 @@ private Q_SLOTS:
         auto *note = control<QLabel>(*dialog, QStringLiteral("hotKeyNote"));
         QCOMPARE(note->isVisible(), noteShown);
         QCOMPARE(note->text(), noteShown ? key->description() : QString());
-        if (hotKey == 2) // no global shortcuts here: the note says what to do instead
-            QVERIFY(note->text().contains(QLatin1String("tackpad --new-note")));
         // A desktop that answers later (the portal) registers while the dialog is open.
         if (key && key->isAvailable()) {
             key->registerHotKey();
@@ -562,13 +493,11 @@ private Q_SLOTS:
         QVERIFY(keyChecked(*dialog));
         auto *field = control<QLineEdit>(*dialog, QStringLiteral("apiKey"));
         auto *remove = control<QPushButton>(*dialog, QStringLiteral("removeKey"));
-        QCOMPARE(field->placeholderText(),
-            initial ? QStringLiteral("Key stored – type here to replace it") : QStringLiteral("Paste your API key"));
-        QVERIFY(field->isEnabled());
+        QCOMPARE(
+            field->placeholderText(), initial ? ApiKeyField::storedKeyPlaceholder() : ApiKeyField::noKeyPlaceholder());
         QCOMPARE(field->echoMode(), QLineEdit::Password);
         QCOMPARE(field->text(), QString()); // the stored key is never shown
         QCOMPARE(remove->isVisible(), initial.has_value());
-        QVERIFY(!control(*dialog, QStringLiteral("keyProblem"))->isVisible());
 
         setControl(*dialog, SettingsKey::darkMode, true);
         for (const QString &step : steps) {
@@ -578,8 +507,7 @@ private Q_SLOTS:
             }
             remove->click();
             QCOMPARE(field->text(), QString());
-            QCOMPARE(field->placeholderText(), QStringLiteral("Key will be removed when you click Done"));
-            QVERIFY(!remove->isEnabled());
+            QCOMPARE(field->placeholderText(), ApiKeyField::removalPlaceholder());
         }
         click(*dialog, done ? "doneButton" : "cancelButton");
         if (done && expected != initial) {
@@ -595,7 +523,7 @@ private Q_SLOTS:
         using Read = std::pair<std::optional<QString>, QString>;
         QCOMPARE(answer<Read>([this](auto read) { m_keyStore->readKey(read); }).first, expected);
         // The key goes to the keyring only.
-        QVERIFY(!fileContents(m_ini).contains("sk-ant"));
+        QVERIFY(!readFile(m_ini).contains("sk-ant"));
     }
 
     void keyFieldWithoutKeyStore()

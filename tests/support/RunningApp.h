@@ -1,14 +1,15 @@
 #pragma once
 
+#include "support/TextFiles.h"
 #include "support/XdoTool.h"
 
-#include <QDeadlineTimer>
 #include <QDir>
 #include <QFile>
 #include <QProcess>
 #include <QRegularExpression>
 #include <QTemporaryDir>
 #include <QTest>
+#include <QUrl>
 
 #include <memory>
 
@@ -48,6 +49,19 @@ public:
     void writeSettings(const QString &ini) const { writeFile(settingsFile(), ini); }
     QString settingsText() const { return readFile(settingsFile()); }
 
+    // The settings of an earlier run: the terms agreed, `open` opened last, `listed` in the Workspaces menu.
+    void writeSettingsOf(const QString &open, const QStringList &listed) const
+    {
+        writeSettings(
+            u"[General]\nonboardingAccepted=true\nworkspaceTipShown=true\nnotesFolder=%1\nworkspaces=%2\n"_qs.arg(
+                QUrl::fromLocalFile(open).toString(QUrl::FullyEncoded), listed.join(u", "_qs)));
+    }
+
+    static void writeNote(const QString &path, const QString &properties, const QString &body)
+    {
+        writeFile(path, u"---\ntackpad: \"%1\"\n---\n%2"_qs.arg(properties, body));
+    }
+
     QProcess *start(const QStringList &arguments = {})
     {
         auto process = std::make_unique<QProcess>();
@@ -68,29 +82,19 @@ public:
     }
     const QString &log() const { return m_log; }
 
-    static void writeFile(const QString &path, const QString &text)
-    {
-        QFile file(path);
-        if (file.open(QIODevice::WriteOnly | QIODevice::Truncate))
-            file.write(text.toUtf8());
-    }
-
-    static QString readFile(const QString &path)
-    {
-        QFile file(path);
-        return file.open(QIODevice::ReadOnly) ? QString::fromUtf8(file.readAll()) : QString();
-    }
+    // Empty when the process quit by itself with status 0; otherwise what went wrong, with where it hangs.
+    QString quitProblem(QProcess *process) const;
 
 private:
     QProcessEnvironment environment() const
     {
         QProcessEnvironment env = QProcessEnvironment::systemEnvironment();
-        env.insert(u"HOME"_qs, m_home.path());
-        env.insert(u"XDG_CONFIG_HOME"_qs, path(u".config"_qs));
-        env.insert(u"XDG_DATA_HOME"_qs, path(u".local/share"_qs));
-        env.insert(u"XDG_CACHE_HOME"_qs, path(u".cache"_qs));
-        env.insert(u"XDG_RUNTIME_DIR"_qs, path(u"runtime"_qs));
-        env.insert(u"QT_QPA_PLATFORM"_qs, u"xcb"_qs);
+        const std::pair<const char *, QString> variables[]
+            = {{"HOME", m_home.path()}, {"XDG_CONFIG_HOME", path(u".config"_qs)},
+                {"XDG_DATA_HOME", path(u".local/share"_qs)}, {"XDG_CACHE_HOME", path(u".cache"_qs)},
+                {"XDG_RUNTIME_DIR", path(u"runtime"_qs)}, {"QT_QPA_PLATFORM", u"xcb"_qs}};
+        for (const auto &[name, value] : variables)
+            env.insert(QString::fromLatin1(name), value);
         // The store says when it has taken in another program's change, the shell what it showed the user.
         env.insert(u"QT_LOGGING_RULES"_qs, u"tackpad.store.debug=true\ntackpad.app.debug=true"_qs);
         return env;
@@ -102,12 +106,16 @@ private:
     std::vector<std::unique_ptr<QProcess>> m_processes;
 };
 
+// xdotool's arguments that find the mapped window of exactly this title.
+inline QStringList searchWindow(const QString &title)
+{
+    return {u"search"_qs, u"--onlyvisible"_qs, u"--name"_qs, u"^"_qs + QRegularExpression::escape(title) + u"$"_qs};
+}
+
 // Whether a mapped window with exactly this title shows within the time given.
 inline bool windowShows(const QString &title, int timeoutMs = RunningApp::patienceMs)
 {
-    const QStringList arguments {
-        u"search"_qs, u"--onlyvisible"_qs, u"--name"_qs, u"^"_qs + QRegularExpression::escape(title) + u"$"_qs};
-    return QTest::qWaitFor([&] { return xdotool(arguments, 10000); }, timeoutMs);
+    return QTest::qWaitFor([&] { return xdotool(searchWindow(title), 10000); }, timeoutMs);
 }
 
 // Waits for a mapped window with exactly this title, activates it and waits until it has the focus. A window
@@ -116,8 +124,7 @@ inline bool windowShows(const QString &title, int timeoutMs = RunningApp::patien
 inline bool activateWindow(const QString &title)
 {
     const QString focus = windowManagerRunning() ? u"windowactivate"_qs : u"windowfocus"_qs;
-    const QStringList arguments {u"search"_qs, u"--sync"_qs, u"--onlyvisible"_qs, u"--name"_qs,
-        u"^"_qs + QRegularExpression::escape(title) + u"$"_qs, focus, u"--sync"_qs};
+    const QStringList arguments = searchWindow(title) << focus << u"--sync"_qs;
     return QTest::qWaitFor([&] { return xdotool(arguments); }, RunningApp::patienceMs);
 }
 
@@ -129,12 +136,31 @@ inline QString activeWindowTitle()
     return process.waitForFinished(10000) ? QString::fromUtf8(process.readAllStandardOutput()).trimmed() : QString();
 }
 
-// Where a process that hangs is stuck, for the failure message (gdb is on every machine this runs on).
-inline QString backtraceOf(qint64 pid)
+// Types the folder into the open folder panel and waits for the file that choosing it makes. The typed path may
+// first only open the folder in the panel; Return again then chooses it, only while the panel is still open (the
+// key would otherwise land in a note).
+inline bool chooseFolderInPanel(const QString &folder, const QString &expectedFile)
 {
-    QProcess gdb;
-    gdb.start(u"gdb"_qs, {u"-p"_qs, QString::number(pid), u"-batch"_qs, u"-ex"_qs, u"thread apply all bt 20"_qs});
-    if (!gdb.waitForFinished(60000))
-        return u"(gdb did not answer)"_qs;
-    return QString::fromUtf8(gdb.readAllStandardOutput());
+    const QString panel = u"Select folder for TackPad"_qs;
+    if (!activateWindow(panel) || !typeText(folder) || !pressKeys(u"Return"_qs))
+        return false;
+    if (!QTest::qWaitFor([&] { return QFile::exists(expectedFile); }, 3000) && windowShows(panel, 0))
+        pressKeys(u"Return"_qs);
+    return QTest::qWaitFor([&] { return QFile::exists(expectedFile); }, RunningApp::patienceMs);
+}
+
+inline QString RunningApp::quitProblem(QProcess *process) const
+{
+    if (!process->waitForFinished(patienceMs) && process->state() != QProcess::NotRunning) {
+        // Where it hangs, from gdb (on every machine this runs on).
+        QProcess gdb;
+        gdb.start(u"gdb"_qs,
+            {u"-p"_qs, QString::number(process->processId()), u"-batch"_qs, u"-ex"_qs, u"thread apply all bt 20"_qs});
+        gdb.waitForFinished(60000);
+        return u"Tackpad did not quit; its output:\n"_qs + m_log.right(2000) + u"\nwhere it is:\n"_qs
+            + QString::fromUtf8(gdb.readAllStandardOutput());
+    }
+    if (process->exitStatus() != QProcess::NormalExit || process->exitCode() != 0)
+        return u"Tackpad ended with status %1; its output:\n"_qs.arg(process->exitCode()) + m_log.right(2000);
+    return {};
 }

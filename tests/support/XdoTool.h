@@ -1,7 +1,9 @@
 #pragma once
 
+#include <QPoint>
 #include <QProcess>
 #include <QSignalSpy>
+#include <QStandardPaths>
 #include <QStringList>
 #include <QTest>
 
@@ -13,6 +15,27 @@ inline bool xdotool(const QStringList &arguments, int timeoutMs = 60000)
     QSignalSpy finished(&process, &QProcess::finished);
     process.start(QStringLiteral("xdotool"), arguments);
     return finished.wait(timeoutMs) && process.exitCode() == 0;
+}
+
+inline bool pressKeys(const QString &keys)
+{
+    return xdotool({QStringLiteral("key"), keys});
+}
+
+// With a pause between the keys, as a person types: without one, X drops some of them under load.
+inline bool typeText(const QString &text)
+{
+    return xdotool({QStringLiteral("type"), QStringLiteral("--delay"), QStringLiteral("20"), text});
+}
+
+inline bool movePointer(QPoint to)
+{
+    return xdotool({QStringLiteral("mousemove"), QString::number(to.x()), QString::number(to.y())});
+}
+
+inline bool clickAt(QPoint at)
+{
+    return movePointer(at) && xdotool({QStringLiteral("click"), QStringLiteral("1")});
 }
 
 // True while a window manager runs on the display. The check window it advertises on the root window must still
@@ -39,3 +62,16 @@ inline bool windowManagerRunning()
         if (!QTest::qWaitFor(windowManagerRunning, 30000))                                                             \
             QSKIP("no window manager runs on this display (scripts/headless --x11 starts openbox)");                   \
     } while (false)
+
+// The main of a test on the X server of scripts/headless --x11: without a display it reports itself skipped (77).
+#define TACKPAD_X11_TEST_MAIN(TestClass, ApplicationClass)                                                             \
+    int main(int argc, char **argv)                                                                                    \
+    {                                                                                                                  \
+        if (qEnvironmentVariableIsEmpty("DISPLAY"))                                                                    \
+            return 77;                                                                                                 \
+        qputenv("QT_QPA_PLATFORM", "xcb");                                                                             \
+        QStandardPaths::setTestModeEnabled(true);                                                                      \
+        ApplicationClass app(argc, argv);                                                                              \
+        TestClass test;                                                                                                \
+        return QTest::qExec(&test, argc, argv);                                                                        \
+    }

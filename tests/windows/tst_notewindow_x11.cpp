@@ -1,33 +1,19 @@
 // Note windows under a real X server with a window manager (scripts/headless --x11 runs Xvfb with openbox): the
 // user's mouse, through xdotool, moves and rolls notes, and the file follows.
+#include "editor/MarkdownTextView.h"
 #include "notes/ScreenCoordinates.h"
-#include "store/NoteStore.h"
-#include "windows/NoteWindow.h"
-#include "windows/NoteWindowController.h"
+#include "support/WindowTestSupport.h"
+#include "support/XdoTool.h"
 #include "windows/TitleBarView.h"
 
 #include <QAbstractNativeEventFilter>
 #include <QApplication>
-#include <QFile>
-#include <QProcess>
-#include <QSignalSpy>
-#include <QStandardPaths>
-#include <QTemporaryDir>
-#include <QTest>
 
 #include <xcb/xcb.h>
 
 #include <cstdlib>
 
-#include "support/XdoTool.h"
-
 namespace {
-
-QString readFile(const QString &path)
-{
-    QFile file(path);
-    return file.open(QIODevice::ReadOnly) ? QString::fromUtf8(file.readAll()) : QString();
-}
 
 // Asks the window manager to close a window, as a taskbar's or a window menu's Close does: the window manager then
 // sends the window its close request. Unlike a keyboard shortcut, this does not depend on which window has the focus.
@@ -72,10 +58,7 @@ private:
     int m_count = 0;
 };
 
-QString propertyLine(const QString &path)
-{
-    return readFile(path).section(QLatin1Char('\n'), 1, 1);
-}
+const QString note = u"Drag me.md"_qs;
 
 } // namespace
 
@@ -83,155 +66,96 @@ class TestNoteWindowX11 : public QObject {
     Q_OBJECT
 
 private Q_SLOTS:
-    void init();
-    void cleanup();
-    void draggingTheTitleBarMovesTheNote();
-    void rollButtonRollsAndUnrolls();
-    void pinButtonFloatsTheNote();
-    void recolouringReachesTheFile();
-    void closingFromTheWindowManagerHidesTheNote();
+    void init()
+    {
+        m_workspace = std::make_unique<WindowTest::WindowedWorkspace>();
+        m_c = m_workspace->openNote(note, u"x200 y300 w300 h220 z1 #FBF4A6 s12"_qs, u"Drag me around\n"_qs);
+        QVERIFY(m_c);
+    }
+    void cleanup() { m_workspace.reset(); }
+
+    void draggingTheTitleBarMovesTheNote()
+    {
+        const QPoint start = m_c->window()->geometry().topLeft();
+        const QPoint grip = titleBarPoint(m_c->titleBar()->width() / 2);
+        QVERIFY(movePointer(grip));
+        QSignalSpy moveStarted(m_c->titleBar(), &TitleBarView::moveStarted);
+        PointerGrabCounter grabs;
+        QVERIFY(xdotool({u"mousedown"_qs, u"1"_qs}));
+        QVERIFY(movePointer(grip + QPoint(2, 2)));
+        QVERIFY(moveStarted.count() == 1 || moveStarted.wait(5000));
+        // The window manager moves the window only by the motion it sees after it has taken the pointer: go on once
+        // it has (on a display without one the note follows the pointer by itself).
+        if (windowManagerRunning())
+            QTRY_VERIFY_WITH_TIMEOUT(grabs.count() > 0, 20000);
+        QVERIFY(movePointer(grip + QPoint(100, 60)));
+        QVERIFY(xdotool({u"mouseup"_qs, u"1"_qs}));
+        // The window manager takes over once the move threshold is crossed; what the pointer travelled before that
+        // is the only slack.
+        const int slack = TitleBarView::moveThreshold + 1;
+        QTRY_VERIFY((m_c->window()->geometry().topLeft() - (start + QPoint(100, 60))).manhattanLength() <= slack);
+
+        const qreal height = ScreenCoordinates::primaryVisibleArea()->primaryScreenHeight;
+        const QRectF fileFrame = ScreenCoordinates::toFileRect(QRectF(m_c->window()->geometry()), height);
+        QVERIFY(qAbs(fileFrame.x() - 300) <= slack);
+        QVERIFY(qAbs(fileFrame.y() - 240) <= slack); // 60 pixels down on screen is 60 points lower in the file's y
+        const QString line = m_workspace->propertyLine(note);
+        QVERIFY2(line.startsWith(u"tackpad: \"x%1 y%2 w300 h220"_qs.arg(fileFrame.x()).arg(fileFrame.y())),
+            qPrintable(line));
+    }
+
+    void rollButtonRollsAndUnrolls()
+    {
+        const int top = m_c->window()->geometry().top();
+        QVERIFY(clickAt(titleBarPoint(m_c->titleBar()->width() - 12))); // the right-most button
+        QTRY_COMPARE(m_c->window()->height(), 20);
+        QCOMPARE(m_c->window()->geometry().top(), top);
+        QVERIFY(!m_c->textView()->isVisible());
+        QCOMPARE(m_c->window()->maximumHeight(), 20); // a rolled note cannot be resized open
+        const QString line = m_workspace->propertyLine(note);
+        QVERIFY2(line.endsWith(u" rolled\""_qs) && line.contains(u" h220 "_qs), qPrintable(line));
+
+        QVERIFY(xdotool({u"click"_qs, u"1"_qs}));
+        QTRY_COMPARE(m_c->window()->height(), 220);
+        QCOMPARE(m_c->window()->geometry().top(), top);
+        QVERIFY(!m_workspace->propertyLine(note).contains(u"rolled"_qs));
+    }
+
+    void pinButtonFloatsTheNote()
+    {
+        QVERIFY(clickAt(titleBarPoint(m_c->titleBar()->width() - 32)));
+        QTRY_VERIFY(m_c->note().meta.floatOnTop);
+        QTRY_VERIFY(m_c->window()->isVisible());
+        QVERIFY(m_c->window()->windowFlags().testFlag(Qt::WindowStaysOnTopHint));
+        QVERIFY2(m_workspace->propertyLine(note).endsWith(u" float\""_qs), qPrintable(m_workspace->propertyLine(note)));
+    }
+
+    void recolouringReachesTheFileAndTheScreen()
+    {
+        m_c->setNoteColor(u"#CDE8F9"_qs);
+        QSignalSpy written(m_workspace->store.get(), &NoteStore::noteWritten);
+        QVERIFY(written.wait(2000)); // within a second of the change
+        QVERIFY(m_workspace->propertyLine(note).contains(u" #CDE8F9 "_qs));
+        QCOMPARE(m_c->window()->grab().toImage().pixelColor(150, 150), QColor(0xCD, 0xE8, 0xF9));
+    }
+
+    void closingFromTheWindowManagerHidesTheNote()
+    {
+        TACKPAD_REQUIRE_WINDOW_MANAGER();
+        askWindowManagerToClose(m_c->window()->winId());
+        QTRY_VERIFY(m_c->note().meta.hidden);
+        QVERIFY(!m_c->window()->isVisible());
+        QVERIFY2(
+            m_workspace->propertyLine(note).endsWith(u" hidden\""_qs), qPrintable(m_workspace->propertyLine(note)));
+    }
 
 private:
-    NoteWindowController *openNote();
-    QPoint globalCentre(QWidget *widget, QPoint local) const { return widget->mapToGlobal(local); }
+    QPoint titleBarPoint(int x) const { return m_c->titleBar()->mapToGlobal(QPoint(x, 10)); }
 
-    std::unique_ptr<QTemporaryDir> m_dir;
-    std::unique_ptr<QTemporaryDir> m_settingsDir;
-    std::unique_ptr<NoteStore> m_store;
-    QString m_file;
+    std::unique_ptr<WindowTest::WindowedWorkspace> m_workspace;
+    NoteWindowController *m_c = nullptr;
 };
 
-void TestNoteWindowX11::init()
-{
-    m_dir = std::make_unique<QTemporaryDir>();
-    m_settingsDir = std::make_unique<QTemporaryDir>();
-    m_store = std::make_unique<NoteStore>(m_dir->path(), Settings(m_settingsDir->filePath(u"s.ini"_qs)));
-    m_store->setControllerFactory([](std::unique_ptr<Note> note, NoteStore &store, const QString &raw) {
-        return std::make_unique<NoteWindowController>(std::move(note), store, raw);
-    });
-    m_file = m_dir->filePath(u"Drag me.md"_qs);
-}
-
-void TestNoteWindowX11::cleanup()
-{
-    m_store->shutdown();
-    m_store.reset();
-}
-
-NoteWindowController *TestNoteWindowX11::openNote()
-{
-    QFile file(m_file);
-    if (!file.open(QIODevice::WriteOnly))
-        return nullptr;
-    file.write("---\ntackpad: \"x200 y300 w300 h220 z1 #FBF4A6 s12\"\n---\nDrag me around\n");
-    file.close();
-    m_store->rescan();
-    auto *c = qobject_cast<NoteWindowController *>(m_store->controller(u"Drag me.md"_qs));
-    if (c && !QTest::qWaitForWindowExposed(c->window()))
-        return nullptr;
-    return c;
-}
-
-void TestNoteWindowX11::draggingTheTitleBarMovesTheNote()
-{
-    NoteWindowController *c = openNote();
-    QVERIFY(c);
-    const QPoint start = c->window()->geometry().topLeft();
-    const QPoint grip = globalCentre(c->titleBar(), QPoint(c->titleBar()->width() / 2, 10));
-    QVERIFY(xdotool({u"mousemove"_qs, QString::number(grip.x()), QString::number(grip.y())}));
-    QSignalSpy moveStarted(c->titleBar(), &TitleBarView::moveStarted);
-    PointerGrabCounter grabs;
-    QVERIFY(xdotool({u"mousedown"_qs, u"1"_qs}));
-    QVERIFY(xdotool({u"mousemove"_qs, QString::number(grip.x() + 2), QString::number(grip.y() + 2)}));
-    QVERIFY(moveStarted.count() == 1 || moveStarted.wait(5000));
-    // The window manager moves the window only by the motion it sees after it has taken the pointer: go on once it
-    // has (on a display without one the note follows the pointer by itself).
-    if (windowManagerRunning())
-        QTRY_VERIFY_WITH_TIMEOUT(grabs.count() > 0, 20000);
-    QVERIFY(xdotool({u"mousemove"_qs, QString::number(grip.x() + 100), QString::number(grip.y() + 60)}));
-    QVERIFY(xdotool({u"mouseup"_qs, u"1"_qs}));
-    // The window manager takes over once the move threshold is crossed; what the pointer travelled before that is
-    // the only slack.
-    const int slack = TitleBarView::moveThreshold + 1;
-    QTRY_VERIFY((c->window()->geometry().topLeft() - (start + QPoint(100, 60))).manhattanLength() <= slack);
-
-    m_store->flushAllSaves();
-    const qreal height = ScreenCoordinates::primaryVisibleArea()->primaryScreenHeight;
-    const QRectF fileFrame = ScreenCoordinates::toFileRect(QRectF(c->window()->geometry()), height);
-    QVERIFY(qAbs(fileFrame.x() - 300) <= slack);
-    QVERIFY(qAbs(fileFrame.y() - 240) <= slack); // 60 pixels down on screen is 60 points lower in the file's y
-    QVERIFY2(propertyLine(m_file).startsWith(u"tackpad: \"x%1 y%2 w300 h220"_qs.arg(fileFrame.x()).arg(fileFrame.y())),
-        qPrintable(propertyLine(m_file)));
-}
-
-void TestNoteWindowX11::rollButtonRollsAndUnrolls()
-{
-    NoteWindowController *c = openNote();
-    QVERIFY(c);
-    const int top = c->window()->geometry().top();
-    // The roll button is the right-most one of the title bar.
-    const QPoint roll = globalCentre(c->titleBar(), QPoint(c->titleBar()->width() - 12, 10));
-    QVERIFY(xdotool({u"mousemove"_qs, QString::number(roll.x()), QString::number(roll.y())}));
-    QVERIFY(xdotool({u"click"_qs, u"1"_qs}));
-    QTRY_COMPARE(c->window()->height(), 20);
-    QCOMPARE(c->window()->geometry().top(), top);
-    m_store->flushAllSaves();
-    QVERIFY2(propertyLine(m_file).endsWith(u" rolled\""_qs), qPrintable(propertyLine(m_file)));
-    QVERIFY(propertyLine(m_file).contains(u" h220 "_qs)); // the unrolled height is kept
-
-    QVERIFY(xdotool({u"click"_qs, u"1"_qs}));
-    QTRY_COMPARE(c->window()->height(), 220);
-    m_store->flushAllSaves();
-    QVERIFY(!propertyLine(m_file).contains(u"rolled"_qs));
-}
-
-void TestNoteWindowX11::pinButtonFloatsTheNote()
-{
-    NoteWindowController *c = openNote();
-    QVERIFY(c);
-    const QPoint pin = globalCentre(c->titleBar(), QPoint(c->titleBar()->width() - 32, 10));
-    QVERIFY(xdotool({u"mousemove"_qs, QString::number(pin.x()), QString::number(pin.y())}));
-    QVERIFY(xdotool({u"click"_qs, u"1"_qs}));
-    QTRY_VERIFY(c->note().meta.floatOnTop);
-    QTRY_VERIFY(c->window()->isVisible());
-    QVERIFY(c->window()->windowFlags().testFlag(Qt::WindowStaysOnTopHint));
-    m_store->flushAllSaves();
-    QVERIFY2(propertyLine(m_file).endsWith(u" float\""_qs), qPrintable(propertyLine(m_file)));
-}
-
-void TestNoteWindowX11::recolouringReachesTheFile()
-{
-    NoteWindowController *c = openNote();
-    QVERIFY(c);
-    c->setNoteColor(u"#CDE8F9"_qs);
-    QSignalSpy written(m_store.get(), &NoteStore::noteWritten);
-    QVERIFY(written.wait(2000)); // within a second of the change
-    QVERIFY(propertyLine(m_file).contains(u" #CDE8F9 "_qs));
-    QCOMPARE(c->window()->grab().toImage().pixelColor(150, 150), QColor(0xCD, 0xE8, 0xF9));
-}
-
-void TestNoteWindowX11::closingFromTheWindowManagerHidesTheNote()
-{
-    TACKPAD_REQUIRE_WINDOW_MANAGER();
-    NoteWindowController *c = openNote();
-    QVERIFY(c);
-    QTRY_VERIFY(c->window()->isVisible());
-    askWindowManagerToClose(c->window()->winId());
-    QTRY_VERIFY(c->note().meta.hidden);
-    QVERIFY(!c->window()->isVisible());
-    m_store->flushAllSaves();
-    QVERIFY2(propertyLine(m_file).endsWith(u" hidden\""_qs), qPrintable(propertyLine(m_file)));
-}
-
-int main(int argc, char **argv)
-{
-    if (qEnvironmentVariableIsEmpty("DISPLAY"))
-        return 77; // needs the X server of scripts/headless --x11
-    qputenv("QT_QPA_PLATFORM", "xcb");
-    QStandardPaths::setTestModeEnabled(true);
-    QApplication app(argc, argv);
-    TestNoteWindowX11 test;
-    return QTest::qExec(&test, argc, argv);
-}
+TACKPAD_X11_TEST_MAIN(TestNoteWindowX11, QApplication)
 
 #include "tst_notewindow_x11.moc"

@@ -1,30 +1,10 @@
 // Opening a workspace on a real X server with a window manager writes nothing: notes off the screen, larger than
 // it, at fractional positions, with the "keep" alias or stacked exactly on top of each other are shown corrected,
 // and every file and the settings stay byte for byte.
-
-#include "core/Settings.h"
-#include "notes/ScreenCoordinates.h"
-#include "store/NoteStore.h"
-#include "windows/NoteWindow.h"
-#include "windows/NoteWindowController.h"
+#include "support/WindowTestSupport.h"
+#include "support/XdoTool.h"
 
 #include <QApplication>
-#include <QDir>
-#include <QFile>
-#include <QSignalSpy>
-#include <QStandardPaths>
-#include <QTemporaryDir>
-#include <QTest>
-
-namespace {
-
-QByteArray readBytes(const QString &path)
-{
-    QFile file(path);
-    return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArrayLiteral("<unreadable>");
-}
-
-} // namespace
 
 class TestOpeningX11 : public QObject {
     Q_OBJECT
@@ -32,9 +12,6 @@ class TestOpeningX11 : public QObject {
 private Q_SLOTS:
     void openingWritesNothing()
     {
-        QTemporaryDir dir;
-        const QString folder = dir.filePath("notes");
-        QDir().mkpath(folder);
         const QMap<QString, QByteArray> notes {
             {"left monitor.md", "---\ntackpad: \"x-3000 y300 w270 h260 z1 #FBF4A6 s12\"\n---\nleft\n"},
             {"right monitor.md", "---\ntackpad: \"x5000 y300 w270 h260 z2 #FBF4A6 s12\"\n---\nright\n"},
@@ -44,53 +21,36 @@ private Q_SLOTS:
             {"twin (conflict copy).md", "---\ntackpad: \"x400 y300 w270 h260 z5 #B8E0F5 s14\"\n---\ntwin 2\n"},
             {"rolled.md", "---\ntackpad: \"x700 y200 w300 h240 z6 #FBF4A6 s12 rolled\"\n---\nrolled\n"},
         };
-        for (auto it = notes.cbegin(); it != notes.cend(); ++it) {
-            QFile file(folder + "/" + it.key());
-            QVERIFY(file.open(QIODevice::WriteOnly));
-            file.write(it.value());
-        }
-        const QString settingsPath = dir.filePath("settings.ini");
-        Settings settings(settingsPath);
-        settings.setValue(SettingsKey::defaultNoteWidth, 333.0);
-        settings.sync();
-        const QByteArray settingsBefore = readBytes(settingsPath);
+        WindowTest::WindowedWorkspace workspace;
+        for (auto it = notes.cbegin(); it != notes.cend(); ++it)
+            StoreTest::writeInPlace(workspace.path(it.key()), it.value());
+        workspace.config.setValue(SettingsKey::defaultNoteWidth, 333.0);
+        workspace.config.sync();
+        const QString settingsPath = workspace.root.filePath(u"settings.ini"_qs);
+        const QByteArray settingsBefore = StoreTest::readBytes(settingsPath);
 
-        NoteStore store(folder, settings);
-        store.setControllerFactory([](std::unique_ptr<Note> note, NoteStore &owner, const QString &raw) {
-            return std::make_unique<NoteWindowController>(std::move(note), owner, raw);
-        });
-        QSignalSpy written(&store, &NoteStore::noteWritten);
-        store.rescan();
-        store.startWatching();
-        QCOMPARE(store.controllerCount(), notes.size());
-        for (NoteController *each : store.controllers())
-            QVERIFY(QTest::qWaitForWindowExposed(static_cast<NoteWindowController *>(each)->window()));
+        QSignalSpy written(workspace.store.get(), &NoteStore::noteWritten);
+        workspace.store->rescan();
+        workspace.store->startWatching();
+        QCOMPARE(workspace.store->controllerCount(), notes.size());
+        for (const QString &name : notes.keys())
+            QVERIFY(QTest::qWaitForWindowExposed(workspace.controller(name)->window()));
         // Whatever the window manager does with them now must not reach a file.
         QVERIFY2(!written.wait(1500), written.isEmpty() ? "" : qPrintable(written.first().first().toString()));
-        for (NoteController *each : store.controllers())
-            QVERIFY2(!store.hasPendingSave(each->note().filename), qPrintable(each->note().filename));
+        for (const QString &name : notes.keys())
+            QVERIFY2(!workspace.store->hasPendingSave(name), qPrintable(name));
 
         // The twins are both visible: the second one is shown moved aside.
-        auto *first = static_cast<NoteWindowController *>(store.controller("twin.md"));
-        auto *second = static_cast<NoteWindowController *>(store.controller("twin (conflict copy).md"));
-        QVERIFY(first->window()->geometry().topLeft() != second->window()->geometry().topLeft());
+        QVERIFY(workspace.controller("twin.md")->window()->pos()
+            != workspace.controller("twin (conflict copy).md")->window()->pos());
 
-        store.shutdown();
+        workspace.store->shutdown();
         for (auto it = notes.cbegin(); it != notes.cend(); ++it)
-            QCOMPARE(readBytes(folder + "/" + it.key()), it.value());
-        QCOMPARE(readBytes(settingsPath), settingsBefore);
+            QCOMPARE(StoreTest::readBytes(workspace.path(it.key())), it.value());
+        QCOMPARE(StoreTest::readBytes(settingsPath), settingsBefore);
     }
 };
 
-int main(int argc, char **argv)
-{
-    if (qEnvironmentVariableIsEmpty("DISPLAY"))
-        return 77; // needs the X server of scripts/headless --x11
-    qputenv("QT_QPA_PLATFORM", "xcb");
-    QStandardPaths::setTestModeEnabled(true);
-    QApplication app(argc, argv);
-    TestOpeningX11 test;
-    return QTest::qExec(&test, argc, argv);
-}
+TACKPAD_X11_TEST_MAIN(TestOpeningX11, QApplication)
 
 #include "tst_opening_x11.moc"

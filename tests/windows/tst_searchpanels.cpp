@@ -4,14 +4,14 @@
 #include "core/Settings.h"
 #include "editor/MarkdownTextView.h"
 #include "notes/Frontmatter.h"
+#include "store/NoteStore.h"
 #include "windows/DismissablePanel.h"
 #include "windows/HiddenNotesWindow.h"
-#include "windows/ReturnActivatingTableView.h"
-#include "windows/NoteWindows.h"
-#include "windows/SearchWindow.h"
-#include "store/NoteStore.h"
 #include "windows/NoteWindow.h"
 #include "windows/NoteWindowController.h"
+#include "windows/NoteWindows.h"
+#include "windows/ReturnActivatingTableView.h"
+#include "windows/SearchWindow.h"
 
 #include <QDir>
 #include <QFile>
@@ -39,11 +39,6 @@ struct Workspace {
     std::unique_ptr<NoteStore> store;
 };
 
-NoteWindowController *windowed(NoteController *controller)
-{
-    return qobject_cast<NoteWindowController *>(controller);
-}
-
 // The titles a panel's table shows, top to bottom.
 QStringList rows(const QTableView *table)
 {
@@ -51,6 +46,11 @@ QStringList rows(const QTableView *table)
     for (int row = 0; row < table->model()->rowCount(); ++row)
         titles << table->model()->index(row, 0).data().toString();
     return titles;
+}
+
+NoteWindowController *windowed(NoteController *controller)
+{
+    return qobject_cast<NoteWindowController *>(controller);
 }
 
 QVariant cell(const QTableView *table, int row, int role)
@@ -107,14 +107,10 @@ private Q_SLOTS:
     {
         addWorkspace({{"Groceries", "eggs\nbuy milk today"}, {"Milk run", "to the farm"}, {"Ideas", "plain", true}});
         m_search->show();
-        QCOMPARE(m_search->field()->placeholderText(), QStringLiteral("Search every note in this workspace"));
-        QCOMPARE(m_search->emptyLabel()->text(), QStringLiteral("No matching notes"));
-
         // Every note for the empty query, first lines as snippets, the hidden one marked.
         QCOMPARE(rows(m_search->table()), QStringList({"Groceries", "Ideas", "Milk run"}));
         QVERIFY(m_search->emptyLabel()->isHidden());
         QCOMPARE(cell(m_search->table(), 1, SearchWindow::HiddenRole), QVariant(true));
-        QCOMPARE(cell(m_search->table(), 0, SearchWindow::HiddenRole), QVariant(false));
         QCOMPARE(cell(m_search->table(), 0, SearchWindow::SnippetRole), QVariant(QStringLiteral("eggs")));
 
         // Title matches first; the snippet is the matching line; the best match is selected.
@@ -166,7 +162,6 @@ private Q_SLOTS:
             QTest::keyClick(m_search->field(), Qt::Key(key));
 
         QCOMPARE(m_search->selectedRow(), expected < 0 ? std::nullopt : std::optional<int>(expected));
-        QCOMPARE(m_search->table()->selectionModel()->selectedRows().size(), expected < 0 ? 0 : 1);
         // The keys act on the results, not on the field, and the panel stays.
         QCOMPARE(m_search->field()->text(), query);
         QVERIFY(m_search->panel()->isVisible());
@@ -174,16 +169,14 @@ private Q_SLOTS:
 
     void openingLandsOnTheMatch_data()
     {
-        QTest::addColumn<QString>("how");
-        QTest::newRow("nominal: return in the query field") << "field return";
-        QTest::newRow("nominal: keypad enter in the query field") << "field enter";
-        QTest::newRow("nominal: return in the results table") << "table return";
-        QTest::newRow("nominal: double-click on the row") << "double-click";
+        QTest::addColumn<bool>("byDoubleClick");
+        QTest::newRow("nominal: return in the query field") << false;
+        QTest::newRow("nominal: double-click on the row") << true;
     }
 
     void openingLandsOnTheMatch()
     {
-        QFETCH(QString, how);
+        QFETCH(bool, byDoubleClick);
         const QString second
             = QStringLiteral("first line\n\n") + QString(60, u'x') + QStringLiteral("\nthen Oat Milk here");
         addWorkspace({{"A milk note", "milk at the start"}, {"Breakfast", second, true}, {"Other", "nothing"}});
@@ -193,16 +186,10 @@ private Q_SLOTS:
         QCOMPARE(rows(m_search->table()), QStringList({"A milk note", "Breakfast"}));
         QTest::keyClick(m_search->field(), Qt::Key_Down);
 
-        if (how == QLatin1String("field return")) {
-            QTest::keyClick(m_search->field(), Qt::Key_Return);
-        } else if (how == QLatin1String("field enter")) {
-            QTest::keyClick(m_search->field(), Qt::Key_Enter, Qt::KeypadModifier);
-        } else if (how == QLatin1String("table return")) {
-            m_search->table()->setFocus();
-            QTest::keyClick(m_search->table(), Qt::Key_Return);
-        } else {
+        if (byDoubleClick)
             doubleClickRow(m_search->table(), 1);
-        }
+        else
+            QTest::keyClick(m_search->field(), Qt::Key_Return);
 
         // The panel goes; the chosen note, hidden until now, comes to the front with the keyboard in its editor
         // and the match selected.
@@ -284,22 +271,21 @@ private Q_SLOTS:
     {
         m_hiddenNotes->show();
         QVERIFY(!m_hiddenNotes->emptyLabel()->isHidden());
-        QCOMPARE(m_hiddenNotes->emptyLabel()->text(), QStringLiteral("No hidden notes in this workspace"));
-        QStringList labels;
-        for (const QLabel *label : m_hiddenNotes->panel()->findChildren<QLabel *>())
-            labels << label->text();
-        QVERIFY(labels.contains(QStringLiteral("Hidden notes stay in the workspace – only their windows are put away. "
-                                               "Double-click a note to unhide it.")));
 
         // Hidden notes only, in natural name order; Unhide needs a selection.
-        addWorkspace({{"note 10", "", true}, {"Shown", ""}, {"Note 2", "", true}, {"apple", "", true}});
+        addWorkspace({{"note 10", "", true}, {"Aardvark", ""}, {"Note 2", "", true}, {"apple", "", true}});
         m_hiddenNotes->show();
         QCOMPARE(rows(m_hiddenNotes->table()), QStringList({"apple", "Note 2", "note 10"}));
         QVERIFY(m_hiddenNotes->emptyLabel()->isHidden());
         QVERIFY(m_hiddenNotes->unhideAllButton()->isEnabled());
         QVERIFY(!m_hiddenNotes->unhideButton()->isEnabled());
-        m_hiddenNotes->table()->selectRow(0);
+        m_hiddenNotes->table()->selectRow(1);
         QVERIFY(m_hiddenNotes->unhideButton()->isEnabled());
+
+        // Hiding a note from its window lists it; the selected note stays selected.
+        windowed(controller("Aardvark"))->hideNote();
+        QCOMPARE(rows(m_hiddenNotes->table()), QStringList({"Aardvark", "apple", "Note 2", "note 10"}));
+        QCOMPARE(m_hiddenNotes->table()->activationIndex().row(), 2);
     }
 
     void unhiding_data()
@@ -310,8 +296,6 @@ private Q_SLOTS:
 
         QTest::newRow("nominal: double-click on one row")
             << "double-click" << QStringList {"Beta"} << QStringList {"Alpha", "Delta", "Gamma"};
-        QTest::newRow("nominal: return on the selected row")
-            << "return" << QStringList {"Beta"} << QStringList {"Alpha", "Delta", "Gamma"};
         // Both, although unhiding the first one already reloads the list.
         QTest::newRow("nominal: unhide the selected rows")
             << "selected" << QStringList {"Alpha", "Gamma"} << QStringList {"Beta", "Delta"};
@@ -332,9 +316,6 @@ private Q_SLOTS:
         QSignalSpy changes(m_current, &NoteStore::notesChanged);
         if (how == QLatin1String("double-click")) {
             doubleClickRow(table, 1);
-        } else if (how == QLatin1String("return")) {
-            table->selectRow(1);
-            QTest::keyClick(table, Qt::Key_Return);
         } else if (how == QLatin1String("selected")) {
             for (const int row : {0, 3})
                 table->selectionModel()->select(
@@ -349,25 +330,12 @@ private Q_SLOTS:
             QVERIFY2(windowed(controller(title))->window()->isVisible(), qPrintable(title));
             QVERIFY2(!hiddenOnDisk(title), qPrintable(title));
         }
-        for (const QString &title : remaining) {
+        for (const QString &title : remaining)
             QVERIFY2(hiddenOnDisk(title), qPrintable(title));
-        }
         QCOMPARE(rows(m_hiddenNotes->table()), remaining);
         QCOMPARE(m_hiddenNotes->emptyLabel()->isHidden(), !remaining.isEmpty());
         QCOMPARE(m_hiddenNotes->unhideAllButton()->isEnabled(), !remaining.isEmpty());
         QVERIFY(!m_hiddenNotes->unhideButton()->isEnabled());
-    }
-
-    void hiddenPanelFollowsChanges()
-    {
-        addWorkspace({{"Alpha", ""}, {"Beta", "", true}});
-        m_hiddenNotes->show();
-        m_hiddenNotes->table()->selectRow(0);
-
-        // Hiding a note from its window lists it; the selected note stays selected.
-        windowed(controller("Alpha"))->hideNote();
-        QCOMPARE(rows(m_hiddenNotes->table()), QStringList({"Alpha", "Beta"}));
-        QCOMPARE(m_hiddenNotes->table()->activationIndex().row(), 1);
     }
 
     void panelsFollowAWorkspaceSwitch()
@@ -432,12 +400,10 @@ private Q_SLOTS:
         table.setSelectionBehavior(QAbstractItemView::SelectRows);
         if (selectedRow >= 0)
             table.selectRow(selectedRow);
-        QSignalSpy doubleClicks(&table, &QAbstractItemView::doubleClicked);
+        QList<int> activated;
+        connect(&table, &QAbstractItemView::doubleClicked, [&](const QModelIndex &index) { activated << index.row(); });
         QTest::keyClick(&table, Qt::Key(key), Qt::KeyboardModifiers(modifiers));
-
-        QCOMPARE(doubleClicks.size(), expectedRow < 0 ? 0 : 1);
-        if (expectedRow >= 0)
-            QCOMPARE(doubleClicks.first().first().value<QModelIndex>().row(), expectedRow);
+        QCOMPARE(activated, expectedRow < 0 ? QList<int> {} : QList<int> {expectedRow});
     }
 
 private:

@@ -1,0 +1,56 @@
+#pragma once
+
+// What the tests of note windows share: a temporary workspace whose notes open in real windows.
+
+#include "support/StoreTestSupport.h"
+#include "windows/NoteWindow.h"
+#include "windows/NoteWindowController.h"
+
+namespace WindowTest {
+
+inline NoteStore::ControllerFactory windowFactory(NoteWindowEnvironment environment = {})
+{
+    return [environment](std::unique_ptr<Note> note, NoteStore &store, const QString &raw) {
+        return std::make_unique<NoteWindowController>(std::move(note), store, raw, environment);
+    };
+}
+
+struct WindowedWorkspace : StoreTest::Workspace {
+    explicit WindowedWorkspace(NoteWindowEnvironment environment = {})
+    {
+        if (!environment.alerts)
+            environment.alerts = &alerts;
+        store = std::make_unique<NoteStore>(folder, config);
+        store->setAlertPresenter(&alerts);
+        store->setControllerFactory(windowFactory(environment));
+    }
+    // The windows go before the store does, as in the application.
+    ~WindowedWorkspace() { store->shutdown(); }
+
+    NoteWindowController *controller(const QString &name) const
+    {
+        return qobject_cast<NoteWindowController *>(store->controller(name));
+    }
+
+    // Writes a note with these property tokens and lets the store open its window. A shown window is waited for
+    // until it has been exposed: before that, its moves are the window system placing it, not the user.
+    NoteWindowController *openNote(const QString &name, const QString &tokens, const QString &body = u"hi"_qs)
+    {
+        StoreTest::writeInPlace(path(name), StoreTest::noteText(tokens, body));
+        store->rescan();
+        NoteWindowController *opened = controller(name);
+        if (opened && opened->window()->isVisible()
+            && !QTest::qWaitFor([opened] { return opened->window()->exposedSinceShown(); }))
+            return nullptr;
+        return opened;
+    }
+
+    // The property line of a note's file, once every pending save is written.
+    QString propertyLine(const QString &name) const
+    {
+        store->flushAllSaves();
+        return StoreTest::readFile(path(name)).section(QLatin1Char('\n'), 1, 1);
+    }
+};
+
+} // namespace WindowTest
