@@ -5,31 +5,27 @@
 #include "support/StoreTestSupport.h"
 #include "windows/NoteWindow.h"
 #include "windows/NoteWindowController.h"
+#include "windows/NoteWindows.h"
 
 namespace WindowTest {
-
-inline NoteStore::ControllerFactory windowFactory(NoteWindowEnvironment environment = {})
-{
-    return [environment](std::unique_ptr<Note> note, NoteStore &store, const QString &raw) {
-        return std::make_unique<NoteWindowController>(std::move(note), store, raw, environment);
-    };
-}
 
 struct WindowedWorkspace : StoreTest::Workspace {
     explicit WindowedWorkspace(NoteWindowEnvironment environment = {})
     {
         if (!environment.alerts)
             environment.alerts = &alerts;
+        environment.colorPanel = windows.environment().colorPanel;
+        windows.environment() = environment;
         store = std::make_unique<NoteStore>(folder, config);
         store->setAlertPresenter(&alerts);
-        store->setControllerFactory(windowFactory(environment));
+        windows.attach(*store);
     }
     // The windows go before the store does, as in the application.
     ~WindowedWorkspace() { store->shutdown(); }
 
     NoteWindowController *controller(const QString &name) const
     {
-        return qobject_cast<NoteWindowController *>(store->controller(name));
+        return windows.windowOf(store->controller(name));
     }
 
     // Writes a note with these property tokens and lets the store open its window. A shown window is waited for
@@ -51,6 +47,8 @@ struct WindowedWorkspace : StoreTest::Workspace {
         store->flushAllSaves();
         return StoreTest::readFile(path(name)).section(QLatin1Char('\n'), 1, 1);
     }
+
+    NoteWindows windows;
 };
 
 } // namespace WindowTest
