@@ -23,10 +23,7 @@ struct WindowedWorkspace : StoreTest::Workspace {
     // The windows go before the store does, as in the application.
     ~WindowedWorkspace() { store->shutdown(); }
 
-    NoteWindowController *controller(const QString &name) const
-    {
-        return windows.windowOf(store->controller(name));
-    }
+    NoteWindowController *controller(const QString &name) const { return windows.windowOf(store->controller(name)); }
 
     // Writes a note with these property tokens and lets the store open its window. A shown window is waited for
     // until it has been exposed: before that, its moves are the window system placing it, not the user.

@@ -6,6 +6,7 @@
 #include "windows/Toast.h"
 
 #include <QApplication>
+#include <QColorDialog>
 #include <QMenu>
 #include <QStandardPaths>
 
@@ -24,6 +25,15 @@ QAction *findAction(QMenu *menu, const QString &text)
             return action;
         if (QAction *inner = action->menu() ? findAction(action->menu(), text) : nullptr)
             return inner;
+    }
+    return nullptr;
+}
+
+QColorDialog *shownColorPanel()
+{
+    for (QWidget *window : QApplication::topLevelWidgets()) {
+        if (auto *panel = qobject_cast<QColorDialog *>(window); panel && panel->isVisible())
+            return panel;
     }
     return nullptr;
 }
@@ -151,6 +161,31 @@ private Q_SLOTS:
         QVERIFY(c->titleBar()->barColor() != c->window()->backgroundColor()); // the bar stands out from the note
         // The file keeps its stored colour whatever is shown.
         QCOMPARE(c->note().meta.color, tokens.section(u' ', 0, 0));
+    }
+
+    // One colour panel serves every note: it must colour the note that opened it last, never an earlier one, and
+    // close with that note's window.
+    void customColourPanelFollowsTheLastNote()
+    {
+        NoteWindowController *a = open(u"a.md"_qs, u"#CDE8F9"_qs);
+        NoteWindowController *b = open(u"b.md"_qs, u"#FBD9E4"_qs);
+        a->pickCustomColor();
+        QColorDialog *panel = shownColorPanel();
+        QVERIFY(panel);
+        QCOMPARE(panel->currentColor(), QColor(u"#CDE8F9"_qs));
+        panel->setCurrentColor(QColor(u"#123456"_qs));
+        QCOMPARE(a->note().meta.color, u"#123456"_qs);
+
+        b->pickCustomColor();
+        QCOMPARE(panel->currentColor(), QColor(u"#FBD9E4"_qs));
+        panel->setCurrentColor(QColor(u"#654321"_qs));
+        QCOMPARE(b->note().meta.color, u"#654321"_qs);
+        QCOMPARE(a->note().meta.color, u"#123456"_qs);
+
+        a->closeWindow();
+        QVERIFY(panel->isVisible()); // not a's any more
+        b->closeWindow();
+        QVERIFY(!panel->isVisible());
     }
 
     void menuReflectsTheNote()
