@@ -48,8 +48,8 @@ QPalette lightPalette(bool lightForeground)
 
 } // namespace
 
-NoteWindowController::NoteWindowController(std::unique_ptr<Note> note, NoteStore &store,
-                                           const QString &lastDiskContent, NoteWindowEnvironment environment)
+NoteWindowController::NoteWindowController(
+    std::unique_ptr<Note> note, NoteStore &store, const QString &lastDiskContent, NoteWindowEnvironment environment)
     : NoteController(std::move(note), store, lastDiskContent)
     , m_environment(std::move(environment))
 {
@@ -147,11 +147,10 @@ void NoteWindowController::connectEditor()
         store().noteEdited(this);
     });
     connect(m_textView, &MarkdownTextView::linkActivated, this, &NoteWindowController::handleLink);
-    m_textView->importAttachmentFile = [this](const QUrl &file) {
-        return store().importAttachment(file.toLocalFile());
-    };
+    m_textView->importAttachmentFile
+        = [this](const QUrl &file) { return store().attachments().importFile(file.toLocalFile()); };
     m_textView->importAttachmentData = [this](const QByteArray &data, const QString &baseName) {
-        return store().importAttachment(data, baseName);
+        return store().attachments().importData(data, baseName);
     };
 }
 
@@ -167,8 +166,8 @@ QRectF NoteWindowController::frameFor(const NoteMetadata &meta)
     return frame;
 }
 
-QRectF NoteWindowController::clampToVisible(const QRectF &rect, const QList<QRectF> &visibleFrames,
-                                            const std::optional<QRectF> &mainFrame)
+QRectF NoteWindowController::clampToVisible(
+    const QRectF &rect, const QList<QRectF> &visibleFrames, const std::optional<QRectF> &mainFrame)
 {
     std::optional<QRectF> chosen;
     for (const QRectF &frame : visibleFrames) {
@@ -330,7 +329,8 @@ void NoteWindowController::applyAppearance()
 {
     const NoteMetadata &meta = note().meta;
     const Settings &settings = store().settings();
-    const QColor display = NotePalette::displayColor(NotePalette::sourceHex(meta.color, meta.isPrompt), settings.darkMode());
+    const QColor display
+        = NotePalette::displayColor(NotePalette::sourceHex(meta.color, meta.isPrompt), settings.darkMode());
     const bool lightForeground = NotePalette::usesLightForeground(display);
 
     m_window->setBackgroundColor(display);
@@ -348,7 +348,7 @@ void NoteWindowController::applyAppearance()
     m_textView->setPalette(lightPalette(lightForeground));
 
     Theme theme = m_textView->theme();
-    const Theme wanted{meta.fontSize, settings.noteFontFamily(), lightForeground};
+    const Theme wanted {meta.fontSize, settings.noteFontFamily(), lightForeground};
     if (!(theme == wanted))
         m_textView->setTheme(wanted);
 }
@@ -377,9 +377,8 @@ void NoteWindowController::applyRolledState(bool animated)
         auto *animation = new QPropertyAnimation(m_window.get(), "geometry", this);
         animation->setDuration(120);
         animation->setEndValue(target);
-        connect(animation, &QPropertyAnimation::finished, this, [this, wasSuppressed] {
-            m_suppressFrameCallbacks = wasSuppressed;
-        });
+        connect(animation, &QPropertyAnimation::finished, this,
+            [this, wasSuppressed] { m_suppressFrameCallbacks = wasSuppressed; });
         animation->start(QAbstractAnimation::DeleteWhenStopped);
         return;
     }
@@ -545,7 +544,8 @@ void NoteWindowController::pickCustomColor()
     s_colorPanelOwner = this;
     panel->disconnect(this);
     const auto current = NotePalette::colorFromHexString(note().meta.color);
-    panel->setCurrentColor(current.value_or(*NotePalette::colorFromHexString(QString::fromLatin1(NotePalette::fallbackHex))));
+    panel->setCurrentColor(
+        current.value_or(*NotePalette::colorFromHexString(QString::fromLatin1(NotePalette::fallbackHex))));
     connect(panel, &QColorDialog::currentColorChanged, this, &NoteWindowController::customColorChanged);
     showWindow(false);
     panel->show();
@@ -643,7 +643,7 @@ bool NoteWindowController::openAttachmentLink(const QString &decodedLink)
             m_environment.openUrl(QUrl::fromLocalFile(path));
     } else {
         Toast::show(QStringLiteral("Attachment not found: ") + QFileInfo(path).fileName(), Toast::defaultSeconds,
-                    m_window.get());
+            m_window.get());
     }
     return true;
 }

@@ -145,14 +145,15 @@ private Q_SLOTS:
     {
         Workspace ws;
         NoteStore &store = ws.open();
+        const NoteAttachments &attachments = store.attachments();
         const QString source = ws.root.path() + QLatin1String("/Screen Shot.PNG");
         writeInPlace(source, "\x89PNG\r\n\x1a\nfake");
 
-        QCOMPARE(store.importAttachment(source), std::optional<QString>("attachments/Screen%20Shot.png"));
-        QCOMPARE(store.importAttachment(source), std::optional<QString>("attachments/Screen%20Shot%20%282%29.png"));
+        QCOMPARE(attachments.importFile(source), std::optional<QString>("attachments/Screen%20Shot.png"));
+        QCOMPARE(attachments.importFile(source), std::optional<QString>("attachments/Screen%20Shot%20%282%29.png"));
         QCOMPARE(readBytes(ws.path("attachments/Screen Shot (2).png")), QByteArray("\x89PNG\r\n\x1a\nfake"));
         // A file already in the attachments folder is linked, not copied again.
-        QCOMPARE(store.importAttachment(ws.path("attachments/Screen Shot.png")),
+        QCOMPARE(attachments.importFile(ws.path("attachments/Screen Shot.png")),
             std::optional<QString>("attachments/Screen%20Shot.png"));
         QCOMPARE(QDir(ws.path("attachments")).entryList(QDir::Files | QDir::Hidden).size(), 2);
         // Attachments never become notes.
@@ -188,8 +189,7 @@ private Q_SLOTS:
         QFETCH(QString, preferredBaseName);
         QFETCH(QString, link);
         Workspace ws;
-        NoteStore &store = ws.open();
-        QCOMPARE(store.importAttachment(data, preferredBaseName), std::optional<QString>(link));
+        QCOMPARE(NoteAttachments(ws.folder).importData(data, preferredBaseName), std::optional<QString>(link));
         const QString written = ws.path(QUrl::fromPercentEncoding(link.toUtf8()));
         QCOMPARE(readBytes(written), data);
         QCOMPARE(QDir(ws.path("attachments")).count(), 3u); // no temporary file left beside it
@@ -198,19 +198,18 @@ private Q_SLOTS:
     void attachmentFailuresAreLogged()
     {
         Workspace ws;
-        NoteStore &store = ws.open();
+        const NoteAttachments attachments(ws.folder);
         QTest::ignoreMessage(
             QtWarningMsg, QRegularExpression(QStringLiteral("^TackPad: attachment copy failed: .*nope")));
-        QCOMPARE(store.importAttachment(ws.root.path() + QLatin1String("/nope.png")), std::optional<QString>());
+        QCOMPARE(attachments.importFile(ws.root.path() + QLatin1String("/nope.png")), std::optional<QString>());
         QTest::ignoreMessage(QtWarningMsg, QRegularExpression(QStringLiteral("^TackPad: attachment write failed: ")));
-        QCOMPARE(store.importAttachment(QByteArray(), QStringLiteral("empty")), std::optional<QString>());
+        QCOMPARE(attachments.importData(QByteArray(), QStringLiteral("empty")), std::optional<QString>());
 
         // A file stands where the attachments folder should be.
         writeInPlace(ws.path("attachments"), "in the way");
         QTest::ignoreMessage(QtWarningMsg, QRegularExpression(QStringLiteral("^TackPad: attachment write failed: ")));
-        QCOMPARE(store.importAttachment(QByteArray("data"), QStringLiteral("x")), std::optional<QString>());
+        QCOMPARE(attachments.importData(QByteArray("data"), QStringLiteral("x")), std::optional<QString>());
         QCOMPARE(readFile(ws.path("attachments")), QStringLiteral("in the way"));
-        QVERIFY(ws.alerts.shown.isEmpty());
     }
 
     void followWikiLink_data()
