@@ -1,12 +1,12 @@
 #include "store/NoteStore.h"
 
 #include "core/Alerts.h"
+#include "store/AtomicFile.h"
 #include "store/FolderWatcher.h"
 #include "store/NoteController.h"
 #include "store/NoteNaming.h"
 #include "store/PlainNoteController.h"
 #include "store/RecoveryFolder.h"
-#include "store/AtomicFile.h"
 #include "store/StoreLog.h"
 
 #include <QCollator>
@@ -18,7 +18,6 @@
 
 #include <algorithm>
 #include <cmath>
-#include <limits>
 
 Q_LOGGING_CATEGORY(lcStore, "tackpad.store", QtInfoMsg)
 
@@ -30,11 +29,11 @@ NoteStore::ChangeBatch::~ChangeBatch()
     }
 }
 
-
 NoteStore::NoteStore(const QString &folder, Settings settings, QObject *parent)
     : QObject(parent)
     , m_folder(QDir::cleanPath(QFileInfo(folder).absoluteFilePath()))
     , m_settings(std::move(settings))
+    , m_attachments(m_folder)
     , m_factory([](std::unique_ptr<Note> note, NoteStore &store, const QString &lastDiskContent) {
         return std::make_unique<PlainNoteController>(std::move(note), store, lastDiskContent);
     })
@@ -93,21 +92,13 @@ NoteController *NoteStore::controller(const QString &filename) const
     return it == m_controllers.end() ? nullptr : it->second.get();
 }
 
-bool NoteStore::zOrderLess(const NoteController *a, const NoteController *b) const
-{
-    if (a->note().meta.z != b->note().meta.z)
-        return a->note().meta.z < b->note().meta.z;
-    return NoteFiles::nameCollator().compare(a->note().filename, b->note().filename) < 0;
-}
-
 std::vector<NoteController *> NoteStore::controllers() const
 {
     std::vector<NoteController *> result;
     result.reserve(m_controllers.size());
     for (const auto &[name, controller] : m_controllers)
         result.push_back(controller.get());
-    std::stable_sort(result.begin(), result.end(),
-        [this](const NoteController *a, const NoteController *b) { return zOrderLess(a, b); });
+    std::stable_sort(result.begin(), result.end(), &StackingOrder::less);
     return result;
 }
 
@@ -216,7 +207,6 @@ void NoteStore::rescanFiles(QStringList names)
     removeVanished(vanished);
 }
 
-
 void NoteStore::removeVanished(const Vanished &vanished)
 {
     for (const QString &name : vanished)
@@ -242,7 +232,7 @@ void NoteStore::reportSkippedEntries(const std::vector<NoteFiles::Skipped> &skip
         const auto known = m_known.constFind(entry.name);
         if (known != m_known.cend() && known->outcome == KnownFile::Unusable)
             continue;
-        m_known.insert(entry.name, {NoteFiles::FileStamp{}, KnownFile::Unusable});
+        m_known.insert(entry.name, {NoteFiles::FileStamp {}, KnownFile::Unusable});
         qCWarning(lcStore).noquote() << QStringLiteral("TackPad: skipped %1: %2").arg(entry.name, entry.reason);
         Q_EMIT fileSkipped(entry.name, entry.reason);
     }
@@ -267,8 +257,7 @@ void NoteStore::recoverAbandonedSaves(const QStringList &temporaries)
         QString error;
         const std::optional<QString> kept = RecoveryFolder::moveIn(path, m_folder, target, m_clock(), &error);
         if (!kept) {
-            qCWarning(lcStore).noquote()
-                << QStringLiteral("TackPad: could not recover %1: %2").arg(temporary, error);
+            qCWarning(lcStore).noquote() << QStringLiteral("TackPad: could not recover %1: %2").arg(temporary, error);
             continue;
         }
         qCWarning(lcStore).noquote()
@@ -348,7 +337,7 @@ void NoteStore::reconcileUnusable(
 NoteController *NoteStore::addController(
     const QString &name, const QString &raw, const Frontmatter::Parsed &parsed, bool byteOrderMark)
 {
-    m_maxZ = std::max(m_maxZ, parsed.meta.z);
+    m_stacking.include(parsed.meta.z);
     auto note = std::make_unique<Note>();
     note->filename = name;
     note->body = parsed.body;
@@ -384,7 +373,8 @@ void NoteStore::moveAsideFromTwins(NoteController *added)
     QPointF offset;
     const NoteMetadata &meta = added->note().meta;
     for (int n = 0; n < 100; ++n) {
-        const std::pair<qint64, qint64> at{qint64(std::round(meta.x + offset.x())), qint64(std::round(meta.y + offset.y()))};
+        const std::pair<qint64, qint64> at {
+            qint64(std::round(meta.x + offset.x())), qint64(std::round(meta.y + offset.y()))};
         if (!taken.contains(at))
             break;
         offset += QPointF(step, -step);
@@ -592,13 +582,6 @@ void NoteStore::shutdown()
 
 // --- New-note defaults
 
-qint64 NoteStore::raisedMaxZ()
-{
-    if (m_maxZ == std::numeric_limits<qint64>::max())
-        return m_maxZ; // only a hand-made z of 2^63 - 1 gets here; that note simply stays where it is
-    return ++m_maxZ;
-}
-
 NoteMetadata NoteStore::nextDefaultMetadata()
 {
     const std::optional<ScreenCoordinates::VisibleArea> area = m_visibleArea ? m_visibleArea() : std::nullopt;
@@ -607,7 +590,7 @@ NoteMetadata NoteStore::nextDefaultMetadata()
     NoteMetadata meta;
     meta.x = position.x();
     meta.y = position.y();
-    meta.z = raisedMaxZ();
+    meta.z = m_stacking.raisedMaxZ();
     return meta;
 }
 

@@ -5,12 +5,13 @@
 #include "notes/NoteMetadata.h"
 #include "notes/ScreenCoordinates.h"
 #include "store/NewNoteDefaults.h"
+#include "store/NoteAttachments.h"
 #include "store/NoteFiles.h"
+#include "store/StackingOrder.h"
 
 #include <QDateTime>
 #include <QHash>
 #include <QObject>
-#include <QPointer>
 #include <QSet>
 #include <QString>
 #include <QTimer>
@@ -29,7 +30,7 @@ struct Note;
 // The notes of one workspace folder. Lists the folder's Markdown files, turns each file that carries the
 // application's properties into a note with a controller, watches the folder and reconciles every change made by
 // other programs, writes edits back after a quiet period, and carries out the file operations on notes (create,
-// rename, duplicate, delete, import, revert) and on attachments. Everything runs on the thread that owns it.
+// rename, duplicate, delete, import, revert). Everything runs on the thread that owns it.
 class NoteStore : public QObject {
     Q_OBJECT
 public:
@@ -54,6 +55,8 @@ public:
     QString folder() const { return m_folder; }
     QString filePath(const QString &filename) const;
     Settings &settings() { return m_settings; }
+    // The pictures pasted or dropped into this workspace's notes.
+    const NoteAttachments &attachments() const { return m_attachments; }
 
     // Seams for the owner: how controllers are made (windows), who answers alerts (null: failures are only
     // logged), and where the screen is (tests and the console use a fixed frame).
@@ -73,8 +76,6 @@ public:
     std::vector<NoteController *> controllersByName() const;
     // The controllers of all prompt notes, in name order.
     std::vector<NoteController *> promptControllers() const;
-    // Stacking order: `z`, then name order.
-    bool zOrderLess(const NoteController *a, const NoteController *b) const;
 
     // --- Scan and watch
     void rescan();
@@ -115,7 +116,7 @@ public:
     QString availableFilename(const QString &base, int firstSuffix) const;
     bool filenameTaken(const QString &name) const;
     void bringToFront(NoteController *controller);
-    qint64 maxZ() const { return m_maxZ; }
+    qint64 maxZ() const { return m_stacking.maxZ(); }
 
     // --- File operations; failures are shown as alerts with fixed titles
     NoteController *create(const QString &body, const QString &preferredName, std::optional<double> width = {},
@@ -134,7 +135,7 @@ public:
     void rememberStyleDefaults(const NoteMetadata &meta);
     int cascadeIndex() const { return m_cascadeIndex; }
 
-    // --- Import and attachments
+    // --- Import
     // Markdown files of the folder that are not notes; nothing when the folder cannot be listed.
     std::optional<int> ordinaryMarkdownCount();
     // Gives every ordinary Markdown file properties with the "adopt" flag; returns how many became notes.
@@ -143,10 +144,6 @@ public:
     NoteController *importFile(const QString &path, bool quiet);
     // An adopted note becomes an ordinary Markdown file again and its window closes.
     bool revert(NoteController *controller);
-    // Copies a file into "attachments/" under a free name; returns the link to insert ("attachments/…").
-    std::optional<QString> importAttachment(const QString &sourcePath);
-    // Writes image data into "attachments/" under a free name built from the preferred base name.
-    std::optional<QString> importAttachment(const QByteArray &data, const QString &preferredBaseName);
     // Shows the note whose title matches the target (ignoring case), or creates it next to `from`.
     NoteController *followWikiLink(const QString &target, const NoteController *from);
 
@@ -235,19 +232,17 @@ private:
     bool cancelPendingSave(const QString &filename);
     QString conflictTitle(const QString &title) const;
 
-    qint64 raisedMaxZ();
     QString availableFilename(const QString &base, int firstSuffix, const QString &ignoring) const;
     NoteController *writeNewNote(const QString &name, const NoteMetadata &meta, const QStringList &foreign,
         const QString &body, const QString &failureTitle, bool activate, bool quiet);
     NoteController *adoptInPlace(
         const QString &name, const Frontmatter::Parsed &parsed, bool byteOrderMark, bool quiet);
     bool insideFolder(const QString &path) const;
-    std::optional<QString> freeAttachmentPath(const QString &base, const QString &extension) const;
-    QString attachmentsFolder() const;
     void reportFailure(const QString &title, const QString &description, bool quiet = false);
 
     QString m_folder;
     Settings m_settings;
+    NoteAttachments m_attachments;
     std::map<QString, std::unique_ptr<NoteController>> m_controllers;
     std::unique_ptr<FolderWatcher> m_watcher;
     QTimer m_rescanTimer;
@@ -262,8 +257,7 @@ private:
     // The text last kept as a copy for each unsaved note.
     QHash<QString, QString> m_keptCopies;
     int m_cascadeIndex = 0;
-    qint64 m_maxZ = 0;
-    QPointer<NoteController> m_topController;
+    StackingOrder m_stacking;
     bool m_reportedMissing = false;
     bool m_shutDown = false;
 

@@ -1,17 +1,16 @@
-// The store's file operations on notes and attachments. They live apart from scanning and saving
+// The store's file operations on notes. They live apart from scanning and saving
 // (NoteStore.cpp) because they are what the windows and the command line call, each with its own failure alert.
 
 #include "store/NoteStore.h"
 
-#include "store/NoteController.h"
 #include "platform/Trash.h"
+#include "store/NoteController.h"
 #include "store/NoteNaming.h"
 #include "store/StoreLog.h"
 
 #include <QDir>
 #include <QFile>
 #include <QFileInfo>
-#include <QMimeDatabase>
 #include <QRegularExpression>
 
 #include <algorithm>
@@ -28,8 +27,6 @@ const QString closeFailed = QStringLiteral("Could not close note");
 const QString importFailed = QStringLiteral("Could not import note");
 
 constexpr double nearOffset = 24;
-// Tries at finding a free name before giving up on a folder where names keep appearing.
-constexpr int maxNameAttempts = 10000;
 
 double clampedDimension(double value, double minimum, double fallback)
 {
@@ -88,20 +85,8 @@ QString NoteStore::availableFilename(const QString &base, int firstSuffix, const
 
 void NoteStore::bringToFront(NoteController *controller)
 {
-    if (!controller || m_topController == controller)
-        return;
-    m_topController = controller;
-    // Already alone on top (the front note activated at launch or after a switch): its place in the stack is
-    // right as it is, and rewriting its file at every launch would be a write the user never asked for.
-    const qint64 z = controller->note().meta.z;
-    const bool aloneOnTop = z == m_maxZ
-        && std::none_of(m_controllers.begin(), m_controllers.end(),
-            [&](const auto &entry) { return entry.second.get() != controller && entry.second->note().meta.z == z; });
-    if (aloneOnTop)
-        return;
-    controller->note().meta.z = raisedMaxZ();
     // A file that has no properties yet is not written merely because its window was raised.
-    if (controller->note().hadMetadata)
+    if (controller && m_stacking.bringToFront(controller, controllers()) && controller->note().hadMetadata)
         noteRaised(controller);
 }
 
@@ -204,7 +189,7 @@ NoteController *NoteStore::duplicate(NoteController *controller)
     NoteMetadata meta = original.meta;
     meta.x += nearOffset;
     meta.y -= nearOffset;
-    meta.z = raisedMaxZ();
+    meta.z = m_stacking.raisedMaxZ();
     meta.hidden = false;
     // The copy is a note this application made, not an imported file: closing it must not turn it back.
     meta.adopt = false;
@@ -228,7 +213,8 @@ bool NoteStore::deleteNote(NoteController *controller)
     }
     m_known.remove(name);
     ChangeBatch batch(*this);
-    removeController(name, Unsaved::Keep, QStringLiteral("was moved to the Trash before its last changes could be saved"));
+    removeController(
+        name, Unsaved::Keep, QStringLiteral("was moved to the Trash before its last changes could be saved"));
     return true;
 }
 
@@ -292,7 +278,8 @@ NoteController *NoteStore::adoptInPlace(
     const QString &name, const Frontmatter::Parsed &parsed, bool byteOrderMark, bool quiet)
 {
     if (!insideFolder(filePath(name))) {
-        reportFailure(importFailed, QStringLiteral("“%1” links to a file outside the workspace; it is left as it is.").arg(name), quiet);
+        reportFailure(importFailed,
+            QStringLiteral("“%1” links to a file outside the workspace; it is left as it is.").arg(name), quiet);
         return nullptr;
     }
     NoteMetadata meta = nextDefaultMetadata();
@@ -350,7 +337,7 @@ NoteController *NoteStore::importFile(const QString &path, bool quiet)
     if (parsed.hadMeta) {
         // A note from another workspace keeps its look; it only goes on top of this workspace's notes.
         meta = parsed.meta;
-        meta.z = raisedMaxZ();
+        meta.z = m_stacking.raisedMaxZ();
         meta.adopt = false;
     } else {
         meta = nextDefaultMetadata();
@@ -388,84 +375,6 @@ bool NoteStore::insideFolder(const QString &path) const
     const QString real = QFileInfo(path).canonicalFilePath();
     const QString folder = QFileInfo(m_folder).canonicalFilePath();
     return !real.isEmpty() && !folder.isEmpty() && QFileInfo(real).absolutePath() == folder;
-}
-
-// --- Attachments
-
-QString NoteStore::attachmentsFolder() const
-{
-    return m_folder + QLatin1String("/attachments");
-}
-
-std::optional<QString> NoteStore::freeAttachmentPath(const QString &base, const QString &extension) const
-{
-    for (int n = 0; n < maxNameAttempts; n = n == 0 ? 2 : n + 1) {
-        const QString path = attachmentsFolder() + QLatin1Char('/') + NoteNaming::numberedName(base, n, extension);
-        const QFileInfo info(path);
-        if (!info.exists() && !info.isSymLink())
-            return path;
-    }
-    return std::nullopt;
-}
-
-std::optional<QString> NoteStore::importAttachment(const QString &sourcePath)
-{
-    const QFileInfo source(sourcePath);
-    // Already in this workspace's attachments: link to it rather than keeping a second copy.
-    if (source.isFile()
-        && QFileInfo(source.absolutePath()).canonicalFilePath() == QFileInfo(attachmentsFolder()).canonicalFilePath())
-        return NoteNaming::attachmentLink(source.fileName());
-    const auto failed = [&](const QString &error) -> std::optional<QString> {
-        qCWarning(lcStore).noquote()
-            << QStringLiteral("TackPad: attachment copy failed: %1: %2").arg(source.absoluteFilePath(), error);
-        return std::nullopt;
-    };
-    if (!source.isFile())
-        return failed(QStringLiteral("not a file"));
-    if (!QDir().mkpath(attachmentsFolder()))
-        return failed(QStringLiteral("cannot create the folder %1").arg(attachmentsFolder()));
-    const NoteNaming::SplitName split = NoteNaming::attachmentName(source.fileName());
-    QString error;
-    // A name taken between the check and the copy fails the copy; try the next free one.
-    for (int attempt = 0; attempt < 3; ++attempt) {
-        const std::optional<QString> target = freeAttachmentPath(split.base, split.extension);
-        if (!target)
-            return failed(QStringLiteral("no free file name"));
-        if (NoteFiles::copyNew(source.absoluteFilePath(), *target, &error))
-            return NoteNaming::attachmentLink(QFileInfo(*target).fileName());
-        if (!QFileInfo::exists(*target))
-            break;
-    }
-    return failed(error);
-}
-
-std::optional<QString> NoteStore::importAttachment(const QByteArray &data, const QString &preferredBaseName)
-{
-    const NoteNaming::SplitName split = NoteNaming::attachmentName(preferredBaseName);
-    const auto failed = [&](const QString &error) -> std::optional<QString> {
-        qCWarning(lcStore).noquote()
-            << QStringLiteral("TackPad: attachment write failed: %1: %2").arg(split.base, error);
-        return std::nullopt;
-    };
-    if (data.isEmpty())
-        return failed(QStringLiteral("no data"));
-    // The data decides the extension: a pasted PNG named "photo.jpg" is still a PNG.
-    QString extension = QMimeDatabase().mimeTypeForData(data).preferredSuffix();
-    if (extension.isEmpty())
-        extension = split.extension.isEmpty() ? QStringLiteral("bin") : split.extension;
-    if (!QDir().mkpath(attachmentsFolder()))
-        return failed(QStringLiteral("cannot create the folder %1").arg(attachmentsFolder()));
-    QString error;
-    for (int attempt = 0; attempt < 3; ++attempt) {
-        const std::optional<QString> target = freeAttachmentPath(split.base, extension);
-        if (!target)
-            return failed(QStringLiteral("no free file name"));
-        if (NoteFiles::writeNew(*target, data, &error))
-            return NoteNaming::attachmentLink(QFileInfo(*target).fileName());
-        if (!QFileInfo::exists(*target))
-            break;
-    }
-    return failed(error);
 }
 
 // --- Wiki links

@@ -132,8 +132,8 @@ std::optional<QString> NoteStore::keepUnsavedCopy(const QString &name, const QSt
     if (m_keptCopies.value(name) == text)
         return std::nullopt;
     QString error;
-    const std::optional<QString> copy = RecoveryFolder::keep(
-        m_folder, name, NoteFiles::encodeText(text, note.byteOrderMark), m_clock(), &error);
+    const std::optional<QString> copy
+        = RecoveryFolder::keep(m_folder, name, NoteFiles::encodeText(text, note.byteOrderMark), m_clock(), &error);
     if (!copy) {
         qCCritical(lcStore).noquote()
             << QStringLiteral("TackPad: failed to save %1 and to keep a copy of it: %2").arg(name, error);
@@ -167,8 +167,8 @@ bool NoteStore::performSave(NoteController *controller)
         // another program put there. The text goes to the recovery folder instead.
         if (hasUnsavedText(controller)) {
             if (const std::optional<QString> copy = keepUnsavedCopy(name))
-                Q_EMIT textRecovered(name, *copy,
-                    QStringLiteral("can no longer be read as a note (%1)").arg(m_detached.value(name)));
+                Q_EMIT textRecovered(
+                    name, *copy, QStringLiteral("can no longer be read as a note (%1)").arg(m_detached.value(name)));
         }
         return false;
     }
@@ -231,7 +231,8 @@ void NoteStore::takeDisplacedText(NoteController *controller, const QByteArray &
     if (read.status != NoteFiles::ReadStatus::Ok) {
         QString error;
         if (const auto kept = RecoveryFolder::keep(m_folder, controller->note().filename, displaced, m_clock(), &error))
-            Q_EMIT textRecovered(controller->note().filename, *kept, QStringLiteral("was replaced while it was being saved"));
+            Q_EMIT textRecovered(
+                controller->note().filename, *kept, QStringLiteral("was replaced while it was being saved"));
         return;
     }
     // Merge against what was expected on disk; the disk now holds the note's own text.
@@ -292,7 +293,7 @@ void NoteStore::keepConflictCopy(NoteController *controller, const Frontmatter::
     NoteMetadata meta = theirs.hadMeta ? theirs.meta : note.meta;
     meta.x = note.meta.x + conflictOffset;
     meta.y = note.meta.y - conflictOffset;
-    meta.z = raisedMaxZ();
+    meta.z = m_stacking.raisedMaxZ();
     meta.hidden = false;
     meta.adopt = false;
     if (writeNewNote(name, meta, theirs.foreign, theirs.body, QStringLiteral("Could not create note"), false, true)) {

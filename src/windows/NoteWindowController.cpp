@@ -46,8 +46,8 @@ QPalette lightPalette(bool lightForeground)
 
 } // namespace
 
-NoteWindowController::NoteWindowController(std::unique_ptr<Note> note, NoteStore &store,
-                                           const QString &lastDiskContent, NoteWindowEnvironment environment)
+NoteWindowController::NoteWindowController(
+    std::unique_ptr<Note> note, NoteStore &store, const QString &lastDiskContent, NoteWindowEnvironment environment)
     : NoteController(std::move(note), store, lastDiskContent)
     , m_environment(std::move(environment))
 {
@@ -144,11 +144,10 @@ void NoteWindowController::connectEditor()
         store().noteEdited(this);
     });
     connect(m_textView, &MarkdownTextView::linkActivated, this, &NoteWindowController::handleLink);
-    m_textView->importAttachmentFile = [this](const QUrl &file) {
-        return store().importAttachment(file.toLocalFile());
-    };
+    m_textView->importAttachmentFile
+        = [this](const QUrl &file) { return store().attachments().importFile(file.toLocalFile()); };
     m_textView->importAttachmentData = [this](const QByteArray &data, const QString &baseName) {
-        return store().importAttachment(data, baseName);
+        return store().attachments().importData(data, baseName);
     };
 }
 
@@ -164,8 +163,8 @@ QRectF NoteWindowController::frameFor(const NoteMetadata &meta)
     return frame;
 }
 
-QRectF NoteWindowController::clampToVisible(const QRectF &rect, const QList<QRectF> &visibleFrames,
-                                            const std::optional<QRectF> &mainFrame)
+QRectF NoteWindowController::clampToVisible(
+    const QRectF &rect, const QList<QRectF> &visibleFrames, const std::optional<QRectF> &mainFrame)
 {
     std::optional<QRectF> chosen;
     for (const QRectF &frame : visibleFrames) {
@@ -327,7 +326,8 @@ void NoteWindowController::applyAppearance()
 {
     const NoteMetadata &meta = note().meta;
     const Settings &settings = store().settings();
-    const QColor display = NotePalette::displayColor(NotePalette::sourceHex(meta.color, meta.isPrompt), settings.darkMode());
+    const QColor display
+        = NotePalette::displayColor(NotePalette::sourceHex(meta.color, meta.isPrompt), settings.darkMode());
     const bool lightForeground = NotePalette::usesLightForeground(display);
 
     m_window->setBackgroundColor(display);
@@ -345,7 +345,7 @@ void NoteWindowController::applyAppearance()
     m_textView->setPalette(lightPalette(lightForeground));
 
     Theme theme = m_textView->theme();
-    const Theme wanted{meta.fontSize, settings.noteFontFamily(), lightForeground};
+    const Theme wanted {meta.fontSize, settings.noteFontFamily(), lightForeground};
     if (!(theme == wanted))
         m_textView->setTheme(wanted);
 }
@@ -374,9 +374,8 @@ void NoteWindowController::applyRolledState(bool animated)
         auto *animation = new QPropertyAnimation(m_window.get(), "geometry", this);
         animation->setDuration(120);
         animation->setEndValue(target);
-        connect(animation, &QPropertyAnimation::finished, this, [this, wasSuppressed] {
-            m_suppressFrameCallbacks = wasSuppressed;
-        });
+        connect(animation, &QPropertyAnimation::finished, this,
+            [this, wasSuppressed] { m_suppressFrameCallbacks = wasSuppressed; });
         animation->start(QAbstractAnimation::DeleteWhenStopped);
         return;
     }
@@ -610,7 +609,7 @@ bool NoteWindowController::openAttachmentLink(const QString &decodedLink)
             m_environment.openUrl(QUrl::fromLocalFile(path));
     } else {
         Toast::show(QStringLiteral("Attachment not found: ") + QFileInfo(path).fileName(), Toast::defaultSeconds,
-                    m_window.get());
+            m_window.get());
     }
     return true;
 }

@@ -1,4 +1,5 @@
 #include "core/Settings.h"
+#include "support/TextFiles.h"
 
 #include <QFile>
 #include <QTemporaryDir>
@@ -19,15 +20,10 @@ private Q_SLOTS:
         QTest::addColumn<QString>("key");
         QTest::addColumn<QVariant>("registered");
         QTest::addColumn<QVariant>("userValue");
-        QTest::newRow("usePreviousNoteSettings") << u"usePreviousNoteSettings"_qs << QVariant(true) << QVariant(false);
-        QTest::newRow("fixedNoteFontSize") << u"fixedNoteFontSize"_qs << QVariant(12.0) << QVariant(20.0);
-        QTest::newRow("fixedNoteWidth") << u"fixedNoteWidth"_qs << QVariant(270.0) << QVariant(300.0);
-        QTest::newRow("fixedNoteHeight") << u"fixedNoteHeight"_qs << QVariant(260.0) << QVariant(100.0);
-        QTest::newRow("fixedNoteColor") << u"fixedNoteColor"_qs << QVariant(u"#FBF4A6"_qs) << QVariant(u"#CDE8F9"_qs);
-        QTest::newRow("fixedNoteFloat") << u"fixedNoteFloat"_qs << QVariant(false) << QVariant(true);
-        QTest::newRow("reopenLastWorkspace") << u"reopenLastWorkspace"_qs << QVariant(true) << QVariant(false);
-        QTest::newRow("globalNewNoteHotKey") << u"globalNewNoteHotKey"_qs << QVariant(true) << QVariant(false);
-        QTest::newRow("darkMode") << u"darkMode"_qs << QVariant(false) << QVariant(true);
+        // One key of each type: the values come back from the INI file as text.
+        QTest::newRow("a flag") << u"usePreviousNoteSettings"_qs << QVariant(true) << QVariant(false);
+        QTest::newRow("a number") << u"fixedNoteFontSize"_qs << QVariant(12.0) << QVariant(20.0);
+        QTest::newRow("a colour") << u"fixedNoteColor"_qs << QVariant(u"#FBF4A6"_qs) << QVariant(u"#CDE8F9"_qs);
     }
 
     void registeredDefaultsApplyUntilSet()
@@ -57,10 +53,8 @@ private Q_SLOTS:
             Settings::registerDefaults();
             QVERIFY(settings.boolValue(SettingsKey::usePreviousNoteSettings));
             QVERIFY(!settings.contains(SettingsKey::usePreviousNoteSettings));
-            QCOMPARE(Settings::registeredDefaults().size(), 9);
             // Keys without a registered default read as false, 0 and absent.
             QVERIFY(!settings.boolValue(SettingsKey::menuBarMode));
-            QCOMPARE(settings.doubleValue(SettingsKey::defaultNoteWidth), 0.0);
             QCOMPARE(settings.optionalDouble(SettingsKey::defaultNoteWidth), std::nullopt);
             QCOMPARE(settings.stringValue(SettingsKey::startupWorkspace), std::nullopt);
             QVERIFY(settings.stringList(SettingsKey::workspaces).isEmpty());
@@ -133,13 +127,11 @@ private Q_SLOTS:
         using namespace SettingsKey;
         row("flag: yes", "darkMode=yes", darkMode, true);
         row("flag: a word that is no flag keeps the default", "reopenLastWorkspace=maybe", reopenLastWorkspace, true);
-        row("flag: a list keeps the default", "reopenLastWorkspace=a, b", reopenLastWorkspace, true);
         row("flag: a stored rectangle keeps the default", "globalNewNoteHotKey=@Rect(1 2 3 4)", globalNewNoteHotKey,
             true);
         row("number: text keeps the default", "fixedNoteWidth=wide", fixedNoteWidth, 270.0);
         row("number: nan keeps the default", "fixedNoteFontSize=nan", fixedNoteFontSize, 12.0);
         row("number: overflowing keeps the default", "fixedNoteHeight=1e999", fixedNoteHeight, 260.0);
-        row("number: a list keeps the default", "fixedNoteHeight=1, 2", fixedNoteHeight, 260.0);
         row("number: none registered reads 0", "defaultNoteWidth=@Size(3 4)", defaultNoteWidth, 0.0);
         row("text: a list is no text", "aiModel=a, b", aiModel, QVariant());
         row("text: a number is text", "startupWorkspace=42", startupWorkspace, u"42"_qs);
@@ -153,7 +145,7 @@ private Q_SLOTS:
         QFETCH(QByteArray, line);
         QFETCH(QByteArray, key);
         QFETCH(QVariant, expected);
-        writeIni("[General]\n" + line + "\n");
+        writeInPlace(iniPath(), "[General]\n" + line + "\n");
         const Settings settings(iniPath());
         const char *name = key.constData();
         if (expected.typeId() == QMetaType::Bool)
@@ -170,13 +162,6 @@ private Q_SLOTS:
     }
 
 private:
-    void writeIni(const QByteArray &text)
-    {
-        QFile file(iniPath());
-        QVERIFY(file.open(QIODevice::WriteOnly | QIODevice::Truncate));
-        file.write(text);
-    }
-
     std::unique_ptr<QTemporaryDir> m_dir;
     QString iniPath() const { return m_dir->filePath(u"settings.ini"_qs); }
 };

@@ -2,6 +2,7 @@
 #include "DrawnText.h"
 #include "editor/MarkdownHighlighter.h"
 #include "editor/MarkdownTextView.h"
+#include "support/TextFiles.h"
 
 #include <QAbstractTextDocumentLayout>
 #include <QImage>
@@ -55,329 +56,285 @@ class MarkdownTextViewTest : public QObject {
     Q_OBJECT
 
 private Q_SLOTS:
-    void init();
-    void cleanup();
+    void init()
+    {
+        m_view = std::make_unique<TestableView>();
+        m_view->resize(420, 320);
+        m_view->show();
+        QVERIFY(QTest::qWaitForWindowExposed(m_view.get()));
+    }
 
-    void keysEditAsOneUndoStep_data();
-    void keysEditAsOneUndoStep();
+    void cleanup() { m_view.reset(); }
 
-    void checkboxClickTogglesAsOneUndoStep();
-    void linkClickIsReported_data();
-    void linkClickIsReported();
-    void pointerShowsWhatIsClickable();
+    void keysEditAsOneUndoStep_data()
+    {
+        // The rules behind each key are the editing commands' own tests; these rows check that the keys reach them.
+        QTest::addColumn<QString>("before");
+        QTest::addColumn<int>("key");
+        QTest::addColumn<Qt::KeyboardModifiers>("modifiers");
+        QTest::addColumn<QString>("after");
+        const auto row = [](const char *name, const QString &before, int key, Qt::KeyboardModifiers modifiers,
+                             const QString &after) { QTest::newRow(name) << before << key << modifiers << after; };
+        const Qt::KeyboardModifiers none = Qt::NoModifier;
+        row("nominal: Return continues a list", "- milk|", Qt::Key_Return, none, "- milk\n- |");
+        row("nominal: Return in a heading is a plain newline", "# Head|", Qt::Key_Return, none, "# Head\n|");
+        row("nominal: Tab indents the item", "- a|", Qt::Key_Tab, none, "    - a|");
+        row("nominal: Shift+Tab outdents", "    - a|", Qt::Key_Backtab, Qt::ShiftModifier, "- a|");
+        row("nominal: Tab outside a list inserts a tab", "a|", Qt::Key_Tab, none, "a\t|");
+        row("nominal: Ctrl+B wraps", "a [word] b", Qt::Key_B, Qt::ControlModifier, "a **[word]** b");
+        row("nominal: Ctrl+I wraps", "[word]", Qt::Key_I, Qt::ControlModifier, "*[word]*");
+        row("nominal: Ctrl+K makes a link", "see [docs] now", Qt::Key_K, Qt::ControlModifier, "see [docs]([url]) now");
+    }
 
-    void pastedImageDataGoesToTheImporter();
-    void droppedImageFilesGoToTheImporter();
-    void richTextArrivesAsPlainText();
-    void copyCarriesPlainTextOnly();
+    void keysEditAsOneUndoStep()
+    {
+        QFETCH(QString, before);
+        QFETCH(int, key);
+        QFETCH(Qt::KeyboardModifiers, modifiers);
+        QFETCH(QString, after);
+        load(*m_view, before);
+        const QString original = m_view->markdown();
+        QTest::keyClick(m_view.get(), Qt::Key(key), modifiers);
+        QCOMPARE(drawn(*m_view), after);
+        m_view->undo();
+        QCOMPARE(m_view->markdown(), original);
+        QVERIFY(!m_view->document()->isUndoAvailable());
+    }
 
-    void textEditedOnlyForRealEdits();
-    void setMarkdownKeepsTheSelection_data();
-    void setMarkdownKeepsTheSelection();
-    void replaceAllTextIsOneUndoStep();
-    void selectMatchFindsAndScrolls();
-    void longNoteIsLaidOutToTheEnd();
-    void themeAppliesFontAndColours();
+    void checkboxClickTogglesAsOneUndoStep()
+    {
+        load(*m_view, QStringLiteral("- [ ] task\nother|"));
+        QSignalSpy edited(m_view.get(), &MarkdownTextView::textEdited);
+        const int caret = m_view->textCursor().position();
+        QTest::mouseClick(m_view->viewport(), Qt::LeftButton, {}, pointOf(*m_view, 3));
+        QCOMPARE(m_view->markdown(), QStringLiteral("- [x] task\nother"));
+        QCOMPARE(m_view->textCursor().position(), caret);
+        QCOMPARE(edited.count(), 1);
+        m_view->undo();
+        QCOMPARE(m_view->markdown(), QStringLiteral("- [ ] task\nother"));
+        QVERIFY(!m_view->document()->isUndoAvailable());
+    }
+
+    void linkClickIsReported_data()
+    {
+        QTest::addColumn<QString>("text");
+        QTest::addColumn<int>("clickAt");
+        QTest::addColumn<QString>("expected");
+
+        QTest::newRow("nominal: Markdown link") << "see [site](https://x.org) now" << 6 << "https://x.org";
+        QTest::newRow("nominal: wiki link") << "[[My Note]]" << 4 << "tackpad://note/My%20Note";
+        QTest::newRow("nominal: bare address") << "at https://x.org/a ok" << 8 << "https://x.org/a";
+    }
+
+    void linkClickIsReported()
+    {
+        QFETCH(QString, text);
+        QFETCH(int, clickAt);
+        QFETCH(QString, expected);
+        load(*m_view, text + QStringLiteral("\n|"));
+        QSignalSpy clicked(m_view.get(), &MarkdownTextView::linkActivated);
+        const int caret = m_view->textCursor().position();
+        QTest::mouseClick(m_view->viewport(), Qt::LeftButton, {}, pointOf(*m_view, clickAt));
+        QCOMPARE(clicked.count(), 1);
+        QCOMPARE(clicked.first().first().toString(), expected);
+        QCOMPARE(m_view->textCursor().position(), caret);
+        QCOMPARE(m_view->markdown(), text + u'\n');
+    }
+
+    void pointerShowsWhatIsClickable()
+    {
+        load(*m_view, QStringLiteral("plain [link](u) - [ ] x\n- [ ] box\n|"));
+        QTest::mouseMove(m_view->viewport(), pointOf(*m_view, 8));
+        QTRY_COMPARE(m_view->viewport()->cursor().shape(), Qt::PointingHandCursor);
+        QTest::mouseMove(m_view->viewport(), pointOf(*m_view, 1));
+        QTRY_COMPARE(m_view->viewport()->cursor().shape(), Qt::IBeamCursor);
+        QTest::mouseMove(m_view->viewport(), pointOf(*m_view, 27));
+        QTRY_COMPARE(m_view->viewport()->cursor().shape(), Qt::PointingHandCursor);
+    }
+
+    void pastedImageDataGoesToTheImporter()
+    {
+        QImage image(7, 5, QImage::Format_RGB32);
+        image.fill(Qt::red);
+        QByteArray received;
+        QString baseName;
+        m_view->importAttachmentData = [&](const QByteArray &data, const QString &name) -> std::optional<QString> {
+            received = data;
+            baseName = name;
+            return QStringLiteral("attachments/Pasted%20Image.png");
+        };
+        load(*m_view, QStringLiteral("a |b"));
+        QMimeData mime;
+        mime.setImageData(image);
+        QVERIFY(m_view->canInsertFromMimeData(&mime));
+        m_view->insertFromMimeData(&mime);
+        QCOMPARE(QImage::fromData(received).size(), image.size());
+        QCOMPARE(baseName, QStringLiteral("Pasted Image"));
+        QCOMPARE(drawn(*m_view), QStringLiteral("a ![Pasted Image](attachments/Pasted%20Image.png)|b"));
+
+        // An import that fails inserts nothing at all.
+        m_view->importAttachmentData = [](const QByteArray &, const QString &) { return std::optional<QString>(); };
+        m_view->insertFromMimeData(&mime);
+        QCOMPARE(drawn(*m_view), QStringLiteral("a ![Pasted Image](attachments/Pasted%20Image.png)|b"));
+    }
+
+    void droppedImageFilesGoToTheImporter()
+    {
+        QTemporaryDir folder;
+        QList<QUrl> pictures;
+        for (const QString &name : {QStringLiteral("cat.png"), QStringLiteral("dog.jpg")}) {
+            QImage image(4, 4, QImage::Format_RGB32);
+            image.fill(Qt::blue);
+            QVERIFY(image.save(folder.filePath(name)));
+            pictures << QUrl::fromLocalFile(folder.filePath(name));
+        }
+        writeFile(folder.filePath(QStringLiteral("notes.txt")), QStringLiteral("hello"));
+        QList<QUrl> imported;
+        m_view->importAttachmentFile = [&](const QUrl &url) -> std::optional<QString> {
+            imported << url;
+            return QStringLiteral("attachments/") + url.fileName();
+        };
+        load(*m_view, QStringLiteral("|"));
+        QMimeData mime;
+        mime.setUrls({QUrl::fromLocalFile(folder.filePath(QStringLiteral("notes.txt")))});
+        m_view->insertFromMimeData(&mime);
+        QVERIFY(imported.isEmpty()); // a file that is no picture is not imported
+
+        load(*m_view, QStringLiteral("|"));
+        mime.setUrls(pictures);
+        QVERIFY(m_view->canInsertFromMimeData(&mime));
+        m_view->insertFromMimeData(&mime);
+        QCOMPARE(imported, pictures);
+        QCOMPARE(drawn(*m_view), QStringLiteral("![cat](attachments/cat.png)\n![dog](attachments/dog.jpg)|"));
+    }
+
+    void richTextArrivesAsPlainText()
+    {
+        load(*m_view, QStringLiteral("x|"));
+        QMimeData mime;
+        mime.setHtml(QStringLiteral("<b style='font-size:40pt'>bold</b> <i>words</i>"));
+        mime.setText(QStringLiteral("bold words"));
+        m_view->insertFromMimeData(&mime);
+        QCOMPARE(m_view->markdown(), QStringLiteral("xbold words"));
+        QTextCursor inserted(m_view->document());
+        inserted.setPosition(3);
+        QVERIFY(!inserted.charFormat().font().bold());
+        QVERIFY(inserted.charFormat().fontPointSize() < 40);
+    }
+
+    void copyCarriesPlainTextOnly()
+    {
+        load(*m_view, QStringLiteral("[# Head\n**b**]"));
+        std::unique_ptr<QMimeData> copied(m_view->createMimeDataFromSelection());
+        QCOMPARE(copied->formats(), QStringList {QStringLiteral("text/plain")});
+        QCOMPARE(copied->text(), QStringLiteral("# Head\n**b**"));
+    }
+
+    void textEditedOnlyForRealEdits()
+    {
+        load(*m_view, QStringLiteral("# a\n**b**|"));
+        QSignalSpy edited(m_view.get(), &MarkdownTextView::textEdited);
+        QTest::keyClick(m_view.get(), Qt::Key_Up);
+        QTest::keyClick(m_view.get(), Qt::Key_Down);
+        m_view->setTheme(Theme {15, std::nullopt, true});
+        m_view->highlighter()->restyleAll();
+        m_view->setMarkdown(QStringLiteral("new text"));
+        QCOMPARE(edited.count(), 0);
+
+        QTest::keyClicks(m_view.get(), QStringLiteral("ab"));
+        QCOMPARE(edited.count(), 2);
+        m_view->undo();
+        QCOMPARE(edited.count(), 3);
+        // Replacing all the text is one undo step back to what was there.
+        const QString before = m_view->markdown();
+        m_view->replaceAllText(QStringLiteral("other\ntext"));
+        QCOMPARE(edited.count(), 4);
+        m_view->undo();
+        QCOMPARE(m_view->markdown(), before);
+    }
+
+    void setMarkdownKeepsTheSelection_data()
+    {
+        QTest::addColumn<QString>("before");
+        QTest::addColumn<QString>("newText");
+        QTest::addColumn<bool>("preserving");
+        QTest::addColumn<QString>("after");
+        const auto row = [](const char *name, const QString &before, const QString &newText, bool preserving,
+                             const QString &after) { QTest::newRow(name) << before << newText << preserving << after; };
+        row("nominal: caret kept", "abc|def", "abcXYZ", true, "abc|XYZ");
+        row("nominal: selection kept", "a[bc]def", "aBCdef", true, "a[BC]def");
+        row("edge: caret clamped to a shorter text", "abcdef|", "ab", true, "ab|");
+        row("nominal: caret to the start otherwise", "abc|def", "xyz", false, "|xyz");
+    }
+
+    void setMarkdownKeepsTheSelection()
+    {
+        QFETCH(QString, before);
+        QFETCH(QString, newText);
+        QFETCH(bool, preserving);
+        QFETCH(QString, after);
+        load(*m_view, before);
+        m_view->setMarkdown(newText, preserving);
+        QCOMPARE(drawn(*m_view), after);
+        QVERIFY(!m_view->document()->isUndoAvailable());
+    }
+
+    void selectMatchFindsAndScrolls()
+    {
+        QString text;
+        for (int i = 0; i < 200; ++i)
+            text += QStringLiteral("line %1\n").arg(i);
+        text += QStringLiteral("the Needle here");
+        load(*m_view, u'|' + text);
+        QVERIFY(m_view->selectMatch(QStringLiteral("needle")));
+        QCOMPARE(m_view->textCursor().selectedText(), QStringLiteral("Needle"));
+        QVERIFY(m_view->verticalScrollBar()->value() > 0);
+        QVERIFY(m_view->viewport()->rect().contains(m_view->cursorRect().center()));
+        QVERIFY(!m_view->selectMatch(QStringLiteral("absent")));
+        QVERIFY(!m_view->selectMatch(QString()));
+    }
+
+    void longNoteIsLaidOutToTheEnd()
+    {
+        // After loading, Qt lays a long text out lazily; a restyle near the top during that time used to leave the
+        // rest never laid out.
+        QString text;
+        for (int i = 0; i < 3000; ++i)
+            text += QStringLiteral("- item **%1** with [a link](https://example.com)\n").arg(i);
+        m_view->setMarkdown(text);
+        m_view->resize(300, 320);
+        QTextCursor top(m_view->document());
+        top.setPosition(3);
+        m_view->setTextCursor(top);
+        top.insertText(QStringLiteral("x"));
+        const QTextBlock last = m_view->document()->lastBlock().previous();
+        QVERIFY(last.layout()->lineCount() > 0);
+        QVERIFY(last.layout()->position().y() > 3000 * 10);
+        const qreal bottom = last.layout()->position().y() + last.layout()->boundingRect().height();
+        QVERIFY(m_view->document()->documentLayout()->documentSize().height() > bottom);
+    }
+
+    void themeAppliesFontAndColours()
+    {
+        load(*m_view, QStringLiteral("text|"));
+        QSignalSpy layouts(m_view->document()->documentLayout(), &QAbstractTextDocumentLayout::update);
+        m_view->setTheme(m_view->theme());
+        QCOMPARE(layouts.count(), 0);
+        m_view->setTheme(Theme {18, std::nullopt, true});
+        QCOMPARE(m_view->document()->defaultFont().pointSizeF(), 18.0);
+        QCOMPARE(m_view->highlighter()->theme(), (Theme {18, std::nullopt, true}));
+
+        // Plain text is drawn in the palette's text colour, which stays the theme's whatever palette comes in.
+        const QColor themed = m_view->palette().color(QPalette::Text);
+        QPalette other;
+        other.setColor(QPalette::Text, Qt::red);
+        m_view->setPalette(other);
+        QCOMPARE(m_view->palette().color(QPalette::Text), themed);
+    }
 
 private:
     std::unique_ptr<TestableView> m_view;
 };
-
-void MarkdownTextViewTest::init()
-{
-    m_view = std::make_unique<TestableView>();
-    m_view->resize(420, 320);
-    m_view->show();
-    QVERIFY(QTest::qWaitForWindowExposed(m_view.get()));
-}
-
-void MarkdownTextViewTest::cleanup()
-{
-    m_view.reset();
-}
-
-void MarkdownTextViewTest::keysEditAsOneUndoStep_data()
-{
-    // The rules behind each key are the editing commands' own tests; these rows check that the keys reach them.
-    QTest::addColumn<QString>("before");
-    QTest::addColumn<int>("key");
-    QTest::addColumn<Qt::KeyboardModifiers>("modifiers");
-    QTest::addColumn<QString>("after");
-    const auto row = [](const char *name, const QString &before, int key, Qt::KeyboardModifiers modifiers,
-                         const QString &after) { QTest::newRow(name) << before << key << modifiers << after; };
-    const Qt::KeyboardModifiers none = Qt::NoModifier;
-    row("nominal: Return continues a list", "- milk|", Qt::Key_Return, none, "- milk\n- |");
-    row("nominal: Return on an empty item ends the list", "- a\n- |", Qt::Key_Return, none, "- a\n|");
-    row("nominal: Return in a heading is a plain newline", "# Head|", Qt::Key_Return, none, "# Head\n|");
-    row("nominal: Tab indents the item", "- a|", Qt::Key_Tab, none, "    - a|");
-    row("nominal: Shift+Tab outdents", "    - a|", Qt::Key_Backtab, Qt::ShiftModifier, "- a|");
-    row("nominal: Tab outside a list inserts a tab", "a|", Qt::Key_Tab, none, "a\t|");
-    row("nominal: Ctrl+B wraps", "a [word] b", Qt::Key_B, Qt::ControlModifier, "a **[word]** b");
-    row("nominal: Ctrl+B unwraps", "a **[word]** b", Qt::Key_B, Qt::ControlModifier, "a [word] b");
-    row("nominal: Ctrl+I wraps", "[word]", Qt::Key_I, Qt::ControlModifier, "*[word]*");
-    row("nominal: Ctrl+K makes a link", "see [docs] now", Qt::Key_K, Qt::ControlModifier, "see [docs]([url]) now");
-}
-
-void MarkdownTextViewTest::keysEditAsOneUndoStep()
-{
-    QFETCH(QString, before);
-    QFETCH(int, key);
-    QFETCH(Qt::KeyboardModifiers, modifiers);
-    QFETCH(QString, after);
-    load(*m_view, before);
-    const QString original = m_view->markdown();
-    QTest::keyClick(m_view.get(), Qt::Key(key), modifiers);
-    QCOMPARE(drawn(*m_view), after);
-    m_view->undo();
-    QCOMPARE(m_view->markdown(), original);
-    QVERIFY(!m_view->document()->isUndoAvailable());
-}
-
-void MarkdownTextViewTest::checkboxClickTogglesAsOneUndoStep()
-{
-    load(*m_view, QStringLiteral("- [ ] task\nother|"));
-    QSignalSpy edited(m_view.get(), &MarkdownTextView::textEdited);
-    const int caret = m_view->textCursor().position();
-    QTest::mouseClick(m_view->viewport(), Qt::LeftButton, {}, pointOf(*m_view, 3));
-    QCOMPARE(m_view->markdown(), QStringLiteral("- [x] task\nother"));
-    QCOMPARE(m_view->textCursor().position(), caret);
-    QCOMPARE(edited.count(), 1);
-    QTest::mouseClick(m_view->viewport(), Qt::LeftButton, {}, pointOf(*m_view, 3));
-    QCOMPARE(m_view->markdown(), QStringLiteral("- [ ] task\nother"));
-    m_view->undo();
-    QCOMPARE(m_view->markdown(), QStringLiteral("- [x] task\nother"));
-    m_view->undo();
-    QCOMPARE(m_view->markdown(), QStringLiteral("- [ ] task\nother"));
-    QVERIFY(!m_view->document()->isUndoAvailable());
-}
-
-void MarkdownTextViewTest::linkClickIsReported_data()
-{
-    QTest::addColumn<QString>("text");
-    QTest::addColumn<int>("clickAt");
-    QTest::addColumn<QString>("expected");
-
-    QTest::newRow("nominal: Markdown link") << "see [site](https://x.org) now" << 6 << "https://x.org";
-    QTest::newRow("nominal: attachment image") << "![cat](attachments/cat.png)" << 3 << "attachments/cat.png";
-    QTest::newRow("nominal: wiki link") << "[[My Note]]" << 4 << "tackpad://note/My%20Note";
-    QTest::newRow("nominal: bare address") << "at https://x.org/a ok" << 8 << "https://x.org/a";
-}
-
-void MarkdownTextViewTest::linkClickIsReported()
-{
-    QFETCH(QString, text);
-    QFETCH(int, clickAt);
-    QFETCH(QString, expected);
-    load(*m_view, text + QStringLiteral("\n|"));
-    QSignalSpy clicked(m_view.get(), &MarkdownTextView::linkActivated);
-    const int caret = m_view->textCursor().position();
-    QTest::mouseClick(m_view->viewport(), Qt::LeftButton, {}, pointOf(*m_view, clickAt));
-    QCOMPARE(clicked.count(), 1);
-    QCOMPARE(clicked.first().first().toString(), expected);
-    QCOMPARE(m_view->textCursor().position(), caret);
-    QCOMPARE(m_view->markdown(), text + u'\n');
-}
-
-void MarkdownTextViewTest::pointerShowsWhatIsClickable()
-{
-    load(*m_view, QStringLiteral("plain [link](u) - [ ] x\n- [ ] box\n|"));
-    QTest::mouseMove(m_view->viewport(), pointOf(*m_view, 8));
-    QTRY_COMPARE(m_view->viewport()->cursor().shape(), Qt::PointingHandCursor);
-    QTest::mouseMove(m_view->viewport(), pointOf(*m_view, 1));
-    QTRY_COMPARE(m_view->viewport()->cursor().shape(), Qt::IBeamCursor);
-    QTest::mouseMove(m_view->viewport(), pointOf(*m_view, 27));
-    QTRY_COMPARE(m_view->viewport()->cursor().shape(), Qt::PointingHandCursor);
-}
-
-void MarkdownTextViewTest::pastedImageDataGoesToTheImporter()
-{
-    QImage image(7, 5, QImage::Format_RGB32);
-    image.fill(Qt::red);
-    QByteArray received;
-    QString baseName;
-    m_view->importAttachmentData = [&](const QByteArray &data, const QString &name) -> std::optional<QString> {
-        received = data;
-        baseName = name;
-        return QStringLiteral("attachments/Pasted%20Image.png");
-    };
-    load(*m_view, QStringLiteral("a |b"));
-    QMimeData mime;
-    mime.setImageData(image);
-    QVERIFY(m_view->canInsertFromMimeData(&mime));
-    m_view->insertFromMimeData(&mime);
-    QCOMPARE(QImage::fromData(received).size(), image.size());
-    QCOMPARE(baseName, QStringLiteral("Pasted Image"));
-    QCOMPARE(drawn(*m_view), QStringLiteral("a ![Pasted Image](attachments/Pasted%20Image.png)|b"));
-
-    // An import that fails inserts nothing at all.
-    m_view->importAttachmentData = [](const QByteArray &, const QString &) { return std::optional<QString>(); };
-    m_view->insertFromMimeData(&mime);
-    QCOMPARE(drawn(*m_view), QStringLiteral("a ![Pasted Image](attachments/Pasted%20Image.png)|b"));
-}
-
-void MarkdownTextViewTest::droppedImageFilesGoToTheImporter()
-{
-    QTemporaryDir folder;
-    QList<QUrl> pictures;
-    for (const QString &name : {QStringLiteral("cat.png"), QStringLiteral("dog.jpg")}) {
-        QImage image(4, 4, QImage::Format_RGB32);
-        image.fill(Qt::blue);
-        QVERIFY(image.save(folder.filePath(name)));
-        pictures << QUrl::fromLocalFile(folder.filePath(name));
-    }
-    QFile text(folder.filePath(QStringLiteral("notes.txt")));
-    QVERIFY(text.open(QIODevice::WriteOnly) && text.write("hello") == 5);
-    text.close();
-    QList<QUrl> imported;
-    m_view->importAttachmentFile = [&](const QUrl &url) -> std::optional<QString> {
-        imported << url;
-        return QStringLiteral("attachments/") + url.fileName();
-    };
-    load(*m_view, QStringLiteral("|"));
-    QMimeData mime;
-    mime.setUrls({QUrl::fromLocalFile(text.fileName())});
-    m_view->insertFromMimeData(&mime);
-    QVERIFY(imported.isEmpty()); // a file that is no picture is not imported
-
-    load(*m_view, QStringLiteral("|"));
-    mime.setUrls(pictures);
-    QVERIFY(m_view->canInsertFromMimeData(&mime));
-    m_view->insertFromMimeData(&mime);
-    QCOMPARE(imported, pictures);
-    QCOMPARE(drawn(*m_view), QStringLiteral("![cat](attachments/cat.png)\n![dog](attachments/dog.jpg)|"));
-}
-
-void MarkdownTextViewTest::richTextArrivesAsPlainText()
-{
-    load(*m_view, QStringLiteral("x|"));
-    QMimeData mime;
-    mime.setHtml(QStringLiteral("<b style='font-size:40pt'>bold</b> <i>words</i>"));
-    mime.setText(QStringLiteral("bold words"));
-    m_view->insertFromMimeData(&mime);
-    QCOMPARE(m_view->markdown(), QStringLiteral("xbold words"));
-    QTextCursor inserted(m_view->document());
-    inserted.setPosition(3);
-    QVERIFY(!inserted.charFormat().font().bold());
-    QVERIFY(inserted.charFormat().fontPointSize() < 40);
-}
-
-void MarkdownTextViewTest::copyCarriesPlainTextOnly()
-{
-    load(*m_view, QStringLiteral("[# Head\n**b**]"));
-    std::unique_ptr<QMimeData> copied(m_view->createMimeDataFromSelection());
-    QCOMPARE(copied->formats(), QStringList {QStringLiteral("text/plain")});
-    QCOMPARE(copied->text(), QStringLiteral("# Head\n**b**"));
-}
-
-void MarkdownTextViewTest::textEditedOnlyForRealEdits()
-{
-    load(*m_view, QStringLiteral("# a\n**b**|"));
-    QSignalSpy edited(m_view.get(), &MarkdownTextView::textEdited);
-    QTest::keyClick(m_view.get(), Qt::Key_Up);
-    QTest::keyClick(m_view.get(), Qt::Key_Down);
-    m_view->setTheme(Theme {15, std::nullopt, true});
-    m_view->highlighter()->restyleAll();
-    m_view->setMarkdown(QStringLiteral("new text"));
-    QCOMPARE(edited.count(), 0);
-
-    QTest::keyClicks(m_view.get(), QStringLiteral("ab"));
-    QCOMPARE(edited.count(), 2);
-    m_view->undo();
-    QCOMPARE(edited.count(), 3);
-    m_view->replaceAllText(QStringLiteral("other"));
-    QCOMPARE(edited.count(), 4);
-}
-
-void MarkdownTextViewTest::setMarkdownKeepsTheSelection_data()
-{
-    QTest::addColumn<QString>("before");
-    QTest::addColumn<QString>("newText");
-    QTest::addColumn<bool>("preserving");
-    QTest::addColumn<QString>("after");
-    const auto row = [](const char *name, const QString &before, const QString &newText, bool preserving,
-                         const QString &after) { QTest::newRow(name) << before << newText << preserving << after; };
-    row("nominal: caret kept", "abc|def", "abcXYZ", true, "abc|XYZ");
-    row("nominal: selection kept", "a[bc]def", "aBCdef", true, "a[BC]def");
-    row("edge: caret clamped to a shorter text", "abcdef|", "ab", true, "ab|");
-    row("nominal: caret to the start otherwise", "abc|def", "xyz", false, "|xyz");
-}
-
-void MarkdownTextViewTest::setMarkdownKeepsTheSelection()
-{
-    QFETCH(QString, before);
-    QFETCH(QString, newText);
-    QFETCH(bool, preserving);
-    QFETCH(QString, after);
-    load(*m_view, before);
-    m_view->setMarkdown(newText, preserving);
-    QCOMPARE(drawn(*m_view), after);
-    QVERIFY(!m_view->document()->isUndoAvailable());
-}
-
-void MarkdownTextViewTest::replaceAllTextIsOneUndoStep()
-{
-    load(*m_view, QStringLiteral("# old\n- item|"));
-    m_view->replaceAllText(QStringLiteral("brand\nnew **text**"));
-    QCOMPARE(m_view->markdown(), QStringLiteral("brand\nnew **text**"));
-    m_view->undo();
-    QCOMPARE(m_view->markdown(), QStringLiteral("# old\n- item"));
-    QVERIFY(!m_view->document()->isUndoAvailable());
-    m_view->redo();
-    QCOMPARE(m_view->markdown(), QStringLiteral("brand\nnew **text**"));
-}
-
-void MarkdownTextViewTest::selectMatchFindsAndScrolls()
-{
-    QString text;
-    for (int i = 0; i < 200; ++i)
-        text += QStringLiteral("line %1\n").arg(i);
-    text += QStringLiteral("the Needle here");
-    load(*m_view, u'|' + text);
-    QVERIFY(m_view->selectMatch(QStringLiteral("needle")));
-    QCOMPARE(m_view->textCursor().selectedText(), QStringLiteral("Needle"));
-    QVERIFY(m_view->verticalScrollBar()->value() > 0);
-    QVERIFY(m_view->viewport()->rect().contains(m_view->cursorRect().center()));
-    QVERIFY(!m_view->selectMatch(QStringLiteral("absent")));
-    QVERIFY(!m_view->selectMatch(QString()));
-}
-
-void MarkdownTextViewTest::longNoteIsLaidOutToTheEnd()
-{
-    // After loading, Qt lays a long text out lazily; a restyle near the top during that time used to leave the
-    // rest never laid out.
-    QString text;
-    for (int i = 0; i < 3000; ++i)
-        text += QStringLiteral("- item **%1** with [a link](https://example.com)\n").arg(i);
-    m_view->setMarkdown(text);
-    m_view->resize(300, 320);
-    QTextCursor top(m_view->document());
-    top.setPosition(3);
-    m_view->setTextCursor(top);
-    top.insertText(QStringLiteral("x"));
-    const QTextBlock last = m_view->document()->lastBlock().previous();
-    QVERIFY(last.layout()->lineCount() > 0);
-    QVERIFY(last.layout()->position().y() > 3000 * 10);
-    const qreal bottom = last.layout()->position().y() + last.layout()->boundingRect().height();
-    QVERIFY(m_view->document()->documentLayout()->documentSize().height() > bottom);
-}
-
-void MarkdownTextViewTest::themeAppliesFontAndColours()
-{
-    load(*m_view, QStringLiteral("text|"));
-    QSignalSpy layouts(m_view->document()->documentLayout(), &QAbstractTextDocumentLayout::update);
-    m_view->setTheme(m_view->theme());
-    QCOMPARE(layouts.count(), 0);
-    m_view->setTheme(Theme {18, std::nullopt, true});
-    QCOMPARE(m_view->document()->defaultFont().pointSizeF(), 18.0);
-    QCOMPARE(m_view->palette().color(QPalette::Text), QColor::fromRgbF(0.92f, 0.92f, 0.92f, 1.0f));
-    QCOMPARE(m_view->highlighter()->theme(), (Theme {18, std::nullopt, true}));
-
-    // Plain text is drawn in the palette's text colour, which stays the theme's whatever palette comes in.
-    QPalette other;
-    other.setColor(QPalette::Text, Qt::red);
-    m_view->setPalette(other);
-    QCOMPARE(m_view->palette().color(QPalette::Text), QColor::fromRgbF(0.92f, 0.92f, 0.92f, 1.0f));
-}
 
 QTEST_MAIN(MarkdownTextViewTest)
 #include "tst_markdowntextview.moc"

@@ -47,113 +47,103 @@ class TestFolderWatcher : public QObject {
     Q_OBJECT
 
 private Q_SLOTS:
-    void reportsChange_data();
-    void reportsChange();
-    void deletedFolderAsksForFullRescan_data();
-    void deletedFolderAsksForFullRescan();
-    void queueOverflowAsksForFullRescan();
+    void reportsChange_data()
+    {
+        QTest::addColumn<FolderWatcher::Kind>("kind");
+        QTest::addColumn<QString>("change");
+
+        for (const auto &[kind, label] : {std::pair {FolderWatcher::Kind::Native, "native"},
+                 std::pair {FolderWatcher::Kind::Portable, "portable"}}) {
+            for (const char *change :
+                {"append in place", "append after an atomic replace", "create", "delete", "rename away", "rename in"}) {
+                QTest::addRow("nominal: %s watcher sees %s", label, change) << kind << QString::fromLatin1(change);
+            }
+        }
+    }
+
+    void reportsChange()
+    {
+        QFETCH(FolderWatcher::Kind, kind);
+        QFETCH(QString, change);
+        Workspace ws;
+        writeInPlace(ws.path("Note.md"), "text\n");
+        const QString outside = ws.root.path() + QLatin1String("/Outside.md");
+        writeInPlace(outside, "outside\n");
+        Reports reports;
+        const std::unique_ptr<FolderWatcher> watcher = startWatcher(ws, kind, reports);
+        QVERIFY(watcher->isActive());
+
+        QString affected = QStringLiteral("Note.md");
+        if (change == QLatin1String("append in place")) {
+            appendTo(ws.path("Note.md"), "more\n");
+        } else if (change == QLatin1String("append after an atomic replace")) {
+            // The portable watcher must re-add the file watch that the replace dropped.
+            writeAtomically(ws.path("Note.md"), "replaced\n");
+            QTRY_VERIFY(reports.covers("Note.md"));
+            reports.clear();
+            appendTo(ws.path("Note.md"), "appended\n");
+            QTRY_VERIFY(reports.names.contains("Note.md"));
+        } else if (change == QLatin1String("create")) {
+            affected = QStringLiteral("New.md");
+            writeInPlace(ws.path(affected), "new\n");
+        } else if (change == QLatin1String("delete")) {
+            QVERIFY(QFile::remove(ws.path("Note.md")));
+        } else if (change == QLatin1String("rename away")) {
+            QVERIFY(QFile::rename(ws.path("Note.md"), outside + QLatin1String(".moved")));
+        } else if (change == QLatin1String("rename in")) {
+            affected = QStringLiteral("Outside.md");
+            QVERIFY(QFile::rename(outside, ws.path(affected)));
+        }
+        QTRY_VERIFY(reports.covers(affected));
+        if (kind == FolderWatcher::Kind::Native)
+            QCOMPARE(reports.fullRescans, 0); // inotify names every file: no full rescan for one file
+    }
+
+    void deletedFolderAsksForFullRescan_data()
+    {
+        QTest::addColumn<FolderWatcher::Kind>("kind");
+        QTest::addColumn<bool>("moveAway");
+        QTest::newRow("robustness: native, folder deleted") << FolderWatcher::Kind::Native << false;
+        QTest::newRow("robustness: native, folder moved away") << FolderWatcher::Kind::Native << true;
+        QTest::newRow("robustness: portable, folder deleted") << FolderWatcher::Kind::Portable << false;
+    }
+
+    void deletedFolderAsksForFullRescan()
+    {
+        QFETCH(FolderWatcher::Kind, kind);
+        QFETCH(bool, moveAway);
+        Workspace ws;
+        writeInPlace(ws.path("Note.md"), "text\n");
+        Reports reports;
+        const std::unique_ptr<FolderWatcher> watcher = startWatcher(ws, kind, reports);
+        QVERIFY(watcher->isActive());
+
+        if (moveAway)
+            QVERIFY(QDir().rename(ws.folder, ws.root.path() + QLatin1String("/moved")));
+        else
+            QVERIFY(QDir(ws.folder).removeRecursively());
+        QTRY_VERIFY(reports.fullRescans > 0);
+        if (!moveAway)
+            QTRY_VERIFY(!watcher->isActive());
+    }
+
+    void queueOverflowAsksForFullRescan()
+    {
+        Workspace ws;
+        Reports reports;
+        const std::unique_ptr<FolderWatcher> watcher = startWatcher(ws, FolderWatcher::Kind::Native, reports);
+
+        // More events than the kernel queues (16384 by default) before the event loop reads any: alternating
+        // writes to two files are never merged into one event.
+        for (int i = 0; i < 10000; ++i)
+            appendTo(ws.path(i % 2 ? "A.md" : "B.md"), "x");
+        QTRY_VERIFY(reports.fullRescans > 0);
+        QVERIFY(watcher->isActive());
+    }
 
 private:
     TemporaryHome m_home;
 };
-
-void TestFolderWatcher::reportsChange_data()
-{
-    QTest::addColumn<FolderWatcher::Kind>("kind");
-    QTest::addColumn<QString>("change");
-
-    for (const auto &[kind, label] :
-        {std::pair {FolderWatcher::Kind::Native, "native"}, std::pair {FolderWatcher::Kind::Portable, "portable"}}) {
-        for (const char *change : {"append in place", "rewrite in place", "atomic replace",
-                 "append after an atomic replace", "create", "delete", "rename away", "rename in"}) {
-            QTest::addRow("nominal: %s watcher sees %s", label, change) << kind << QString::fromLatin1(change);
-        }
-    }
-}
-
-void TestFolderWatcher::reportsChange()
-{
-    QFETCH(FolderWatcher::Kind, kind);
-    QFETCH(QString, change);
-    Workspace ws;
-    writeInPlace(ws.path("Note.md"), "text\n");
-    const QString outside = ws.root.path() + QLatin1String("/Outside.md");
-    writeInPlace(outside, "outside\n");
-    Reports reports;
-    const std::unique_ptr<FolderWatcher> watcher = startWatcher(ws, kind, reports);
-    QVERIFY(watcher->isActive());
-
-    QString affected = QStringLiteral("Note.md");
-    if (change == QLatin1String("append in place")) {
-        appendTo(ws.path("Note.md"), "more\n");
-    } else if (change == QLatin1String("rewrite in place")) {
-        writeInPlace(ws.path("Note.md"), "rewritten\n");
-    } else if (change == QLatin1String("atomic replace")) {
-        writeAtomically(ws.path("Note.md"), "replaced\n");
-    } else if (change == QLatin1String("append after an atomic replace")) {
-        // The portable watcher must re-add the file watch that the replace dropped.
-        writeAtomically(ws.path("Note.md"), "replaced\n");
-        QTRY_VERIFY(reports.covers("Note.md"));
-        reports.clear();
-        appendTo(ws.path("Note.md"), "appended\n");
-        QTRY_VERIFY(reports.names.contains("Note.md"));
-    } else if (change == QLatin1String("create")) {
-        affected = QStringLiteral("New.md");
-        writeInPlace(ws.path(affected), "new\n");
-    } else if (change == QLatin1String("delete")) {
-        QVERIFY(QFile::remove(ws.path("Note.md")));
-    } else if (change == QLatin1String("rename away")) {
-        QVERIFY(QFile::rename(ws.path("Note.md"), outside + QLatin1String(".moved")));
-    } else if (change == QLatin1String("rename in")) {
-        affected = QStringLiteral("Outside.md");
-        QVERIFY(QFile::rename(outside, ws.path(affected)));
-    }
-    QTRY_VERIFY(reports.covers(affected));
-    if (kind == FolderWatcher::Kind::Native)
-        QCOMPARE(reports.fullRescans, 0); // inotify names every file: no full rescan for one file
-}
-
-void TestFolderWatcher::deletedFolderAsksForFullRescan_data()
-{
-    QTest::addColumn<FolderWatcher::Kind>("kind");
-    QTest::addColumn<bool>("moveAway");
-    QTest::newRow("robustness: native, folder deleted") << FolderWatcher::Kind::Native << false;
-    QTest::newRow("robustness: native, folder moved away") << FolderWatcher::Kind::Native << true;
-    QTest::newRow("robustness: portable, folder deleted") << FolderWatcher::Kind::Portable << false;
-}
-
-void TestFolderWatcher::deletedFolderAsksForFullRescan()
-{
-    QFETCH(FolderWatcher::Kind, kind);
-    QFETCH(bool, moveAway);
-    Workspace ws;
-    writeInPlace(ws.path("Note.md"), "text\n");
-    Reports reports;
-    const std::unique_ptr<FolderWatcher> watcher = startWatcher(ws, kind, reports);
-    QVERIFY(watcher->isActive());
-
-    if (moveAway)
-        QVERIFY(QDir().rename(ws.folder, ws.root.path() + QLatin1String("/moved")));
-    else
-        QVERIFY(QDir(ws.folder).removeRecursively());
-    QTRY_VERIFY(reports.fullRescans > 0);
-    if (!moveAway)
-        QTRY_VERIFY(!watcher->isActive());
-}
-
-void TestFolderWatcher::queueOverflowAsksForFullRescan()
-{
-    Workspace ws;
-    Reports reports;
-    const std::unique_ptr<FolderWatcher> watcher = startWatcher(ws, FolderWatcher::Kind::Native, reports);
-
-    // More events than the kernel queues (16384 by default) before the event loop reads any: alternating
-    // writes to two files are never merged into one event.
-    for (int i = 0; i < 10000; ++i)
-        appendTo(ws.path(i % 2 ? "A.md" : "B.md"), "x");
-    QTRY_VERIFY(reports.fullRescans > 0);
-    QVERIFY(watcher->isActive());
-}
 
 QTEST_GUILESS_MAIN(TestFolderWatcher)
 #include "tst_folderwatcher.moc"

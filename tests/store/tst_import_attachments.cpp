@@ -3,10 +3,6 @@
 
 #include "support/StoreTestSupport.h"
 
-#include "store/NoteController.h"
-#include "store/NoteNaming.h"
-#include "store/NoteStore.h"
-
 #include <QSignalSpy>
 #include <QTest>
 
@@ -16,291 +12,263 @@ class TestImportAttachments : public QObject {
     Q_OBJECT
 
 private Q_SLOTS:
-    void adoptAllGivesPropertiesAtCascadingPlaces();
-    void importFileInsideFolderAdopts();
-    void importFileFromElsewhereCopies_data();
-    void importFileFromElsewhereCopies();
-    void importFailures_data();
-    void importFailures();
-    void revertMakesAnOrdinaryFileAgain();
+    void adoptAllGivesPropertiesAtCascadingPlaces()
+    {
+        Workspace ws;
+        writeInPlace(ws.path("Existing.md"), noteText("x1 z5", "n"));
+        writeInPlace(ws.path("b.MD"), "---\ntitle: Bee\n---\nbuzz\r\n");
+        writeInPlace(ws.path("a.md"), "apple\n");
+        // Hidden files, other extensions and files that are not UTF-8 are left out.
+        writeInPlace(ws.path(".hidden.md"), "hidden\n");
+        writeInPlace(ws.path("notes.txt"), "text\n");
+        writeInPlace(ws.path("Binary.md"), "\xff\xfe\xfd");
+        NoteStore &store = ws.open();
+        QCOMPARE(store.ordinaryMarkdownCount(), std::optional<int>(2));
+        QSignalSpy changed(&store, &NoteStore::notesChanged);
 
-    void importAttachmentCopying();
-    void importAttachmentData_data();
-    void importAttachmentData();
-    void attachmentFailuresAreLogged();
+        QCOMPARE(store.adoptAllOrdinaryMarkdown(), 2);
+        QCOMPARE(changed.count(), 1);
+        QCOMPARE(store.ordinaryMarkdownCount(), std::optional<int>(0));
+        // Name order decides the cascade: "a" first.
+        QCOMPARE(readFile(ws.path("a.md")),
+            QStringLiteral("---\ntackpad: \"x80 y530 w270 h260 z6 #FBF4A6 s12 adopt\"\n---\napple\n"));
+        QCOMPARE(readFile(ws.path("b.MD")),
+            QStringLiteral("---\ntitle: Bee\ntackpad: \"x108 y502 w270 h260 z7 #FBF4A6 s12 adopt\"\n---\nbuzz\n"));
+        QCOMPARE(store.controller("b.MD")->lastDiskContent(), readFile(ws.path("b.MD")));
+        QCOMPARE(readBytes(ws.path("Binary.md")), QByteArray("\xff\xfe\xfd"));
+        // A folder that cannot be listed has no count at all.
+        QVERIFY(QDir(ws.folder).removeRecursively());
+        QCOMPARE(store.ordinaryMarkdownCount(), std::optional<int>());
+    }
 
-    void followWikiLink_data();
-    void followWikiLink();
-    void promptControllers();
+    void importFileInsideFolderAdopts()
+    {
+        Workspace ws;
+        writeInPlace(ws.path("Inside.md"), "inside\n");
+        NoteStore &store = ws.open();
+        NoteController *note = store.importFile(ws.path("Inside.md"), false);
+        QVERIFY(readFile(ws.path("Inside.md")).endsWith(QLatin1String("adopt\"\n---\ninside\n")));
+        QCOMPARE(store.importFile(ws.path("Inside.md"), false), note);
+        QCOMPARE(ws.files(), QStringList {"Inside.md"});
+    }
+
+    void importFileFromElsewhereCopies_data()
+    {
+        QTest::addColumn<QString>("sourceName");
+        QTest::addColumn<QByteArray>("sourceText");
+        QTest::addColumn<QString>("expectedName");
+        QTest::addColumn<QString>("expectedProperties");
+
+        const auto row
+            = [](const char *name, const QString &source, const QByteArray &text, const QString &target,
+                  const QString &properties) { QTest::newRow(name) << source << text << target << properties; };
+        const QString defaults = QStringLiteral("x80 y530 w270 h260 z1 #FBF4A6 s12");
+        row("nominal: an ordinary Markdown file comes in with new-note defaults", "Recipe.md", "eggs\n",
+            "Recipe (2).md", defaults);
+        row("nominal: a note of another workspace keeps its look and goes on top", "Travel.md",
+            noteText("x10 y20 w300 h200 z99 #CDE8F9 s14 float adopt", "pack\n"), "Travel.md",
+            "x10 y20 w300 h200 z1 #CDE8F9 s14 float");
+        row("nominal: a text file becomes a Markdown note", "todo.txt", "- [ ] call\n", "todo.md", defaults);
+    }
+
+    void importFileFromElsewhereCopies()
+    {
+        QFETCH(QString, sourceName);
+        QFETCH(QByteArray, sourceText);
+        QFETCH(QString, expectedName);
+        QFETCH(QString, expectedProperties);
+        Workspace ws;
+        writeInPlace(ws.path("Recipe.md"), "already here\n");
+        const QString elsewhere = ws.root.path() + QLatin1String("/elsewhere");
+        QDir().mkpath(elsewhere);
+        writeInPlace(elsewhere + QLatin1Char('/') + sourceName, sourceText);
+        NoteStore &store = ws.open();
+
+        NoteController *note = store.importFile(elsewhere + QLatin1Char('/') + sourceName, false);
+        QCOMPARE(note->note().filename, expectedName);
+        QCOMPARE(
+            Frontmatter::propertyLine(note->note().meta), QStringLiteral("tackpad: \"%1\"").arg(expectedProperties));
+        QCOMPARE(readFile(ws.path(expectedName)), note->lastDiskContent());
+        // The original stays where it was, untouched; so does the namesake in the folder.
+        QCOMPARE(readBytes(elsewhere + QLatin1Char('/') + sourceName), sourceText);
+        QCOMPARE(readFile(ws.path("Recipe.md")), QStringLiteral("already here\n"));
+    }
+
+    void importFailures_data()
+    {
+        QTest::addColumn<QString>("source");
+        QTest::addColumn<bool>("quiet");
+        QTest::newRow("robustness: a missing file is alerted") << "missing.md" << false;
+        QTest::newRow("robustness: a file that is not UTF-8 is alerted") << "latin1.md" << false;
+        QTest::newRow("robustness: quiet imports alert nothing") << "missing.md" << true;
+    }
+
+    void importFailures()
+    {
+        QFETCH(QString, source);
+        QFETCH(bool, quiet);
+        Workspace ws;
+        const QString elsewhere = ws.root.path();
+        writeInPlace(elsewhere + QLatin1String("/latin1.md"), "caf\xe9\n");
+        NoteStore &store = ws.open();
+        if (quiet)
+            QTest::ignoreMessage(QtWarningMsg, QRegularExpression(QStringLiteral("^TackPad: Could not import note: ")));
+        QVERIFY(!store.importFile(elsewhere + QLatin1Char('/') + source, quiet));
+        QCOMPARE(ws.alertMessages(), quiet ? QStringList {} : QStringList {"Could not import note"});
+        QCOMPARE(ws.files(), QStringList {});
+    }
+
+    void revertMakesAnOrdinaryFileAgain()
+    {
+        Workspace ws;
+        writeInPlace(ws.path("Adopted.md"), "---\ntitle: Kept\ntackpad: \"x1 adopt\"\n---\nbody\n");
+        writeInPlace(ws.path("Bare.md"), noteText("x1 adopt", "bare\n"));
+        NoteStore &store = ws.open();
+        NoteController *adopted = store.controller("Adopted.md");
+        edit(store, adopted, QStringLiteral("edited, not yet saved\n"));
+        QSignalSpy changed(&store, &NoteStore::notesChanged);
+
+        QVERIFY(store.revert(adopted));
+        QCOMPARE(readFile(ws.path("Adopted.md")), QStringLiteral("---\ntitle: Kept\n---\nedited, not yet saved\n"));
+        QVERIFY(!store.controller("Adopted.md"));
+        QCOMPARE(changed.count(), 1);
+
+        QVERIFY(store.revert(store.controller("Bare.md")));
+        QCOMPARE(readFile(ws.path("Bare.md")), QStringLiteral("bare\n"));
+        // Both are ordinary Markdown files again, and a rescan leaves them so.
+        store.rescan();
+        QCOMPARE(store.controllerCount(), 0);
+        QCOMPARE(store.ordinaryMarkdownCount(), std::optional<int>(2));
+    }
+
+    void importAttachmentCopying()
+    {
+        Workspace ws;
+        NoteStore &store = ws.open();
+        const NoteAttachments &attachments = store.attachments();
+        const QString source = ws.root.path() + QLatin1String("/Screen Shot.PNG");
+        writeInPlace(source, "\x89PNG\r\n\x1a\nfake");
+
+        QCOMPARE(attachments.importFile(source), std::optional<QString>("attachments/Screen%20Shot.png"));
+        QCOMPARE(attachments.importFile(source), std::optional<QString>("attachments/Screen%20Shot%20%282%29.png"));
+        QCOMPARE(readBytes(ws.path("attachments/Screen Shot (2).png")), QByteArray("\x89PNG\r\n\x1a\nfake"));
+        // A file already in the attachments folder is linked, not copied again.
+        QCOMPARE(attachments.importFile(ws.path("attachments/Screen Shot.png")),
+            std::optional<QString>("attachments/Screen%20Shot.png"));
+        QCOMPARE(QDir(ws.path("attachments")).entryList(QDir::Files | QDir::Hidden).size(), 2);
+        // Attachments never become notes.
+        store.rescan();
+        QCOMPARE(store.controllerCount(), 0);
+    }
+
+    void importAttachmentData_data()
+    {
+        QTest::addColumn<QByteArray>("data");
+        QTest::addColumn<QString>("preferredBaseName");
+        QTest::addColumn<QString>("link");
+
+        static const char pngBytes[] = "\x89PNG\r\n\x1a\n\0\0\0\rIHDR\0\0\0\1\0\0\0\1\x08\x06\0\0\0";
+        static const char jpegBytes[] = "\xff\xd8\xff\xe0\0\x10JFIF\0";
+        const QByteArray png(pngBytes, sizeof pngBytes - 1);
+        const QByteArray jpeg(jpegBytes, sizeof jpegBytes - 1);
+        const auto row = [](const char *name, const QByteArray &data, const QString &base, const QString &link) {
+            QTest::newRow(name) << data << base << link;
+        };
+        row("nominal: JPEG data gets .jpg", jpeg, "photo", "attachments/photo.jpg");
+        row("nominal: the data decides, not the name", png, "Pasted holiday.jpg", "attachments/Pasted%20holiday.png");
+        row("robustness: a hostile name stays inside the folder", png, "../../etc/passwd", "attachments/passwd.png");
+        row("robustness: a name with nothing usable", png, "...", "attachments/attachment.png");
+        row("robustness: characters that end or confuse a link are encoded", png, "a]b<c>d#e?f%g",
+            "attachments/a%5Db%3Cc%3Ed%23e%3Ff%25g.png");
+        row("robustness: non-ASCII is linked as UTF-8 bytes", png, QStringLiteral("café"), "attachments/caf%C3%A9.png");
+    }
+
+    void importAttachmentData()
+    {
+        QFETCH(QByteArray, data);
+        QFETCH(QString, preferredBaseName);
+        QFETCH(QString, link);
+        Workspace ws;
+        QCOMPARE(NoteAttachments(ws.folder).importData(data, preferredBaseName), std::optional<QString>(link));
+        const QString written = ws.path(QUrl::fromPercentEncoding(link.toUtf8()));
+        QCOMPARE(readBytes(written), data);
+        QCOMPARE(QDir(ws.path("attachments")).count(), 3u); // no temporary file left beside it
+    }
+
+    void attachmentFailuresAreLogged()
+    {
+        Workspace ws;
+        const NoteAttachments attachments(ws.folder);
+        QTest::ignoreMessage(
+            QtWarningMsg, QRegularExpression(QStringLiteral("^TackPad: attachment copy failed: .*nope")));
+        QCOMPARE(attachments.importFile(ws.root.path() + QLatin1String("/nope.png")), std::optional<QString>());
+        QTest::ignoreMessage(QtWarningMsg, QRegularExpression(QStringLiteral("^TackPad: attachment write failed: ")));
+        QCOMPARE(attachments.importData(QByteArray(), QStringLiteral("empty")), std::optional<QString>());
+
+        // A file stands where the attachments folder should be.
+        writeInPlace(ws.path("attachments"), "in the way");
+        QTest::ignoreMessage(QtWarningMsg, QRegularExpression(QStringLiteral("^TackPad: attachment write failed: ")));
+        QCOMPARE(attachments.importData(QByteArray("data"), QStringLiteral("x")), std::optional<QString>());
+        QCOMPARE(readFile(ws.path("attachments")), QStringLiteral("in the way"));
+    }
+
+    void followWikiLink_data()
+    {
+        QTest::addColumn<QString>("target");
+        QTest::addColumn<QString>("expectedFile");
+        QTest::addColumn<bool>("created");
+
+        const auto row = [](const char *name, const QString &target, const QString &file, bool created) {
+            QTest::newRow(name) << target << file << created;
+        };
+        row("nominal: the title matches ignoring case", "shopping LIST", "Shopping List.md", false);
+        row("nominal: a hidden note is revealed", "Secret", "Secret.md", false);
+        row("nominal: a missing note is created", "Ideas", "Ideas.md", true);
+        row("nominal: a title needing a safe file name finds it the second time", "Q3/Q4", "Q3-Q4.md", false);
+        row("nominal: an ordinary file of that name becomes the note", "Plain", "Plain.md", false);
+    }
+
+    void followWikiLink()
+    {
+        QFETCH(QString, target);
+        QFETCH(QString, expectedFile);
+        QFETCH(bool, created);
+        Workspace ws;
+        writeInPlace(ws.path("Source.md"), noteText("x500 y500 z3", "see [[...]]\n"));
+        writeInPlace(ws.path("Shopping List.md"), noteText("x1 rolled", "milk\n"));
+        writeInPlace(ws.path("Secret.md"), noteText("x1 hidden", "psst\n"));
+        writeInPlace(ws.path("Q3-Q4.md"), noteText("x1", "plan\n"));
+        writeInPlace(ws.path("Plain.md"), "plain\n");
+        NoteStore &store = ws.open();
+        const int before = store.controllerCount();
+        ws.log->clear();
+
+        NoteController *note = store.followWikiLink(target, store.controller("Source.md"));
+        QCOMPARE(note->note().filename, expectedFile);
+        QCOMPARE(store.controllerCount(), before + (created || expectedFile == QLatin1String("Plain.md") ? 1 : 0));
+        QVERIFY(!note->note().meta.hidden);
+        QVERIFY(!note->note().meta.rolledUp);
+        QVERIFY(ws.log->contains(QLatin1String("showWindow key ") + expectedFile));
+        if (created) {
+            QCOMPARE(QPointF(note->note().meta.x, note->note().meta.y), QPointF(524, 476)); // beside the source
+            QVERIFY(QFileInfo::exists(ws.path(expectedFile)));
+        }
+    }
+
+    void promptControllers()
+    {
+        Workspace ws;
+        writeInPlace(ws.path("Summarise.md"), noteText("x1 prompt", "Summarise"));
+        writeInPlace(ws.path("Note.md"), noteText("x1", "n"));
+        writeInPlace(ws.path("Fix 10.md"), noteText("x1 prompt", "f"));
+        writeInPlace(ws.path("Fix 9.md"), noteText("x1 prompt hidden", "f"));
+        NoteStore &store = ws.open();
+        QCOMPARE(filenames(store.promptControllers()), (QStringList {"Fix 9.md", "Fix 10.md", "Summarise.md"}));
+    }
 
 private:
     TemporaryHome m_home;
 };
-
-void TestImportAttachments::adoptAllGivesPropertiesAtCascadingPlaces()
-{
-    Workspace ws;
-    writeInPlace(ws.path("Existing.md"), noteText("x1 z5", "n"));
-    writeInPlace(ws.path("b.MD"), "---\ntitle: Bee\n---\nbuzz\r\n");
-    writeInPlace(ws.path("a.md"), "apple\n");
-    // Hidden files, other extensions and files that are not UTF-8 are left out.
-    writeInPlace(ws.path(".hidden.md"), "hidden\n");
-    writeInPlace(ws.path("notes.txt"), "text\n");
-    writeInPlace(ws.path("Binary.md"), "\xff\xfe\xfd");
-    NoteStore &store = ws.open();
-    QCOMPARE(store.ordinaryMarkdownCount(), std::optional<int>(2));
-    QSignalSpy changed(&store, &NoteStore::notesChanged);
-
-    QCOMPARE(store.adoptAllOrdinaryMarkdown(), 2);
-    QCOMPARE(changed.count(), 1);
-    QCOMPARE(store.ordinaryMarkdownCount(), std::optional<int>(0));
-    // Name order decides the cascade: "a" first.
-    QCOMPARE(readFile(ws.path("a.md")),
-        QStringLiteral("---\ntackpad: \"x80 y530 w270 h260 z6 #FBF4A6 s12 adopt\"\n---\napple\n"));
-    QCOMPARE(readFile(ws.path("b.MD")),
-        QStringLiteral("---\ntitle: Bee\ntackpad: \"x108 y502 w270 h260 z7 #FBF4A6 s12 adopt\"\n---\nbuzz\n"));
-    QVERIFY(store.controller("b.MD")->note().meta.adopt);
-    QCOMPARE(store.controller("b.MD")->lastDiskContent(), readFile(ws.path("b.MD")));
-    QCOMPARE(readBytes(ws.path("Binary.md")), QByteArray("\xff\xfe\xfd"));
-    // A folder that cannot be listed has no count at all.
-    QVERIFY(QDir(ws.folder).removeRecursively());
-    QCOMPARE(store.ordinaryMarkdownCount(), std::optional<int>());
-}
-
-void TestImportAttachments::importFileInsideFolderAdopts()
-{
-    Workspace ws;
-    writeInPlace(ws.path("Inside.md"), "inside\n");
-    NoteStore &store = ws.open();
-    NoteController *note = store.importFile(ws.path("Inside.md"), false);
-    QVERIFY(note);
-    QVERIFY(note->note().meta.adopt);
-    QCOMPARE(note->note().filename, QStringLiteral("Inside.md"));
-    QVERIFY(readFile(ws.path("Inside.md")).endsWith(QLatin1String("adopt\"\n---\ninside\n")));
-    QCOMPARE(store.importFile(ws.path("Inside.md"), false), note);
-    QCOMPARE(ws.files(), QStringList {"Inside.md"});
-}
-
-void TestImportAttachments::importFileFromElsewhereCopies_data()
-{
-    QTest::addColumn<QString>("sourceName");
-    QTest::addColumn<QByteArray>("sourceText");
-    QTest::addColumn<QString>("expectedName");
-    QTest::addColumn<QString>("expectedProperties");
-
-    const auto row = [](const char *name, const QString &source, const QByteArray &text, const QString &target,
-                         const QString &properties) { QTest::newRow(name) << source << text << target << properties; };
-    const QString defaults = QStringLiteral("x80 y530 w270 h260 z1 #FBF4A6 s12");
-    row("nominal: an ordinary Markdown file comes in with new-note defaults", "Recipe.md", "eggs\n", "Recipe (2).md",
-        defaults);
-    row("nominal: a note of another workspace keeps its look and goes on top", "Travel.md",
-        noteText("x10 y20 w300 h200 z99 #CDE8F9 s14 float adopt", "pack\n"), "Travel.md",
-        "x10 y20 w300 h200 z1 #CDE8F9 s14 float");
-    row("nominal: a text file becomes a Markdown note", "todo.txt", "- [ ] call\n", "todo.md", defaults);
-}
-
-void TestImportAttachments::importFileFromElsewhereCopies()
-{
-    QFETCH(QString, sourceName);
-    QFETCH(QByteArray, sourceText);
-    QFETCH(QString, expectedName);
-    QFETCH(QString, expectedProperties);
-    Workspace ws;
-    writeInPlace(ws.path("Recipe.md"), "already here\n");
-    const QString elsewhere = ws.root.path() + QLatin1String("/elsewhere");
-    QDir().mkpath(elsewhere);
-    writeInPlace(elsewhere + QLatin1Char('/') + sourceName, sourceText);
-    NoteStore &store = ws.open();
-
-    NoteController *note = store.importFile(elsewhere + QLatin1Char('/') + sourceName, false);
-    QVERIFY(note);
-    QCOMPARE(note->note().filename, expectedName);
-    QCOMPARE(Frontmatter::propertyLine(note->note().meta), QStringLiteral("tackpad: \"%1\"").arg(expectedProperties));
-    QCOMPARE(readFile(ws.path(expectedName)), note->lastDiskContent());
-    // The original stays where it was, untouched; so does the namesake in the folder.
-    QCOMPARE(readBytes(elsewhere + QLatin1Char('/') + sourceName), sourceText);
-    QCOMPARE(readFile(ws.path("Recipe.md")), QStringLiteral("already here\n"));
-}
-
-void TestImportAttachments::importFailures_data()
-{
-    QTest::addColumn<QString>("source");
-    QTest::addColumn<bool>("quiet");
-    QTest::newRow("robustness: a missing file is alerted") << "missing.md" << false;
-    QTest::newRow("robustness: a folder is alerted") << "folder.md" << false;
-    QTest::newRow("robustness: a file that is not UTF-8 is alerted") << "latin1.md" << false;
-    QTest::newRow("robustness: quiet imports alert nothing") << "missing.md" << true;
-}
-
-void TestImportAttachments::importFailures()
-{
-    QFETCH(QString, source);
-    QFETCH(bool, quiet);
-    Workspace ws;
-    const QString elsewhere = ws.root.path() + QLatin1String("/elsewhere");
-    QDir().mkpath(elsewhere + QLatin1String("/folder.md"));
-    writeInPlace(elsewhere + QLatin1String("/latin1.md"), "caf\xe9\n");
-    NoteStore &store = ws.open();
-    if (quiet)
-        QTest::ignoreMessage(QtWarningMsg, QRegularExpression(QStringLiteral("^TackPad: Could not import note: ")));
-    QVERIFY(!store.importFile(elsewhere + QLatin1Char('/') + source, quiet));
-    QCOMPARE(ws.alertMessages(), quiet ? QStringList {} : QStringList {"Could not import note"});
-    QCOMPARE(ws.files(), QStringList {});
-}
-
-void TestImportAttachments::revertMakesAnOrdinaryFileAgain()
-{
-    Workspace ws;
-    writeInPlace(ws.path("Adopted.md"), "---\ntitle: Kept\ntackpad: \"x1 adopt\"\n---\nbody\n");
-    writeInPlace(ws.path("Bare.md"), noteText("x1 adopt", "bare\n"));
-    NoteStore &store = ws.open();
-    NoteController *adopted = store.controller("Adopted.md");
-    adopted->note().body = QStringLiteral("edited, not yet saved\n");
-    store.noteEdited(adopted);
-    QSignalSpy changed(&store, &NoteStore::notesChanged);
-
-    QVERIFY(store.revert(adopted));
-    QCOMPARE(readFile(ws.path("Adopted.md")), QStringLiteral("---\ntitle: Kept\n---\nedited, not yet saved\n"));
-    QVERIFY(!store.controller("Adopted.md"));
-    QCOMPARE(changed.count(), 1);
-    QVERIFY(ws.log->contains("closeWindow Adopted.md"));
-
-    QVERIFY(store.revert(store.controller("Bare.md")));
-    QCOMPARE(readFile(ws.path("Bare.md")), QStringLiteral("bare\n"));
-    // Both are ordinary Markdown files again, and a rescan leaves them so.
-    store.rescan();
-    QCOMPARE(store.controllerCount(), 0);
-    QCOMPARE(store.ordinaryMarkdownCount(), std::optional<int>(2));
-}
-
-void TestImportAttachments::importAttachmentCopying()
-{
-    Workspace ws;
-    NoteStore &store = ws.open();
-    const QString source = ws.root.path() + QLatin1String("/Screen Shot.PNG");
-    writeInPlace(source, "\x89PNG\r\n\x1a\nfake");
-
-    QCOMPARE(store.importAttachment(source), std::optional<QString>("attachments/Screen%20Shot.png"));
-    QCOMPARE(store.importAttachment(source), std::optional<QString>("attachments/Screen%20Shot%20%282%29.png"));
-    QCOMPARE(readBytes(ws.path("attachments/Screen Shot (2).png")), QByteArray("\x89PNG\r\n\x1a\nfake"));
-    // A file already in the attachments folder is linked, not copied again.
-    QCOMPARE(store.importAttachment(ws.path("attachments/Screen Shot.png")),
-        std::optional<QString>("attachments/Screen%20Shot.png"));
-    QCOMPARE(QDir(ws.path("attachments")).entryList(QDir::Files | QDir::Hidden).size(), 2);
-    // Attachments never become notes.
-    store.rescan();
-    QCOMPARE(store.controllerCount(), 0);
-}
-
-void TestImportAttachments::importAttachmentData_data()
-{
-    QTest::addColumn<QByteArray>("data");
-    QTest::addColumn<QString>("preferredBaseName");
-    QTest::addColumn<QString>("link");
-
-    static const char pngBytes[] = "\x89PNG\r\n\x1a\n\0\0\0\rIHDR\0\0\0\1\0\0\0\1\x08\x06\0\0\0";
-    static const char jpegBytes[] = "\xff\xd8\xff\xe0\0\x10JFIF\0";
-    const QByteArray png(pngBytes, sizeof pngBytes - 1);
-    const QByteArray jpeg(jpegBytes, sizeof jpegBytes - 1);
-    const auto row = [](const char *name, const QByteArray &data, const QString &base, const QString &link) {
-        QTest::newRow(name) << data << base << link;
-    };
-    row("nominal: JPEG data gets .jpg", jpeg, "photo", "attachments/photo.jpg");
-    row("nominal: the data decides, not the name", png, "Pasted holiday.jpg", "attachments/Pasted%20holiday.png");
-    row("robustness: a hostile name stays inside the folder", png, "../../etc/passwd", "attachments/passwd.png");
-    row("robustness: a name with nothing usable", png, "...", "attachments/attachment.png");
-    row("robustness: characters that end or confuse a link are encoded", png, "a]b<c>d#e?f%g",
-        "attachments/a%5Db%3Cc%3Ed%23e%3Ff%25g.png");
-    row("robustness: non-ASCII is linked as UTF-8 bytes", png, QStringLiteral("café"), "attachments/caf%C3%A9.png");
-}
-
-void TestImportAttachments::importAttachmentData()
-{
-    QFETCH(QByteArray, data);
-    QFETCH(QString, preferredBaseName);
-    QFETCH(QString, link);
-    Workspace ws;
-    NoteStore &store = ws.open();
-    QCOMPARE(store.importAttachment(data, preferredBaseName), std::optional<QString>(link));
-    const QString written = ws.path(QUrl::fromPercentEncoding(link.toUtf8()));
-    QCOMPARE(readBytes(written), data);
-    QCOMPARE(QDir(ws.path("attachments")).entryList(QDir::Files | QDir::Hidden),
-        QStringList {QFileInfo(written).fileName()});
-}
-
-void TestImportAttachments::attachmentFailuresAreLogged()
-{
-    Workspace ws;
-    NoteStore &store = ws.open();
-    QTest::ignoreMessage(QtWarningMsg, QRegularExpression(QStringLiteral("^TackPad: attachment copy failed: .*nope")));
-    QCOMPARE(store.importAttachment(ws.root.path() + QLatin1String("/nope.png")), std::optional<QString>());
-    QTest::ignoreMessage(QtWarningMsg, QRegularExpression(QStringLiteral("^TackPad: attachment write failed: ")));
-    QCOMPARE(store.importAttachment(QByteArray(), QStringLiteral("empty")), std::optional<QString>());
-
-    // A file stands where the attachments folder should be.
-    writeInPlace(ws.path("attachments"), "in the way");
-    QTest::ignoreMessage(QtWarningMsg, QRegularExpression(QStringLiteral("^TackPad: attachment write failed: ")));
-    QCOMPARE(store.importAttachment(QByteArray("data"), QStringLiteral("x")), std::optional<QString>());
-    QCOMPARE(readFile(ws.path("attachments")), QStringLiteral("in the way"));
-    QVERIFY(ws.alerts.shown.isEmpty());
-}
-
-void TestImportAttachments::followWikiLink_data()
-{
-    QTest::addColumn<QString>("target");
-    QTest::addColumn<QString>("expectedFile");
-    QTest::addColumn<bool>("created");
-
-    const auto row = [](const char *name, const QString &target, const QString &file, bool created) {
-        QTest::newRow(name) << target << file << created;
-    };
-    row("nominal: the title matches ignoring case", "shopping LIST", "Shopping List.md", false);
-    row("nominal: a hidden note is revealed", "Secret", "Secret.md", false);
-    row("nominal: a missing note is created", "Ideas", "Ideas.md", true);
-    row("nominal: a title needing a safe file name finds it the second time", "Q3/Q4", "Q3-Q4.md", false);
-    row("nominal: an ordinary file of that name becomes the note", "Plain", "Plain.md", false);
-}
-
-void TestImportAttachments::followWikiLink()
-{
-    QFETCH(QString, target);
-    QFETCH(QString, expectedFile);
-    QFETCH(bool, created);
-    Workspace ws;
-    writeInPlace(ws.path("Source.md"), noteText("x500 y500 z3", "see [[...]]\n"));
-    writeInPlace(ws.path("Shopping List.md"), noteText("x1 rolled", "milk\n"));
-    writeInPlace(ws.path("Secret.md"), noteText("x1 hidden", "psst\n"));
-    writeInPlace(ws.path("Q3-Q4.md"), noteText("x1", "plan\n"));
-    writeInPlace(ws.path("Plain.md"), "plain\n");
-    NoteStore &store = ws.open();
-    const int before = store.controllerCount();
-    ws.log->clear();
-
-    NoteController *note = store.followWikiLink(target, store.controller("Source.md"));
-    QVERIFY(note);
-    QCOMPARE(note->note().filename, expectedFile);
-    QCOMPARE(store.controllerCount(), before + (created || expectedFile == QLatin1String("Plain.md") ? 1 : 0));
-    QVERIFY(!note->note().meta.hidden);
-    QVERIFY(!note->note().meta.rolledUp);
-    QVERIFY(ws.log->contains(QLatin1String("showWindow key ") + expectedFile));
-    QVERIFY(ws.log->contains(QLatin1String("focusEditor ") + expectedFile));
-    if (created) {
-        QCOMPARE(note->note().meta.x, 524.0);
-        QCOMPARE(note->note().meta.y, 476.0);
-        QVERIFY(QFileInfo::exists(ws.path(expectedFile)));
-    }
-}
-
-void TestImportAttachments::promptControllers()
-{
-    Workspace ws;
-    writeInPlace(ws.path("Summarise.md"), noteText("x1 prompt", "Summarise"));
-    writeInPlace(ws.path("Note.md"), noteText("x1", "n"));
-    writeInPlace(ws.path("Fix 10.md"), noteText("x1 prompt", "f"));
-    writeInPlace(ws.path("Fix 9.md"), noteText("x1 prompt hidden", "f"));
-    NoteStore &store = ws.open();
-    QCOMPARE(filenames(store.promptControllers()), (QStringList {"Fix 9.md", "Fix 10.md", "Summarise.md"}));
-}
 
 QTEST_GUILESS_MAIN(TestImportAttachments)
 #include "tst_import_attachments.moc"

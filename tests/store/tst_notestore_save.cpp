@@ -3,8 +3,6 @@
 #include "support/StoreTestSupport.h"
 
 #include "notes/Frontmatter.h"
-#include "store/NoteController.h"
-#include "store/NoteStore.h"
 #include "store/RecoveryFolder.h"
 
 #include <QElapsedTimer>
@@ -17,175 +15,158 @@ class TestNoteStoreSave : public QObject {
     Q_OBJECT
 
 private Q_SLOTS:
-    void editsAreDebouncedIntoOneWrite();
-    void unchangedTextWritesNothing();
-    void saveWritesTheWholeFileAtomically();
-    void failedSaveIsLoggedAndKeepsText_data();
-    void failedSaveIsLoggedAndKeepsText();
-    void raiseSchedulesLongerSave_data();
-    void raiseSchedulesLongerSave();
+    // Quick edits give one write, and every edit restarts the wait.
+    void editsAreDebouncedIntoOneWrite()
+    {
+        Workspace ws;
+        NoteController *note = ws.openWith("Note.md", noteText("x1", "start\n"), true);
+        NoteStore &store = *ws.store;
+        QSignalSpy written(&store, &NoteStore::noteWritten);
+
+        for (int i = 0; i < 10; ++i)
+            edit(store, note, QStringLiteral("edit %1\n").arg(i));
+        QElapsedTimer sinceLastEdit;
+        QTimer::singleShot(400, &store, [&] {
+            edit(store, note, QStringLiteral("last\n"));
+            sinceLastEdit.start();
+        });
+        QVERIFY(written.wait(3000));
+        // Timers may fire a few per cent early; the write still waited for the full delay after the last edit.
+        QVERIFY2(sinceLastEdit.isValid() && sinceLastEdit.elapsed() >= 700,
+            qPrintable(QString::number(sinceLastEdit.elapsed())));
+        QVERIFY(readFile(ws.path("Note.md")).endsWith(QLatin1String("last\n")));
+        QVERIFY(!store.hasPendingSave("Note.md"));
+        QCOMPARE(written.count(), 1);
+    }
+
+    void unchangedTextWritesNothing()
+    {
+        Workspace ws;
+        NoteController *note = ws.openWith("Note.md", noteText("x1 y2 w300 h200 z3 #FBF4A6 s12", "same\n"));
+        NoteStore &store = *ws.store;
+        QSignalSpy written(&store, &NoteStore::noteWritten);
+
+        note->note().body = QStringLiteral("changed\n");
+        note->note().body = QStringLiteral("same\n");
+        store.noteReplaced(note);
+        QTRY_VERIFY(!store.hasPendingSave("Note.md"));
+        QCOMPARE(written.count(), 0);
+    }
+
+    void saveWritesTheWholeFileAtomically()
+    {
+        Workspace ws;
+        NoteController *note = ws.openWith("Note.md", "---\ntitle: Shopping\ntackpad: \"x1\"\n---\n- milk\n");
+        NoteStore &store = *ws.store;
+
+        note->note().meta.color = QStringLiteral("#B8E0F5");
+        note->note().body += QLatin1String("- bread\n");
+        store.noteReplaced(note);
+        store.flushAllSaves();
+        const QString expected = QStringLiteral(
+            "---\ntitle: Shopping\ntackpad: \"x1 y120 w270 h260 z0 #B8E0F5 s12\"\n---\n- milk\n- bread\n");
+        QCOMPARE(readFile(ws.path("Note.md")), expected);
+        QCOMPARE(note->lastDiskContent(), expected);
+        QCOMPARE(ws.files(), QStringList {"Note.md"}); // no temporary file left beside it
+    }
+
+    void failedSaveIsLoggedAndKeepsText_data()
+    {
+        QTest::addColumn<QString>("obstacle");
+        QTest::newRow("robustness: the file was made read-only") << QStringLiteral("read-only");
+        QTest::newRow("robustness: a folder took the file's place") << QStringLiteral("folder");
+    }
+
+    void failedSaveIsLoggedAndKeepsText()
+    {
+        QFETCH(QString, obstacle);
+        Workspace ws;
+        NoteController *note = ws.openWith("Note.md", noteText("x1", "on disk\n"));
+        NoteStore &store = *ws.store;
+        const QString diskBefore = note->lastDiskContent();
+
+        const bool readOnly = obstacle == QLatin1String("read-only");
+        if (readOnly)
+            QVERIFY(QFile::setPermissions(ws.path("Note.md"), QFileDevice::ReadOwner | QFileDevice::ReadGroup));
+        else
+            QVERIFY(QFile::remove(ws.path("Note.md")) && QDir().mkdir(ws.path("Note.md")));
+        QSignalSpy failed(&store, &NoteStore::saveFailed);
+        const QRegularExpression failure(QStringLiteral("^TackPad: failed to save Note\\.md: .+"));
+        for (const char *typed : {"typed\n", "typed more\n"}) {
+            note->note().body = QString::fromUtf8(typed);
+            QTest::ignoreMessage(QtWarningMsg, failure);
+            store.noteReplaced(note);
+            store.flushAllSaves();
+        }
+        QCOMPARE(failed.count(), 1); // the user is told once, not on every keystroke
+        QCOMPARE(note->note().body, QStringLiteral("typed more\n"));
+        QCOMPARE(note->lastDiskContent(), diskBefore);
+
+        if (readOnly) {
+            QCOMPARE(readFile(ws.path("Note.md")), diskBefore);
+            // Once writable again, the next flush gets the text through, without waiting for another edit.
+            QVERIFY(QFile::setPermissions(ws.path("Note.md"), QFileDevice::ReadOwner | QFileDevice::WriteOwner));
+            store.flushAllSaves();
+            QVERIFY(readFile(ws.path("Note.md")).endsWith(QLatin1String("typed more\n")));
+        } else {
+            // Still unwritable when the workspace closes: the text is kept as a copy.
+            QTest::ignoreMessage(QtWarningMsg, failure);
+            QTest::ignoreMessage(QtWarningMsg,
+                QRegularExpression(QStringLiteral("^TackPad: failed to save Note\\.md; its text is kept in .+")));
+            const QString expected
+                = Frontmatter::serialize(note->note().meta, note->note().foreignFrontmatter, note->note().body);
+            store.shutdown();
+            const QStringList copies = QDir(RecoveryFolder::path()).entryList(QDir::Files);
+            QCOMPARE(copies.size(), 1);
+            QVERIFY2(copies.first().endsWith(QLatin1String(" Note.md")), qPrintable(copies.first()));
+            QCOMPARE(readFile(RecoveryFolder::path() + QLatin1Char('/') + copies.first()), expected);
+            QVERIFY(QDir(RecoveryFolder::path()).removeRecursively());
+        }
+    }
+
+    void raiseSchedulesLongerSave_data()
+    {
+        QTest::addColumn<QByteArray>("file");
+        QTest::addColumn<bool>("expectSave");
+        QTest::newRow("nominal: a note with properties saves its new z") << noteText("x1 z5", "text\n") << true;
+        QTest::newRow("nominal: an ordinary file shown as a note is not written for a raise")
+            << QByteArray("text\n") << false;
+    }
+
+    void raiseSchedulesLongerSave()
+    {
+        QFETCH(QByteArray, file);
+        QFETCH(bool, expectSave);
+        Workspace ws;
+        // Another note stands higher: raising this one is a real change of the stack.
+        writeInPlace(ws.path("Other.md"), noteText("x300 z9", "other\n"));
+        NoteController *note = ws.openWith("Note.md", file);
+        NoteStore &store = *ws.store;
+        if (!note) {
+            // A file without properties: show it as the application does for an opened ordinary file.
+            note = store.addController("Note.md", QString::fromUtf8(file), Frontmatter::parse(QString::fromUtf8(file)));
+        }
+        const qint64 zBefore = store.maxZ();
+        store.bringToFront(note);
+        QCOMPARE(note->note().meta.z, zBefore + 1);
+        QCOMPARE(store.hasPendingSave("Note.md"), expectSave);
+
+        // Raising the note that is already on top changes nothing.
+        store.flushAllSaves();
+        store.bringToFront(note);
+        QCOMPARE(note->note().meta.z, zBefore + 1);
+        QVERIFY(!store.hasPendingSave("Note.md"));
+
+        // The note alone on top (activated at launch) is not rewritten for it.
+        Workspace fresh;
+        writeInPlace(fresh.path("Top.md"), noteText("x300 z9", "top\n"));
+        fresh.open().bringToFront(fresh.store->controller("Top.md"));
+        QVERIFY(!fresh.store->hasPendingSave("Top.md"));
+    }
 
 private:
     TemporaryHome m_home;
 };
-
-// Quick edits give one write, and every edit restarts the wait.
-void TestNoteStoreSave::editsAreDebouncedIntoOneWrite()
-{
-    Workspace ws;
-    NoteController *note = ws.openWith("Note.md", noteText("x1", "start\n"), true);
-    NoteStore &store = *ws.store;
-    QSignalSpy written(&store, &NoteStore::noteWritten);
-
-    for (int i = 0; i < 10; ++i) {
-        note->note().body = QStringLiteral("edit %1\n").arg(i);
-        store.noteEdited(note);
-    }
-    QVERIFY(store.hasPendingSave("Note.md"));
-    QElapsedTimer sinceLastEdit;
-    QTimer::singleShot(400, &store, [&] {
-        note->note().body = QStringLiteral("last\n");
-        store.noteEdited(note);
-        sinceLastEdit.start();
-    });
-    QVERIFY(written.wait(3000));
-    // Timers may fire a few per cent early; the write still waited for the full delay after the last edit.
-    QVERIFY2(sinceLastEdit.isValid() && sinceLastEdit.elapsed() >= 700,
-        qPrintable(QString::number(sinceLastEdit.elapsed())));
-    QVERIFY(readFile(ws.path("Note.md")).endsWith(QLatin1String("last\n")));
-    QVERIFY(!store.hasPendingSave("Note.md"));
-    QCOMPARE(written.count(), 1);
-}
-
-void TestNoteStoreSave::unchangedTextWritesNothing()
-{
-    Workspace ws;
-    NoteController *note = ws.openWith("Note.md", noteText("x1 y2 w300 h200 z3 #FBF4A6 s12", "same\n"));
-    NoteStore &store = *ws.store;
-    QSignalSpy written(&store, &NoteStore::noteWritten);
-
-    note->note().body = QStringLiteral("changed\n");
-    note->note().body = QStringLiteral("same\n");
-    store.noteReplaced(note);
-    QTRY_VERIFY(!store.hasPendingSave("Note.md"));
-    QCOMPARE(written.count(), 0);
-}
-
-void TestNoteStoreSave::saveWritesTheWholeFileAtomically()
-{
-    Workspace ws;
-    NoteController *note = ws.openWith("Note.md", "---\ntitle: Shopping\ntackpad: \"x1\"\n---\n- milk\n");
-    NoteStore &store = *ws.store;
-
-    note->note().meta.color = QStringLiteral("#B8E0F5");
-    note->note().body += QLatin1String("- bread\n");
-    store.noteReplaced(note);
-    store.flushAllSaves();
-    const QString expected
-        = QStringLiteral("---\ntitle: Shopping\ntackpad: \"x1 y120 w270 h260 z0 #B8E0F5 s12\"\n---\n- milk\n- bread\n");
-    QCOMPARE(readFile(ws.path("Note.md")), expected);
-    QCOMPARE(note->lastDiskContent(), expected);
-    // No temporary file is left next to the note.
-    QCOMPARE(QDir(ws.folder).entryList(QDir::Files | QDir::Hidden), QStringList {"Note.md"});
-}
-
-void TestNoteStoreSave::failedSaveIsLoggedAndKeepsText_data()
-{
-    QTest::addColumn<QString>("obstacle");
-    QTest::newRow("robustness: the file was made read-only") << QStringLiteral("read-only");
-    QTest::newRow("robustness: a folder took the file's place") << QStringLiteral("folder");
-}
-
-void TestNoteStoreSave::failedSaveIsLoggedAndKeepsText()
-{
-    QFETCH(QString, obstacle);
-    Workspace ws;
-    NoteController *note = ws.openWith("Note.md", noteText("x1", "on disk\n"));
-    NoteStore &store = *ws.store;
-    const QString diskBefore = note->lastDiskContent();
-
-    if (obstacle == QLatin1String("read-only")) {
-        QVERIFY(QFile::setPermissions(ws.path("Note.md"), QFileDevice::ReadOwner | QFileDevice::ReadGroup));
-    } else {
-        QVERIFY(QFile::remove(ws.path("Note.md")));
-        QVERIFY(QDir().mkdir(ws.path("Note.md")));
-    }
-    QSignalSpy failed(&store, &NoteStore::saveFailed);
-    const QRegularExpression failure(QStringLiteral("^TackPad: failed to save Note\\.md: .+"));
-    for (const char *typed : {"typed\n", "typed more\n"}) {
-        note->note().body = QString::fromUtf8(typed);
-        QTest::ignoreMessage(QtWarningMsg, failure);
-        store.noteReplaced(note);
-        store.flushAllSaves();
-    }
-    QCOMPARE(failed.count(), 1); // the user is told once, not on every keystroke
-    QCOMPARE(note->note().body, QStringLiteral("typed more\n"));
-    QCOMPARE(note->lastDiskContent(), diskBefore);
-
-    if (obstacle == QLatin1String("read-only")) {
-        QCOMPARE(readFile(ws.path("Note.md")), diskBefore);
-        // Once writable again, the next flush gets the text through, without waiting for another edit.
-        QVERIFY(QFile::setPermissions(ws.path("Note.md"), QFileDevice::ReadOwner | QFileDevice::WriteOwner));
-        store.flushAllSaves();
-        QVERIFY(readFile(ws.path("Note.md")).endsWith(QLatin1String("typed more\n")));
-    } else {
-        // Still unwritable when the workspace closes: the text is kept as a copy.
-        QTest::ignoreMessage(QtWarningMsg, failure);
-        QTest::ignoreMessage(QtWarningMsg,
-            QRegularExpression(QStringLiteral("^TackPad: failed to save Note\\.md; its text is kept in .+")));
-        const QString expected
-            = Frontmatter::serialize(note->note().meta, note->note().foreignFrontmatter, note->note().body);
-        store.shutdown();
-        const QStringList copies = QDir(RecoveryFolder::path()).entryList(QDir::Files);
-        QCOMPARE(copies.size(), 1);
-        QVERIFY2(copies.first().endsWith(QLatin1String(" Note.md")), qPrintable(copies.first()));
-        QCOMPARE(readFile(RecoveryFolder::path() + QLatin1Char('/') + copies.first()), expected);
-        QVERIFY(QDir(RecoveryFolder::path()).removeRecursively());
-    }
-}
-
-void TestNoteStoreSave::raiseSchedulesLongerSave_data()
-{
-    QTest::addColumn<QByteArray>("file");
-    QTest::addColumn<bool>("expectSave");
-    QTest::newRow("nominal: a note with properties saves its new z") << noteText("x1 z5", "text\n") << true;
-    QTest::newRow("nominal: an ordinary file shown as a note is not written for a raise")
-        << QByteArray("text\n") << false;
-}
-
-void TestNoteStoreSave::raiseSchedulesLongerSave()
-{
-    QFETCH(QByteArray, file);
-    QFETCH(bool, expectSave);
-    Workspace ws;
-    // Another note stands higher: raising this one is a real change of the stack.
-    writeInPlace(ws.path("Other.md"), noteText("x300 z9", "other\n"));
-    NoteController *note = ws.openWith("Note.md", file);
-    NoteStore &store = *ws.store;
-    if (!note) {
-        // A file without properties: show it as the application does for an opened ordinary file.
-        note = store.addController("Note.md", QString::fromUtf8(file), Frontmatter::parse(QString::fromUtf8(file)));
-    }
-    const qint64 zBefore = store.maxZ();
-    store.bringToFront(note);
-    QCOMPARE(note->note().meta.z, zBefore + 1);
-    QCOMPARE(store.hasPendingSave("Note.md"), expectSave);
-
-    // Raising the note that is already on top changes nothing.
-    store.flushAllSaves();
-    store.bringToFront(note);
-    QCOMPARE(note->note().meta.z, zBefore + 1);
-    QVERIFY(!store.hasPendingSave("Note.md"));
-
-    // The note alone on top (activated at launch) is not rewritten for it.
-    store.bringToFront(store.controller("Other.md"));
-    store.flushAllSaves();
-    QVERIFY(!store.hasPendingSave("Other.md"));
-    Workspace fresh;
-    writeInPlace(fresh.path("Top.md"), noteText("x300 z9", "top\n"));
-    fresh.open().bringToFront(fresh.store->controller("Top.md"));
-    QVERIFY(!fresh.store->hasPendingSave("Top.md"));
-}
 
 QTEST_GUILESS_MAIN(TestNoteStoreSave)
 #include "tst_notestore_save.moc"

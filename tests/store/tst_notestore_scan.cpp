@@ -2,9 +2,6 @@
 
 #include "support/StoreTestSupport.h"
 
-#include "store/NoteController.h"
-#include "store/NoteStore.h"
-
 #include <QDateTime>
 #include <QSignalSpy>
 #include <QTest>
@@ -17,337 +14,285 @@ class TestNoteStoreScan : public QObject {
     Q_OBJECT
 
 private Q_SLOTS:
-    void whichFilesAreNotes_data();
-    void whichFilesAreNotes();
-    void scanShowsNotesInNameOrder();
+    void whichFilesAreNotes_data()
+    {
+        QTest::addColumn<FileMap>("files");
+        QTest::addColumn<QStringList>("notes");
 
-    void externalChange_data();
-    void externalChange();
-    void outsideChangeMeetsUnsavedText_data();
-    void outsideChangeMeetsUnsavedText();
-    void ownWriteIsRecognised();
-    void renameByAnotherProgram();
-    void namedRescansMatchFullRescan();
+        const QByteArray note = noteText(QStringLiteral("x10 y20"), QStringLiteral("Body\n"));
+        QTest::newRow("nominal: a file with the property line is a note, an ordinary file is not")
+            << FileMap {{"Note.md", note}, {"Plain.md", "# Just Markdown\n"}} << QStringList {"Note.md"};
+        QTest::newRow("nominal: the extension is compared in lower case")
+            << FileMap {{"Upper.MD", note}, {"Mixed.Md", note}, {"long.markdown", note}, {"text.txt", note}}
+            << QStringList {"Mixed.Md", "Upper.MD"};
+        QTest::newRow("nominal: hidden files are skipped")
+            << FileMap {{".hidden.md", note}, {"Shown.md", note}} << QStringList {"Shown.md"};
+        QTest::newRow("nominal: only direct entries, never subfolders")
+            << FileMap {{"sub/Deep.md", note}, {"dir.md/Inner.md", note}, {"Top.md", note}} << QStringList {"Top.md"};
+        QTest::newRow("robustness: a file that is not UTF-8 is skipped")
+            << FileMap {{"Latin1.md", "---\ntackpad: \"x1\"\n---\ncaf\xe9\n"}, {"Good.md", note}}
+            << QStringList {"Good.md"};
+    }
 
-    void missingFolderReportedOnce_data();
-    void missingFolderReportedOnce();
-    void shutdownStopsWatchingAndClosesWindows();
+    void whichFilesAreNotes()
+    {
+        QFETCH(FileMap, files);
+        QFETCH(QStringList, notes);
+        Workspace ws;
+        for (auto it = files.cbegin(); it != files.cend(); ++it) {
+            QDir().mkpath(QFileInfo(ws.path(it.key())).absolutePath());
+            writeInPlace(ws.path(it.key()), it.value());
+        }
+        QCOMPARE(filenames(ws.open().controllersByName()), notes);
+    }
+
+    void scanShowsNotesInNameOrder()
+    {
+        Workspace ws;
+        writeInPlace(ws.path("Note 10.md"), noteText("z7", QString()));
+        writeInPlace(ws.path("note 2.md"), noteText("z42", QString()));
+        writeInPlace(ws.path("Note 1.md"), noteText("z-3 hidden", QString()));
+        writeInPlace(ws.path("apple.md"), "---\r\ntackpad: \"x5 y6\"\r\n---\r\nline one\r\nline two\r\n");
+        ws.store = std::make_unique<NoteStore>(ws.folder, ws.config);
+        NoteStore &store = *ws.store;
+        store.setControllerFactory(recordingFactory(ws.log));
+        QSignalSpy changed(&store, &NoteStore::notesChanged);
+        store.rescan();
+        // Windows are created in the order the files are handled: numbers by value, case ignored.
+        QCOMPARE(*ws.log,
+            (QStringList {
+                "showWindow apple.md", "hideWindow Note 1.md", "showWindow note 2.md", "showWindow Note 10.md"}));
+        QCOMPARE(changed.count(), 1);
+        QCOMPARE(store.maxZ(), 42);
+        QCOMPARE(filenames(store.controllers()), (QStringList {"Note 1.md", "apple.md", "Note 10.md", "note 2.md"}));
+
+        // A file written with CR LF is read, and so saved again, with line feeds only.
+        const NoteController *crLf = store.controller("apple.md");
+        QCOMPARE(crLf->note().body, QStringLiteral("line one\nline two\n"));
+        QVERIFY(!crLf->lastDiskContent().contains(QLatin1Char('\r')));
+    }
+
+    void externalChange_data()
+    {
+        QTest::addColumn<QByteArray>("newText");
+        QTest::addColumn<bool>("atomically");
+        QTest::addColumn<QString>("expectedBody"); // empty: the note is closed
+        QTest::addColumn<QStringList>("expectedRequests");
+        const auto row
+            = [](const char *name, const QByteArray &newText, const QString &body, const QStringList &requests,
+                  bool atomically = false) { QTest::newRow(name) << newText << atomically << body << requests; };
+        const QString props = QStringLiteral("x100 y100 w300 h200 z1 #FBF4A6 s12");
+        const QString original = QStringLiteral("original\n");
+
+        row("nominal: body replaced atomically reaches the editor", noteText(props, "saved by an editor\n"),
+            "saved by an editor\n", {"setEditorText Note.md"}, true);
+        row("nominal: a moved frame moves the window", noteText("x400 y100 w300 h200 z1 #FBF4A6 s12", original),
+            original, {"applyFrame Note.md", "applyAppearance Note.md", "applyRolledState Note.md"});
+        row("nominal: hidden elsewhere orders the window out", noteText(props + " hidden", original), original,
+            {"applyAppearance Note.md", "applyRolledState Note.md", "hideWindow Note.md"});
+        row("nominal: CR LF written elsewhere arrives as line feeds",
+            "---\r\ntackpad: \"x100 y100 w300 h200 z1 #FBF4A6 s12\"\r\n---\r\na\r\nb\r\n", "a\nb\n",
+            {"setEditorText Note.md"});
+        row("nominal: property line removed elsewhere closes the note", "original\n", QString(),
+            {"closeWindow Note.md"});
+        row("robustness: a character cut off at the end is not dropped", "---\ntackpad: \"x1\"\n---\nend \xc3",
+            original, {});
+    }
+
+    void externalChange()
+    {
+        QFETCH(QByteArray, newText);
+        QFETCH(bool, atomically);
+        QFETCH(QString, expectedBody);
+        QFETCH(QStringList, expectedRequests);
+        Workspace ws;
+        writeInPlace(ws.path("Note.md"), noteText("x100 y100 w300 h200 z1 #FBF4A6 s12", "original\n"));
+        NoteStore &store = ws.open(true);
+        QVERIFY(store.isWatching());
+        ws.log->clear();
+        QSignalSpy rescanned(&store, &NoteStore::rescanned);
+        QSignalSpy written(&store, &NoteStore::noteWritten);
+
+        if (atomically)
+            writeAtomically(ws.path("Note.md"), newText);
+        else
+            writeInPlace(ws.path("Note.md"), newText);
+        QVERIFY(rescanned.wait());
+
+        QCOMPARE(*ws.log, expectedRequests);
+        NoteController *note = store.controller("Note.md");
+        QCOMPARE(note ? note->note().body : QString(), expectedBody);
+        // Reconciling never writes: the file keeps what the other program wrote.
+        QCOMPARE(written.count(), 0);
+        QCOMPARE(readBytes(ws.path("Note.md")), newText);
+    }
+
+    // Another program changes a note that has text or properties not yet saved: the two are merged, and where they
+    // cannot be, the user's text stays in the note and the other version becomes a note of its own. Nothing is lost.
+    void outsideChangeMeetsUnsavedText_data()
+    {
+        QTest::addColumn<QString>("base");
+        QTest::addColumn<QString>("typed"); // empty: only a property changed (the note was raised)
+        QTest::addColumn<QString>("outside");
+        QTest::addColumn<QString>("merged"); // the note's text afterwards
+        QTest::addColumn<QString>("conflict"); // the conflict note's text, empty when there is none
+
+        QTest::newRow("nominal: typing at the end of a line while a line is appended")
+            << u"first line\n"_qs << u"first line typed\n"_qs << u"first line\nappended\n"_qs
+            << u"first line typed\nappended\n"_qs << u""_qs;
+        QTest::newRow("nominal: only the stacking order is waiting: the outside text is taken")
+            << u"text\n"_qs << u""_qs << u"text\nmore\n"_qs << u"text\nmore\n"_qs << u""_qs;
+        QTest::newRow("robustness: both rewrote the same words")
+            << u"original\n"_qs << u"typed in the window\n"_qs << u"edited elsewhere\n"_qs
+            << u"typed in the window\n"_qs << u"edited elsewhere\n"_qs;
+    }
+
+    void outsideChangeMeetsUnsavedText()
+    {
+        QFETCH(QString, base);
+        QFETCH(QString, typed);
+        QFETCH(QString, outside);
+        QFETCH(QString, merged);
+        QFETCH(QString, conflict);
+        Workspace ws;
+        NoteController *note = ws.openWith("Note.md", noteText("x10 y20 w300 h200 z1 #FBF4A6 s12", base));
+        NoteStore &store = *ws.store;
+        store.setClock([] { return QDateTime(QDate(2026, 1, 2), QTime(3, 4)); });
+        QSignalSpy conflicts(&store, &NoteStore::conflictKept);
+
+        if (typed.isEmpty())
+            store.bringToFront(note);
+        else
+            edit(store, note, typed);
+        writeAtomically(ws.path("Note.md"), noteText("x10 y20 w300 h200 z1 #FBF4A6 s12", outside));
+        store.refreshFromDisk("Note.md");
+        QCOMPARE(note->note().body, merged);
+        store.flushAllSaves();
+        const Frontmatter::Parsed saved = Frontmatter::parse(readFile(ws.path("Note.md")));
+        QCOMPARE(saved.body, merged);
+        QCOMPARE(saved.meta, note->note().meta); // the note's properties win
+        QCOMPARE(conflicts.count(), conflict.isEmpty() ? 0 : 1);
+        if (!conflict.isEmpty()) {
+            const QString copy = "Note (conflict 2026-01-02 0304).md";
+            QCOMPARE(conflicts.first().at(1).toString(), copy);
+            QCOMPARE(Frontmatter::parse(readFile(ws.path(copy))).body, conflict);
+            QVERIFY(store.controller(copy));
+        }
+    }
+
+    // The store's own write produces file events; the rescan that follows recognises the text and changes nothing.
+    void ownWriteIsRecognised()
+    {
+        Workspace ws;
+        NoteController *note = ws.openWith("Note.md", noteText("x1", "original\n"), true);
+        NoteStore &store = *ws.store;
+        ws.log->clear();
+        QSignalSpy rescanned(&store, &NoteStore::rescanned);
+        note->note().body = QStringLiteral("typed in the window\n");
+        store.noteReplaced(note);
+        QVERIFY(rescanned.wait());
+        QCOMPARE(*ws.log, QStringList {});
+        QCOMPARE(note->lastDiskContent(), readFile(ws.path("Note.md")));
+    }
+
+    void renameByAnotherProgram()
+    {
+        Workspace ws;
+        writeInPlace(ws.path("Old.md"), noteText("x1", "text\n"));
+        NoteStore &store = ws.open(true);
+        ws.log->clear();
+        QSignalSpy rescanned(&store, &NoteStore::rescanned);
+        QSignalSpy changed(&store, &NoteStore::notesChanged);
+
+        NoteController *note = store.controller("Old.md");
+        // Typed just before the rename: saved under the new name, nowhere else.
+        edit(store, note, QStringLiteral("text typed\n"));
+        QVERIFY(QFile::rename(ws.path("Old.md"), ws.path("New.md")));
+        QVERIFY(rescanned.wait());
+        QVERIFY(!store.controller("Old.md"));
+        QCOMPARE(store.controller("New.md"), note); // the same note, window and all
+        QCOMPARE(*ws.log, QStringList {"applyAppearance New.md"});
+        QCOMPARE(changed.count(), 1);
+        store.flushAllSaves();
+        QCOMPARE(Frontmatter::parse(readFile(ws.path("New.md"))).body, QStringLiteral("text typed\n"));
+        QCOMPARE(ws.files(), QStringList {"New.md"});
+    }
+
+    // Rescans of the files the watcher names must end where a full rescan of the folder would.
+    void namedRescansMatchFullRescan()
+    {
+        Workspace ws;
+        writeInPlace(ws.path("Keep.md"), noteText("x1", "keep\n"));
+        writeInPlace(ws.path("Edit.md"), noteText("x1", "edit\n"));
+        writeInPlace(ws.path("Strip.md"), noteText("x1", "strip\n"));
+        writeInPlace(ws.path("Gone.md"), noteText("x1", "gone\n"));
+        writeInPlace(ws.path("Moved.md"), noteText("x1", "moved\n"));
+        writeInPlace(ws.path("Plain.md"), "plain\n");
+        NoteStore &store = ws.open(true);
+        QSignalSpy rescanned(&store, &NoteStore::rescanned);
+
+        appendTo(ws.path("Edit.md"), "appended\n");
+        writeInPlace(ws.path("Strip.md"), "strip\n");
+        QVERIFY(QFile::remove(ws.path("Gone.md")));
+        QVERIFY(QFile::rename(ws.path("Moved.md"), ws.path("Arrived.md")));
+        writeAtomically(ws.path("Plain.md"), noteText("x2 hidden", "plain\n"));
+        writeInPlace(ws.path("New.md"), noteText("x3", "new\n"));
+        QVERIFY(QDir().mkdir(ws.path("Folder.md")));
+
+        const auto state = [](const NoteStore &s) {
+            QStringList lines;
+            for (const NoteController *each : s.controllersByName())
+                lines << each->note().filename + QLatin1Char('|') + Frontmatter::propertyLine(each->note().meta)
+                        + QLatin1Char('|') + each->note().body + QLatin1Char('|') + each->lastDiskContent();
+            return lines;
+        };
+        NoteStore fresh(ws.folder, ws.config);
+        fresh.rescan();
+        QCOMPARE(fresh.controllerCount(), 5); // Arrived, Edit, Keep, New and the adopted Plain
+        QVERIFY(rescanned.wait());
+        QTRY_COMPARE(state(store), state(fresh));
+    }
+
+    void missingFolderReportedOnce()
+    {
+        Workspace ws;
+        writeInPlace(ws.path("Note.md"), noteText("x1", "text\n"));
+        NoteStore &store = ws.open(true);
+        QSignalSpy reports(&store, &NoteStore::folderMissing);
+
+        QVERIFY(QDir(ws.folder).removeRecursively());
+        QTRY_COMPARE(reports.size(), 1);
+        // The windows stay as they were; later rescans and operations report nothing more.
+        QVERIFY(store.controller("Note.md"));
+        store.rescan();
+        store.scheduleRescan();
+        QVERIFY(!store.create(QString(), QStringLiteral("After")));
+        QSignalSpy rescanned(&store, &NoteStore::rescanned);
+        store.scheduleRescan();
+        QVERIFY(rescanned.wait());
+        QCoreApplication::processEvents();
+        QCOMPARE(reports.size(), 1);
+    }
+
+    void shutdownStopsWatchingAndClosesWindows()
+    {
+        Workspace ws;
+        NoteController *note = ws.openWith("Note.md", noteText("x1", "text\n"), true);
+        NoteStore &store = *ws.store;
+        edit(store, note, QStringLiteral("unsaved\n"));
+        ws.log->clear();
+
+        store.shutdown();
+        QCOMPARE(*ws.log, QStringList {"closeWindow Note.md"});
+        QVERIFY(!store.isWatching());
+        QCOMPARE(store.controllerCount(), 0);
+        // The pending edit reached the disk before the windows closed.
+        QVERIFY(readFile(ws.path("Note.md")).endsWith(QLatin1String("unsaved\n")));
+    }
 
 private:
     TemporaryHome m_home;
 };
-
-void TestNoteStoreScan::whichFilesAreNotes_data()
-{
-    QTest::addColumn<FileMap>("files");
-    QTest::addColumn<QStringList>("notes");
-
-    const QByteArray note = noteText(QStringLiteral("x10 y20"), QStringLiteral("Body\n"));
-    QTest::newRow("nominal: a file with the property line is a note, an ordinary file is not")
-        << FileMap {{"Note.md", note}, {"Plain.md", "# Just Markdown\n"}} << QStringList {"Note.md"};
-    QTest::newRow("nominal: a prefixed key alone makes a note")
-        << FileMap {{"Prefixed.md", "---\ntackpad-x: 40\n---\nText"}} << QStringList {"Prefixed.md"};
-    QTest::newRow("nominal: the extension is compared in lower case")
-        << FileMap {{"Upper.MD", note}, {"Mixed.Md", note}, {"long.markdown", note}, {"text.txt", note}}
-        << QStringList {"Mixed.Md", "Upper.MD"};
-    QTest::newRow("nominal: hidden files are skipped")
-        << FileMap {{".hidden.md", note}, {"Shown.md", note}} << QStringList {"Shown.md"};
-    QTest::newRow("nominal: only direct entries, never subfolders")
-        << FileMap {{"sub/Deep.md", note}, {"dir.md/Inner.md", note}, {"Top.md", note}} << QStringList {"Top.md"};
-    QTest::newRow("robustness: a file that is not UTF-8 is skipped")
-        << FileMap {{"Latin1.md", "---\ntackpad: \"x1\"\n---\ncaf\xe9\n"}, {"Good.md", note}}
-        << QStringList {"Good.md"};
-    QTest::newRow("robustness: a thematic break at the top is not a property block")
-        << FileMap {{"Break.md", "---\n- item\n---\nText"}} << QStringList {};
-    QTest::newRow("robustness: empty and one-line files are ordinary")
-        << FileMap {{"Empty.md", ""}, {"One.md", "---"}} << QStringList {};
-}
-
-void TestNoteStoreScan::whichFilesAreNotes()
-{
-    QFETCH(FileMap, files);
-    QFETCH(QStringList, notes);
-    Workspace ws;
-    for (auto it = files.cbegin(); it != files.cend(); ++it) {
-        QDir().mkpath(QFileInfo(ws.path(it.key())).absolutePath());
-        writeInPlace(ws.path(it.key()), it.value());
-    }
-    QCOMPARE(filenames(ws.open().controllersByName()), notes);
-}
-
-void TestNoteStoreScan::scanShowsNotesInNameOrder()
-{
-    Workspace ws;
-    writeInPlace(ws.path("Note 10.md"), noteText("z7", QString()));
-    writeInPlace(ws.path("note 2.md"), noteText("z42", QString()));
-    writeInPlace(ws.path("Note 1.md"), noteText("z-3 hidden", QString()));
-    writeInPlace(ws.path("apple.md"), "---\r\ntackpad: \"x5 y6\"\r\n---\r\nline one\r\nline two\r\n");
-    ws.store = std::make_unique<NoteStore>(ws.folder, ws.config);
-    NoteStore &store = *ws.store;
-    store.setControllerFactory(recordingFactory(ws.log));
-    QSignalSpy changed(&store, &NoteStore::notesChanged);
-    store.rescan();
-    // Windows are created in the order the files are handled: numbers by value, case ignored.
-    QCOMPARE(*ws.log,
-        (QStringList {"showWindow apple.md", "hideWindow Note 1.md", "showWindow note 2.md", "showWindow Note 10.md"}));
-    QCOMPARE(changed.count(), 1);
-    QCOMPARE(changed.first().first().value<NoteStore *>(), &store);
-    QCOMPARE(store.maxZ(), 42);
-    QCOMPARE(filenames(store.controllers()), (QStringList {"Note 1.md", "apple.md", "Note 10.md", "note 2.md"}));
-
-    // A file written with CR LF is read, and saved again, with line feeds only.
-    NoteController *crLf = store.controller("apple.md");
-    QCOMPARE(crLf->note().meta.x, 5.0);
-    QCOMPARE(crLf->note().body, QStringLiteral("line one\nline two\n"));
-    QVERIFY(!crLf->lastDiskContent().contains(QLatin1Char('\r')));
-    crLf->note().body += QLatin1String("line three\n");
-    store.noteReplaced(crLf);
-    store.flushAllSaves();
-    QVERIFY(!readFile(ws.path("apple.md")).contains(QLatin1Char('\r')));
-}
-
-void TestNoteStoreScan::externalChange_data()
-{
-    QTest::addColumn<QByteArray>("newText");
-    QTest::addColumn<bool>("atomically");
-    QTest::addColumn<QString>("expectedBody"); // empty: the note is closed
-    QTest::addColumn<QStringList>("expectedRequests");
-    const auto row = [](const char *name, const QByteArray &newText, const QString &body, const QStringList &requests,
-                         bool atomically = false) { QTest::newRow(name) << newText << atomically << body << requests; };
-    const QString props = QStringLiteral("x100 y100 w300 h200 z1 #FBF4A6 s12");
-    const QString original = QStringLiteral("original\n");
-
-    row("nominal: body edited in place reaches the editor", noteText(props, "edited elsewhere\n"), "edited elsewhere\n",
-        {"setEditorText Note.md"});
-    row("nominal: body replaced atomically reaches the editor", noteText(props, "saved by an editor\n"),
-        "saved by an editor\n", {"setEditorText Note.md"}, true);
-    row("nominal: a new colour is applied without touching the text",
-        noteText("x100 y100 w300 h200 z1 #CDE8F9 s12", original), original,
-        {"applyAppearance Note.md", "applyRolledState Note.md"});
-    row("nominal: a moved frame moves the window", noteText("x400 y100 w300 h200 z1 #FBF4A6 s12", original), original,
-        {"applyFrame Note.md", "applyAppearance Note.md", "applyRolledState Note.md"});
-    row("nominal: hidden elsewhere orders the window out", noteText(props + " hidden", original), original,
-        {"applyAppearance Note.md", "applyRolledState Note.md", "hideWindow Note.md"});
-    row("nominal: CR LF written elsewhere arrives as line feeds",
-        "---\r\ntackpad: \"x100 y100 w300 h200 z1 #FBF4A6 s12\"\r\n---\r\na\r\nb\r\n", "a\nb\n",
-        {"setEditorText Note.md"});
-    row("nominal: property line removed elsewhere closes the note", "original\n", QString(), {"closeWindow Note.md"});
-    row("robustness: a file turned into invalid UTF-8 keeps its note", "---\ntackpad: \"x1\"\n---\n\xff\xfe", original,
-        {});
-    row("robustness: a character cut off at the end is not dropped", "---\ntackpad: \"x1\"\n---\nend \xc3", original,
-        {});
-}
-
-void TestNoteStoreScan::externalChange()
-{
-    QFETCH(QByteArray, newText);
-    QFETCH(bool, atomically);
-    QFETCH(QString, expectedBody);
-    QFETCH(QStringList, expectedRequests);
-    Workspace ws;
-    writeInPlace(ws.path("Note.md"), noteText("x100 y100 w300 h200 z1 #FBF4A6 s12", "original\n"));
-    NoteStore &store = ws.open(true);
-    QVERIFY(store.isWatching());
-    ws.log->clear();
-    QSignalSpy rescanned(&store, &NoteStore::rescanned);
-    QSignalSpy written(&store, &NoteStore::noteWritten);
-
-    if (atomically)
-        writeAtomically(ws.path("Note.md"), newText);
-    else
-        writeInPlace(ws.path("Note.md"), newText);
-    QVERIFY(rescanned.wait());
-
-    QCOMPARE(*ws.log, expectedRequests);
-    NoteController *note = store.controller("Note.md");
-    QCOMPARE(note ? note->note().body : QString(), expectedBody);
-    // Reconciling never writes: the file keeps what the other program wrote.
-    QCOMPARE(written.count(), 0);
-    QCOMPARE(readBytes(ws.path("Note.md")), newText);
-}
-
-// Another program changes a note that has text or properties not yet saved: the two are merged, and where they
-// cannot be, the user's text stays in the note and the other version becomes a note of its own. Nothing is lost.
-void TestNoteStoreScan::outsideChangeMeetsUnsavedText_data()
-{
-    QTest::addColumn<QString>("base");
-    QTest::addColumn<QString>("typed");   // empty: only a property changed (the note was raised)
-    QTest::addColumn<QString>("outside");
-    QTest::addColumn<QString>("merged");  // the note's text afterwards
-    QTest::addColumn<QString>("conflict"); // the conflict note's text, empty when there is none
-
-    QTest::newRow("nominal: typing at the end of a line while a line is appended")
-        << u"first line\n"_qs << u"first line typed\n"_qs << u"first line\nappended\n"_qs << u"first line typed\nappended\n"_qs << u""_qs;
-    QTest::newRow("nominal: typing at the very end while a line is appended (no final line feed)")
-        << u"first"_qs << u"first typed"_qs << u"first\nappended"_qs << u"first typed\nappended"_qs << u""_qs;
-    QTest::newRow("nominal: different lines changed")
-        << u"a\nb\nc\n"_qs << u"A\nb\nc\n"_qs << u"a\nb\nC\n"_qs << u"A\nb\nC\n"_qs << u""_qs;
-    QTest::newRow("nominal: different words of one line changed")
-        << u"one two three\n"_qs << u"ONE two three\n"_qs << u"one two THREE\n"_qs << u"ONE two THREE\n"_qs << u""_qs;
-    QTest::newRow("nominal: only the stacking order is waiting: the outside text is taken")
-        << u"text\n"_qs << u""_qs << u"text\nmore\n"_qs << u"text\nmore\n"_qs << u""_qs;
-    QTest::newRow("robustness: both rewrote the same words")
-        << u"original\n"_qs << u"typed in the window\n"_qs << u"edited elsewhere\n"_qs << u"typed in the window\n"_qs
-        << u"edited elsewhere\n"_qs;
-}
-
-void TestNoteStoreScan::outsideChangeMeetsUnsavedText()
-{
-    QFETCH(QString, base);
-    QFETCH(QString, typed);
-    QFETCH(QString, outside);
-    QFETCH(QString, merged);
-    QFETCH(QString, conflict);
-    Workspace ws;
-    NoteController *note = ws.openWith("Note.md", noteText("x10 y20 w300 h200 z1 #FBF4A6 s12", base));
-    NoteStore &store = *ws.store;
-    store.setClock([] { return QDateTime(QDate(2026, 1, 2), QTime(3, 4)); });
-    QSignalSpy conflicts(&store, &NoteStore::conflictKept);
-
-    if (typed.isEmpty()) {
-        store.bringToFront(note);
-    } else {
-        note->note().body = typed;
-        store.noteEdited(note);
-    }
-    writeAtomically(ws.path("Note.md"), noteText("x10 y20 w300 h200 z1 #FBF4A6 s12", outside));
-    store.refreshFromDisk("Note.md");
-    QCOMPARE(note->note().body, merged);
-    store.flushAllSaves();
-    const Frontmatter::Parsed saved = Frontmatter::parse(readFile(ws.path("Note.md")));
-    QCOMPARE(saved.body, merged);
-    QCOMPARE(saved.meta, note->note().meta); // the note's properties win
-    QCOMPARE(conflicts.count(), conflict.isEmpty() ? 0 : 1);
-    if (!conflict.isEmpty()) {
-        const QString copy = "Note (conflict 2026-01-02 0304).md";
-        QCOMPARE(conflicts.first().at(1).toString(), copy);
-        QCOMPARE(Frontmatter::parse(readFile(ws.path(copy))).body, conflict);
-        QVERIFY(store.controller(copy));
-    }
-}
-
-// The store's own write produces file events; the rescan that follows recognises the text and changes nothing.
-void TestNoteStoreScan::ownWriteIsRecognised()
-{
-    Workspace ws;
-    NoteController *note = ws.openWith("Note.md", noteText("x1", "original\n"), true);
-    NoteStore &store = *ws.store;
-    ws.log->clear();
-    QSignalSpy rescanned(&store, &NoteStore::rescanned);
-    note->note().body = QStringLiteral("typed in the window\n");
-    store.noteReplaced(note);
-    QVERIFY(rescanned.wait());
-    QCOMPARE(*ws.log, QStringList {});
-    QCOMPARE(note->lastDiskContent(), readFile(ws.path("Note.md")));
-}
-
-void TestNoteStoreScan::renameByAnotherProgram()
-{
-    Workspace ws;
-    writeInPlace(ws.path("Old.md"), noteText("x1", "text\n"));
-    NoteStore &store = ws.open(true);
-    ws.log->clear();
-    QSignalSpy rescanned(&store, &NoteStore::rescanned);
-    QSignalSpy changed(&store, &NoteStore::notesChanged);
-
-    NoteController *note = store.controller("Old.md");
-    // Typed just before the rename: saved under the new name, nowhere else.
-    note->note().body = QStringLiteral("text typed\n");
-    store.noteEdited(note);
-    QVERIFY(QFile::rename(ws.path("Old.md"), ws.path("New.md")));
-    QVERIFY(rescanned.wait());
-    QVERIFY(!store.controller("Old.md"));
-    QCOMPARE(store.controller("New.md"), note); // the same note, window and all
-    QCOMPARE(*ws.log, QStringList {"applyAppearance New.md"});
-    QCOMPARE(changed.count(), 1);
-    store.flushAllSaves();
-    QCOMPARE(Frontmatter::parse(readFile(ws.path("New.md"))).body, QStringLiteral("text typed\n"));
-    QCOMPARE(ws.files(), QStringList {"New.md"});
-}
-
-// Rescans of the files the watcher names must end where a full rescan of the folder would.
-void TestNoteStoreScan::namedRescansMatchFullRescan()
-{
-    Workspace ws;
-    writeInPlace(ws.path("Keep.md"), noteText("x1", "keep\n"));
-    writeInPlace(ws.path("Edit.md"), noteText("x1", "edit\n"));
-    writeInPlace(ws.path("Strip.md"), noteText("x1", "strip\n"));
-    writeInPlace(ws.path("Gone.md"), noteText("x1", "gone\n"));
-    writeInPlace(ws.path("Moved.md"), noteText("x1", "moved\n"));
-    writeInPlace(ws.path("Plain.md"), "plain\n");
-    NoteStore &store = ws.open(true);
-    QSignalSpy rescanned(&store, &NoteStore::rescanned);
-
-    appendTo(ws.path("Edit.md"), "appended\n");
-    writeInPlace(ws.path("Strip.md"), "strip\n");
-    QVERIFY(QFile::remove(ws.path("Gone.md")));
-    QVERIFY(QFile::rename(ws.path("Moved.md"), ws.path("Arrived.md")));
-    writeAtomically(ws.path("Plain.md"), noteText("x2 hidden", "plain\n"));
-    writeInPlace(ws.path("New.md"), noteText("x3", "new\n"));
-    QVERIFY(QDir().mkdir(ws.path("Folder.md")));
-
-    const auto state = [](const NoteStore &s) {
-        QStringList lines;
-        for (const NoteController *each : s.controllersByName())
-            lines << each->note().filename + QLatin1Char('|') + Frontmatter::propertyLine(each->note().meta)
-                    + QLatin1Char('|') + each->note().body + QLatin1Char('|') + each->lastDiskContent();
-        return lines;
-    };
-    NoteStore fresh(ws.folder, ws.config);
-    fresh.rescan();
-    QCOMPARE(fresh.controllerCount(), 5); // Arrived, Edit, Keep, New and the adopted Plain
-    QVERIFY(rescanned.wait());
-    QTRY_COMPARE(state(store), state(fresh));
-}
-
-void TestNoteStoreScan::missingFolderReportedOnce_data()
-{
-    QTest::addColumn<bool>("moveAway");
-    QTest::newRow("robustness: the folder deleted") << false;
-    QTest::newRow("robustness: the folder moved away") << true;
-}
-
-void TestNoteStoreScan::missingFolderReportedOnce()
-{
-    QFETCH(bool, moveAway);
-    Workspace ws;
-    writeInPlace(ws.path("Note.md"), noteText("x1", "text\n"));
-    NoteStore &store = ws.open(true);
-    QSignalSpy reports(&store, &NoteStore::folderMissing);
-
-    if (moveAway)
-        QVERIFY(QDir().rename(ws.folder, ws.root.path() + QLatin1String("/elsewhere")));
-    else
-        QVERIFY(QDir(ws.folder).removeRecursively());
-    QTRY_COMPARE(reports.size(), 1);
-    // The windows stay as they were; later rescans and operations report nothing more.
-    QVERIFY(store.controller("Note.md"));
-    store.rescan();
-    store.scheduleRescan();
-    QVERIFY(!store.create(QString(), QStringLiteral("After")));
-    QSignalSpy rescanned(&store, &NoteStore::rescanned);
-    store.scheduleRescan();
-    QVERIFY(rescanned.wait());
-    QCoreApplication::processEvents();
-    QCOMPARE(reports.size(), 1);
-}
-
-void TestNoteStoreScan::shutdownStopsWatchingAndClosesWindows()
-{
-    Workspace ws;
-    NoteController *note = ws.openWith("Note.md", noteText("x1", "text\n"), true);
-    NoteStore &store = *ws.store;
-    note->note().body = QStringLiteral("unsaved\n");
-    store.noteEdited(note);
-    ws.log->clear();
-
-    store.shutdown();
-    QCOMPARE(*ws.log, QStringList {"closeWindow Note.md"});
-    QVERIFY(!store.isWatching());
-    QCOMPARE(store.controllerCount(), 0);
-    // The pending edit reached the disk before the windows closed.
-    QVERIFY(readFile(ws.path("Note.md")).endsWith(QLatin1String("unsaved\n")));
-}
 
 QTEST_GUILESS_MAIN(TestNoteStoreScan)
 #include "tst_notestore_scan.moc"

@@ -7,6 +7,7 @@
 #include "core/Settings.h"
 #include "store/NoteController.h"
 #include "store/NoteStore.h"
+#include "support/TextFiles.h"
 
 #include <QDir>
 #include <QFile>
@@ -40,27 +41,6 @@ struct TemporaryHome {
     }
 };
 
-inline QByteArray readBytes(const QString &path)
-{
-    QFile file(path);
-    if (!file.open(QIODevice::ReadOnly))
-        return QByteArrayLiteral("<unreadable>");
-    return file.readAll();
-}
-
-inline QString readFile(const QString &path)
-{
-    return QString::fromUtf8(readBytes(path));
-}
-
-// Writes as other programs do: in place (truncate and write), which is also what `echo x > file` does.
-inline void writeInPlace(const QString &path, const QByteArray &bytes)
-{
-    QFile file(path);
-    QVERIFY2(file.open(QIODevice::WriteOnly | QIODevice::Truncate), qPrintable(file.errorString()));
-    QCOMPARE(file.write(bytes), bytes.size());
-}
-
 inline void appendTo(const QString &path, const QByteArray &bytes)
 {
     QFile file(path);
@@ -80,6 +60,13 @@ inline void writeAtomically(const QString &path, const QByteArray &bytes)
 inline QByteArray noteText(const QString &properties, const QString &body)
 {
     return QStringLiteral("---\ntackpad: \"%1\"\n---\n%2").arg(properties, body).toUtf8();
+}
+
+// Types into a note: the new text, then the edit notice that schedules its save.
+inline void edit(NoteStore &store, NoteController *note, const QString &body)
+{
+    note->note().body = body;
+    store.noteEdited(note);
 }
 
 template<typename Controllers> QStringList filenames(const Controllers &controllers)
