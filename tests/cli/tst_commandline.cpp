@@ -317,10 +317,13 @@ void TestCommandLine::search()
     writeInPlace(m_folder + "/Empty milk.md", noteText("x1", ""));
     writeInPlace(m_folder + "/readme.md", "milk everywhere");
     writeInPlace(m_folder + "/broken.md", "---\ntackpad: \"x\ny\n---\noats");
+    writeInPlace(m_folder + "/latin1.md", "---\ntackpad: \"x1 y1 w200 h200 z1 #FBF4A6 s12\"\n---\nmilk caf\xe9\n");
     const QMap<QString, QByteArray> before = snapshot(m_folder);
 
     const Run result = run(arguments);
-    QCOMPARE(result.err, QString());
+    // A file that is not UTF-8 is left out, and said so.
+    QVERIFY2(result.err.endsWith(u": skipped latin1.md: not valid UTF-8 text\n"_qs), qPrintable(result.err));
+    QCOMPARE(result.err.count(u'\n'), 1);
     if (out.startsWith(u'[') && out.size() > 4)
         QCOMPARE(QJsonDocument::fromJson(result.out.toUtf8()), QJsonDocument::fromJson(out.toUtf8()));
     else
@@ -346,8 +349,13 @@ void TestCommandLine::problemsChangeNothing_data()
         "tackpad: workspace folder not found: $HOME/gone");
     row("folder: search in an unreadable folder", {"search", "--workspace", "$WS", "milk"},
         "tackpad: cannot read the workspace folder $WS: ");
-    row("usage: found by the parser", {"new", "--workspace", "$WS", "--colour"},
+    // Usage errors of each reader, as the binary prints them.
+    row("usage: an unknown command", {"frobnicate"}, "tackpad: unknown command or option 'frobnicate'");
+    row("usage: an unknown option of new", {"new", "--workspace", "$WS", "--colour"},
         "tackpad: unknown option '--colour' for new");
+    row("usage: search without a query", {"search", "--workspace", "$WS"}, "tackpad: search needs a QUERY");
+    row("usage: apply with one name", {"apply", "--workspace", "$WS", "P"},
+        "tackpad: apply takes a PROMPT and a NOTE, got 1 names");
     row("new: a title with nothing usable", {"new", "--workspace", "$WS", "--title", "..."},
         "tackpad: the title '...' leaves no usable file name");
     row("new: standard input that is not UTF-8", {"new", "--workspace", "$WS", "-"},
