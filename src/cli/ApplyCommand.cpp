@@ -16,7 +16,6 @@
 #include <QDir>
 #include <QEventLoop>
 #include <QFile>
-#include <QFileInfo>
 #include <QLocalSocket>
 #include <QStandardPaths>
 #include <QTextStream>

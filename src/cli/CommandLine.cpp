@@ -5,15 +5,12 @@
 #include "cli/ConsoleWorkspace.h"
 #include "cli/SearchCommand.h"
 #include "core/Alerts.h"
-#include "core/AppInfo.h"
 #include "core/Settings.h"
 #include "store/NoteController.h"
 #include "store/NoteFiles.h"
 #include "store/NoteStore.h"
 
-#include <QDir>
 #include <QFile>
-#include <QFileInfo>
 #include <QJsonArray>
 #include <QJsonDocument>
 #include <QJsonObject>

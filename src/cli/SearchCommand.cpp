@@ -8,8 +8,6 @@
 #include "store/NoteFiles.h"
 #include "store/NoteStore.h"
 
-#include <QDir>
-#include <QFileInfo>
 #include <QJsonArray>
 #include <QJsonDocument>
 #include <QJsonObject>
