@@ -3,6 +3,7 @@
 #include "ai/AIClient.h"
 #include "ai/PromptBackup.h"
 #include "ai/PromptRun.h"
+#include "cli/ConsoleArguments.h"
 #include "cli/ConsoleWorkspace.h"
 #include "core/Settings.h"
 #include "notes/Frontmatter.h"
@@ -15,7 +16,6 @@
 #include <QDir>
 #include <QEventLoop>
 #include <QFile>
-#include <QFileInfo>
 #include <QLocalSocket>
 #include <QStandardPaths>
 #include <QTextStream>
@@ -33,40 +33,6 @@ const QLatin1String prefix("tackpad: ");
 const QLatin1String requestWord("apply");
 const QLatin1String notOpenWord("not-open");
 const QLatin1String outcomeWord("done");
-
-struct Options {
-    std::optional<QString> workspace;
-    QStringList names;
-};
-
-std::optional<Options> parse(const QStringList &args, QTextStream &err)
-{
-    Options options;
-    bool optionsEnded = false;
-    for (qsizetype i = 0; i < args.size(); ++i) {
-        const QString &word = args.at(i);
-        if (optionsEnded || !word.startsWith(QLatin1String("--"))) {
-            options.names << word;
-        } else if (word == QLatin1String("--")) {
-            optionsEnded = true;
-        } else if (word == QLatin1String("--workspace") && i + 1 < args.size()) {
-            options.workspace = args.at(++i);
-        } else if (word.startsWith(QLatin1String("--workspace="))) {
-            options.workspace = word.mid(qsizetype(sizeof("--workspace=") - 1));
-        } else {
-            err << prefix
-                << (word == QLatin1String("--workspace") ? QStringLiteral("--workspace needs a value")
-                                                         : QStringLiteral("unknown option '%1' for apply").arg(word))
-                << '\n';
-            return std::nullopt;
-        }
-    }
-    if (options.names.size() != 2) {
-        err << prefix << "apply takes a PROMPT and a NOTE, got " << options.names.size() << " names\n";
-        return std::nullopt;
-    }
-    return options;
-}
 
 NoteController *findNote(const NoteStore &store, const QString &name, QString *error)
 {
@@ -237,15 +203,13 @@ private:
 
 int run(const QStringList &args, QTextStream &out, QTextStream &err)
 {
-    const std::optional<Options> options = parse(args, err);
-    if (!options) {
-        err << "Run 'tackpad --help' for usage.\n";
-        return usageError;
-    }
-    const std::optional<QString> folder = ConsoleWorkspace::folder(options->workspace, Settings(), err);
+    const ConsoleArguments options = ConsoleArguments::ofCommand(QStringLiteral("apply"), args);
+    if (const std::optional<int> status = options.answer(out, err))
+        return *status;
+    const std::optional<QString> folder = ConsoleWorkspace::folder(options.workspace, Settings(), err);
     if (!folder)
         return usageError;
-    ApplyJob job(*folder, options->names, out, err);
+    ApplyJob job(*folder, options.words, out, err);
     return job.exec();
 }
 

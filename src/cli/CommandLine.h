@@ -15,6 +15,4 @@ namespace CommandLine {
 // note's text (standard input when null).
 std::optional<int> run(const QStringList &arguments, QTextStream &out, QTextStream &err, QIODevice *input = nullptr);
 
-QString usage();
-
 } // namespace CommandLine

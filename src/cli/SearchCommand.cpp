@@ -1,5 +1,6 @@
 #include "cli/SearchCommand.h"
 
+#include "cli/ConsoleArguments.h"
 #include "cli/ConsoleWorkspace.h"
 #include "core/Settings.h"
 #include "search/NoteSearch.h"
@@ -7,8 +8,6 @@
 #include "store/NoteFiles.h"
 #include "store/NoteStore.h"
 
-#include <QDir>
-#include <QFileInfo>
 #include <QJsonArray>
 #include <QJsonDocument>
 #include <QJsonObject>
@@ -22,58 +21,10 @@ namespace {
 
 constexpr int found = 0;
 constexpr int nothingFound = 1;
-constexpr int usageError = 2;
+constexpr int usageError = ConsoleArguments::usageErrorStatus;
 
 const QLatin1String hiddenMarker(" (hidden)");
 const QLatin1String snippetIndent("    ");
-
-struct Options {
-    std::optional<QString> workspace;
-    bool json = false;
-    QStringList positional;
-};
-
-// "--workspace DIR", "--workspace=DIR" and "--json" in any order around the query; "--" ends the options, so that
-// a query may itself start with a dash.
-std::optional<Options> parse(const QStringList &args, QTextStream &err)
-{
-    Options options;
-    bool optionsEnded = false;
-    for (qsizetype i = 0; i < args.size(); ++i) {
-        const QString &word = args.at(i);
-        if (optionsEnded || word == QLatin1String("-") || !word.startsWith(QLatin1Char('-'))) {
-            options.positional << word;
-        } else if (word == QLatin1String("--")) {
-            optionsEnded = true;
-        } else if (word == QLatin1String("--json")) {
-            options.json = true;
-        } else if (word == QLatin1String("--workspace")) {
-            if (i + 1 == args.size()) {
-                err << "tackpad: --workspace needs a value\n";
-                return std::nullopt;
-            }
-            options.workspace = args.at(++i);
-        } else if (word.startsWith(QLatin1String("--workspace="))) {
-            options.workspace = word.mid(qsizetype(sizeof("--workspace=") - 1));
-        } else {
-            err << "tackpad: unknown option '" << word << "' for search\n";
-            return std::nullopt;
-        }
-    }
-    if (options.positional.size() != 1) {
-        if (options.positional.isEmpty())
-            err << "tackpad: search needs a QUERY\n";
-        else
-            err << "tackpad: search takes one QUERY (quote it), got " << options.positional.size() << " words\n";
-        return std::nullopt;
-    }
-    return options;
-}
-
-std::optional<QString> workspaceFolder(const Options &options, const Settings &settings, QTextStream &err)
-{
-    return ConsoleWorkspace::folder(options.workspace, settings, err);
-}
 
 // The notes as the search panel sees them: read once, with no window and no watching.
 QList<NoteSearch::Candidate> candidatesIn(const QString &folder, const Settings &settings)
@@ -127,18 +78,16 @@ int run(const QStringList &args, QTextStream &out, QTextStream &err)
 
 int run(const QStringList &args, QTextStream &out, QTextStream &err, const Settings &settings)
 {
-    const std::optional<Options> options = parse(args, err);
-    if (!options) {
-        err << "Run 'tackpad --help' for usage.\n";
-        return usageError;
-    }
-    const std::optional<QString> folder = workspaceFolder(*options, settings, err);
+    const ConsoleArguments options = ConsoleArguments::ofCommand(QStringLiteral("search"), args);
+    if (const std::optional<int> status = options.answer(out, err))
+        return *status;
+    const std::optional<QString> folder = ConsoleWorkspace::folder(options.workspace, settings, err);
     if (!folder)
         return usageError;
 
     const QList<NoteSearch::Result> results
-        = NoteSearch::search(options->positional.first(), candidatesIn(*folder, settings));
-    if (options->json)
+        = NoteSearch::search(options.words.first(), candidatesIn(*folder, settings));
+    if (options.json)
         printJson(results, out);
     else
         printPlain(results, out);

@@ -4,12 +4,11 @@
 #include "ai/AIRequest.h"
 
 #include <QElapsedTimer>
-#include <QJsonArray>
+#include <QJsonDocument>
 #include <QSignalSpy>
 #include <QTest>
 #include <QTimer>
 
-using Responses = QList<FakeAnthropic::Response>;
 using std::chrono::milliseconds;
 
 namespace {
@@ -20,7 +19,8 @@ struct Outcome {
     QList<qint64> delays; // the waits before each retry
 };
 
-// Fixed rows of the retry table: the lowest and highest wait the jittered back-off may pick.
+// Fixed rows of the retry table: the lowest and highest wait the jittered
+// back-off may pick.
 struct WaitRange {
     qint64 least;
     qint64 most;
@@ -28,7 +28,6 @@ struct WaitRange {
 
 } // namespace
 
-Q_DECLARE_METATYPE(Responses)
 Q_DECLARE_METATYPE(QList<WaitRange>)
 
 class TestAIClient : public QObject {
@@ -73,109 +72,79 @@ private Q_SLOTS:
 
         QCOMPARE(m_fake->requests().size(), 1);
         const FakeAnthropic::Request &request = m_fake->requests().first();
-        QCOMPARE(request.method, QByteArray("POST"));
-        QCOMPARE(request.path, path);
+        QCOMPARE(request.method + ' ' + request.path, "POST " + path);
         QCOMPARE(request.headers.value("x-api-key"), QByteArray("sk-test-key"));
         QCOMPARE(request.headers.value("anthropic-version"), QByteArray("2023-06-01"));
         QCOMPARE(request.headers.value("content-type"), QByteArray("application/json"));
-        const QJsonObject body = request.json();
-        QCOMPARE(body.keys(), (QStringList {u"max_tokens"_qs, u"messages"_qs, u"model"_qs, u"system"_qs}));
-        QCOMPARE(body.value(u"model"_qs).toString(), u"claude-test"_qs);
-        QCOMPARE(body.value(u"max_tokens"_qs).toInt(), 4096);
-        QCOMPARE(body.value(u"system"_qs).toString(), u"Summarise."_qs);
-        const QJsonArray messages = body.value(u"messages"_qs).toArray();
-        QCOMPARE(messages.size(), 1);
-        QCOMPARE(messages[0].toObject().keys(), (QStringList {u"content"_qs, u"role"_qs}));
-        QCOMPARE(messages[0][u"role"_qs].toString(), u"user"_qs);
-        QCOMPARE(messages[0][u"content"_qs].toString(), u"line one\n\n  line two  \n"_qs); // as it stands
+        // The note's text as it stands, blank lines and spaces included.
+        QCOMPARE(request.json(),
+            QJsonDocument::fromJson(
+                R"({"model": "claude-test", "max_tokens": 4096,
+            "system": "Summarise.", "messages": [{"role": "user", "content": "line one\n\n  line two  \n"}]})")
+                .object());
     }
 
-    void readsTheResponse_data()
-    {
-        QTest::addColumn<int>("status");
-        QTest::addColumn<QByteArray>("body");
-        QTest::addColumn<bool>("ok");
-        QTest::addColumn<QString>("expected"); // the text, or the error's description
-
-        const QString unexpected = u"The AI service returned an unexpected response."_qs;
-        QTest::newRow("error object: its message")
-            << 400
-            << QByteArray(
-                   R"({"type":"error","error":{"type":"invalid_request_error","message":"max_tokens: too large"}})")
-            << false << u"max_tokens: too large"_qs;
-        QTest::newRow("bare status") << 404 << QByteArray() << false << u"HTTP 404"_qs;
-        QTest::newRow("error status with a non-JSON body")
-            << 403 << QByteArray("<html>Forbidden</html>") << false << u"HTTP 403"_qs;
-        QTest::newRow("success with a non-JSON body") << 200 << QByteArray("hello") << false << unexpected;
-        QTest::newRow("no text blocks") << 200 << QByteArray(R"({"content":[{"type":"tool_use","id":"t","input":{}}]})")
-                                        << false << unexpected;
-        QTest::newRow("only empty text") << 200 << QByteArray(R"({"content":[{"type":"text","text":""}]})") << false
-                                         << unexpected;
-        QTest::newRow("content not an array") << 200 << QByteArray(R"({"content":"text"})") << false << unexpected;
-        QTest::newRow("several text blocks, joined in order")
-            << 200 << QByteArray(R"({"content":[{"type":"text","text":"One "},{"type":"text","text":"two"}]})") << true
-            << u"One two"_qs;
-        QTest::newRow("non-text blocks mixed in")
-            << 200
-            << QByteArray(R"({"content":[{"type":"thinking","thinking":"hm"},{"type":"text","text":"A"},)"
-                          R"({"type":"tool_use","text":"not this"},{"type":"text","text":"\nB\n"}]})")
-            << true << u"A\nB\n"_qs;
-    }
-
-    void readsTheResponse()
-    {
-        QFETCH(int, status);
-        QFETCH(QByteArray, body);
-        QFETCH(bool, ok);
-        QFETCH(QString, expected);
-        m_fake->enqueue(FakeAnthropic::raw(status, body));
-        const Outcome outcome = complete();
-        QCOMPARE(outcome.result.ok, ok);
-        QCOMPARE(ok ? outcome.result.text : outcome.result.error, expected);
-        QCOMPARE(outcome.attempts, 1);
-    }
-
-    void retries_data()
+    // Each row: the service's answers in order, what the run ends with, the waits before its retries, its time-out.
+    void answers_data()
     {
         QTest::addColumn<Responses>("responses");
-        QTest::addColumn<int>("timeoutMs");
-        QTest::addColumn<QString>("expected"); // the text, or the error's description
+        QTest::addColumn<QString>("expected"); // the text, or "error: " and the error's description
         QTest::addColumn<QList<WaitRange>>("waits");
+        QTest::addColumn<int>("timeoutMs");
         using F = FakeAnthropic;
-        const int limit = 120'000;
-        QTest::newRow("429 waits as retry-after says") << Responses {F::error(429, u"slow down"_qs, "3"),
-            F::text(u"done"_qs)} << limit << u"done"_qs << QList<WaitRange> {{3000, 3000}};
-        QTest::newRow("529 twice, then success, with growing jittered waits")
-            << Responses {F::error(529, u"Overloaded"_qs), F::error(529, u"Overloaded"_qs), F::text(u"done"_qs)}
-            << limit << u"done"_qs << QList<WaitRange> {{375, 500}, {750, 1000}};
-        QTest::newRow("retries spent: the last error")
-            << Responses {F::error(503), F::error(500), F::error(502, u"bad gateway"_qs)} << limit << u"bad gateway"_qs
-            << QList<WaitRange> {{375, 500}, {750, 1000}};
-        QTest::newRow("a transport failure is retried")
-            << Responses {F::cutOff(), F::text(u"done"_qs)} << limit << u"done"_qs << QList<WaitRange> {{375, 500}};
-        QTest::newRow("408 and 409 are retried") << Responses {F::error(408), F::error(409), F::text(u"done"_qs)}
-                                                 << limit << u"done"_qs << QList<WaitRange> {{375, 500}, {750, 1000}};
-        QTest::newRow("retry-after over 60 s: the back-off instead") << Responses {F::error(429, {}, "120"),
-            F::text(u"done"_qs)} << limit << u"done"_qs << QList<WaitRange> {{375, 500}};
-        QTest::newRow("400 is never retried")
-            << Responses {F::error(400, u"bad request"_qs)} << limit << u"bad request"_qs << QList<WaitRange> {};
-        QTest::newRow("a wait past the time-out ends the run with the error")
-            << Responses {F::error(429, u"slow down"_qs, "5")} << 2000 << u"slow down"_qs << QList<WaitRange> {};
+        const auto row = [](const char *name, const Responses &responses, const QString &expected,
+                             const QList<WaitRange> &waits = {}, int timeoutMs = 120'000) {
+            QTest::newRow(name) << responses << expected << waits << timeoutMs;
+        };
+        const QString unexpected = u"error: The AI service returned an unexpected response."_qs;
+        row("error object: its message",
+            {F::raw(
+                400, R"({"type":"error","error":{"type":"invalid_request_error","message":"max_tokens: too large"}})")},
+            u"error: max_tokens: too large"_qs);
+        row("bare status", {F::raw(404, {})}, u"error: HTTP 404"_qs);
+        row("error status with a non-JSON body", {F::raw(403, "<html>Forbidden</html>")}, u"error: HTTP 403"_qs);
+        row("success with a non-JSON body", {F::raw(200, "hello")}, unexpected);
+        row("no text blocks", {F::raw(200, R"({"content":[{"type":"tool_use","id":"t","input":{}}]})")}, unexpected);
+        row("only empty text", {F::raw(200, R"({"content":[{"type":"text","text":""}]})")}, unexpected);
+        row("content not an array", {F::raw(200, R"({"content":"text"})")}, unexpected);
+        row("several text blocks, joined in order",
+            {F::raw(200, R"({"content":[{"type":"text","text":"One "},{"type":"text","text":"two"}]})")},
+            u"One two"_qs);
+        row("non-text blocks mixed in",
+            {F::raw(200,
+                R"({"content":[{"type":"thinking","thinking":"hm"},{"type":"text","text":"A"},)"
+                R"({"type":"tool_use","text":"not this"},{"type":"text","text":"\nB\n"}]})")},
+            u"A\nB\n"_qs);
+        row("429 waits as retry-after says", {F::error(429, u"slow down"_qs, "3"), F::text(u"done"_qs)}, u"done"_qs,
+            {{3000, 3000}});
+        row("529 twice, then success, with growing jittered waits",
+            {F::error(529, u"Overloaded"_qs), F::error(529, u"Overloaded"_qs), F::text(u"done"_qs)}, u"done"_qs,
+            {{375, 500}, {750, 1000}});
+        row("retries spent: the last error", {F::error(503), F::error(500), F::error(502, u"bad gateway"_qs)},
+            u"error: bad gateway"_qs, {{375, 500}, {750, 1000}});
+        row("a transport failure is retried", {F::cutOff(), F::text(u"done"_qs)}, u"done"_qs, {{375, 500}});
+        row("408 and 409 are retried", {F::error(408), F::error(409), F::text(u"done"_qs)}, u"done"_qs,
+            {{375, 500}, {750, 1000}});
+        row("retry-after over 60 s: the back-off instead", {F::error(429, {}, "120"), F::text(u"done"_qs)}, u"done"_qs,
+            {{375, 500}});
+        row("400 is never retried", {F::error(400, u"bad request"_qs)}, u"error: bad request"_qs);
+        row("a wait past the time-out ends the run with the error", {F::error(429, u"slow down"_qs, "5")},
+            u"error: slow down"_qs, {}, 2000);
     }
 
-    void retries()
+    void answers()
     {
         QFETCH(Responses, responses);
-        QFETCH(int, timeoutMs);
         QFETCH(QString, expected);
         QFETCH(QList<WaitRange>, waits);
+        QFETCH(int, timeoutMs);
         AIClient::Timing timing = m_client->timing();
         timing.timeout = milliseconds(timeoutMs);
         m_client->setTiming(timing);
         m_fake->enqueue(responses);
 
         const Outcome outcome = complete();
-        QCOMPARE(outcome.result.ok ? outcome.result.text : outcome.result.error, expected);
+        QCOMPARE(outcome.result.ok ? outcome.result.text : u"error: "_qs + outcome.result.error, expected);
         QCOMPARE(outcome.attempts, int(waits.size()) + 1);
         QCOMPARE(m_fake->requests().size(), outcome.attempts);
         QCOMPARE(outcome.delays.size(), waits.size());
@@ -203,13 +172,10 @@ private Q_SLOTS:
     {
         QTest::addColumn<QString>("base");
         QTest::addColumn<bool>("allowed");
-        QTest::newRow("the public endpoint") << u"https://api.anthropic.com"_qs << true;
         QTest::newRow("https gateway") << u"https://gateway.example.com/anthropic"_qs << true;
-        QTest::newRow("http to 127.0.0.1") << u"http://127.0.0.1:8080"_qs << true;
         QTest::newRow("http to elsewhere in 127/8") << u"http://127.4.5.6"_qs << true;
         QTest::newRow("http to localhost") << u"http://LOCALHOST:9"_qs << true;
         QTest::newRow("http to ::1") << u"http://[::1]:9"_qs << true;
-        QTest::newRow("http to a named host") << u"http://example.com"_qs << false;
         QTest::newRow("http to a private address") << u"http://10.0.0.1"_qs << false;
         QTest::newRow("http to a host named like loopback") << u"http://127.0.0.1.example.com"_qs << false;
         QTest::newRow("another scheme") << u"ftp://127.0.0.1"_qs << false;
@@ -245,7 +211,8 @@ private:
             outcome.result = result;
             outcome.attempts = request->attempts();
         });
-        // Reported later, never from within complete(): callers connect after the call.
+        // Reported later, never from within complete(): callers connect after the
+        // call.
         if (!finished.isEmpty() || !finished.wait(10000))
             outcome.result = AIResult::failure(u"no single, later report"_qs);
         return outcome;

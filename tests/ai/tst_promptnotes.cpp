@@ -1,31 +1,22 @@
-#include "support/TextFiles.h"
 #include "support/FakeAnthropic.h"
+#include "support/TextFiles.h"
 
-#include "ai/AIClient.h"
 #include "editor/MarkdownTextView.h"
 #include "notes/Frontmatter.h"
-#include "platform/KeyStore.h"
-#include "store/NoteStore.h"
 #include "windows/NoteWindow.h"
-#include "windows/NoteWindowController.h"
 #include "windows/Toast.h"
 
 #include <QApplication>
 #include <QDBusConnection>
 #include <QDBusConnectionInterface>
-#include <QDir>
 #include <QFile>
 #include <QMenu>
 #include <QRegularExpression>
 #include <QSignalSpy>
-#include <QStandardPaths>
 #include <QTemporaryDir>
 #include <QTest>
 #include <QTimer>
 #include <QUuid>
-
-using Responses = QList<FakeAnthropic::Response>;
-Q_DECLARE_METATYPE(Responses)
 
 namespace {
 
@@ -75,27 +66,22 @@ private Q_SLOTS:
     void cleanupTestCase()
     {
         if (m_keys)
-            setKey(QString());
+            PromptTest::setKey(*m_keys, QString());
     }
 
     void init()
     {
         if (Toast::current())
             Toast::current()->close();
-        QDir(trash()).removeRecursively();
+        QDir(PromptTest::trash()).removeRecursively();
         m_fake = std::make_unique<FakeAnthropic>();
         qputenv(AIClient::baseUrlVariable, m_fake->url().toEncoded());
         m_client = std::make_unique<AIClient>();
         m_dir = std::make_unique<QTemporaryDir>();
         m_settingsDir = std::make_unique<QTemporaryDir>();
         m_store = std::make_unique<NoteStore>(m_dir->path(), Settings(m_settingsDir->filePath(u"s.ini"_qs)));
-        NoteWindowEnvironment environment;
-        environment.aiClient = m_client.get();
-        environment.keyStore = m_keys.get();
-        m_store->setControllerFactory([environment](std::unique_ptr<Note> note, NoteStore &store, const QString &raw) {
-            return std::make_unique<NoteWindowController>(std::move(note), store, raw, environment);
-        });
-        setKey(u"sk-test-key"_qs);
+        PromptTest::openAsWindows(*m_store, m_client.get(), m_keys.get());
+        PromptTest::setKey(*m_keys, u"sk-test-key"_qs);
         m_prompt = open(u"Summarise.md"_qs, u"---\ntackpad: \"prompt\"\n---\n\n  Summarise as bullets.  \n"_qs);
         m_note = open(u"Meeting.md"_qs, meetingFile + u"- old item\n"_qs);
     }
@@ -149,7 +135,7 @@ private Q_SLOTS:
         QTRY_VERIFY(!m_note->aiRequestInFlight());
         QCOMPARE(m_note->textView()->markdown(), u"- new item"_qs);
         QCOMPARE(toastText(), u"“Summarise” applied – press Ctrl+Z to undo"_qs);
-        QCOMPARE(readFile(trashed(u"Meeting (before AI).md"_qs)), before);
+        QCOMPARE(readFile(PromptTest::trashed(u"Meeting (before AI).md"_qs)), before);
         m_store->flushAllSaves();
         QCOMPARE(readFile(path(u"Meeting.md"_qs)), before.left(before.indexOf(u"---\n"_qs, 4) + 4) + u"- new item"_qs);
 
@@ -190,7 +176,7 @@ private Q_SLOTS:
         QFETCH(int, requests);
         m_prompt = open(u"Summarise.md"_qs, u"---\ntackpad: \"prompt\"\n---\n"_qs + promptBody);
         if (!keyStored)
-            setKey(QString());
+            PromptTest::setKey(*m_keys, QString());
         m_fake->enqueue(responses);
 
         m_note->applyPrompt(promptFile);
@@ -202,7 +188,7 @@ private Q_SLOTS:
         QCOMPARE(m_note->note().body, u"- old item\n"_qs);
         m_store->flushAllSaves();
         QCOMPARE(bodyOf(readFile(path(u"Meeting.md"_qs))), u"- old item\n"_qs);
-        QVERIFY(QDir(trash() + u"/files"_qs).isEmpty());
+        QVERIFY(QDir(PromptTest::trashed()).isEmpty());
     }
 
     void aBackupThatFailsIsLoggedAndTheReplyStillApplies()
@@ -277,7 +263,7 @@ private Q_SLOTS:
         m_fake->enqueue(FakeAnthropic::text(u"too late"_qs));
         m_fake->release();
         QCOMPARE(readFile(path(u"Meeting.md"_qs)), before);
-        QVERIFY(QDir(trash() + u"/files"_qs).isEmpty());
+        QVERIFY(QDir(PromptTest::trashed()).isEmpty());
     }
 
     void anOutsideChangeReachesTheBackupAndUndo()
@@ -293,7 +279,7 @@ private Q_SLOTS:
         m_fake->enqueue(FakeAnthropic::text(u"summary"_qs));
         m_fake->release();
         QTRY_COMPARE(m_note->note().body, u"summary"_qs);
-        QCOMPARE(readFile(trashed(u"Meeting (before AI).md"_qs)), outside);
+        QCOMPARE(readFile(PromptTest::trashed(u"Meeting (before AI).md"_qs)), outside);
         m_note->textView()->undo();
         QCOMPARE(m_note->note().body, u"- old item\n- added elsewhere\n"_qs);
     }
@@ -306,20 +292,7 @@ private:
         return qobject_cast<NoteWindowController *>(m_store->controller(name));
     }
 
-    void setKey(const QString &key)
-    {
-        std::optional<QString> error;
-        m_keys->storeKey(key, [&error](const QString &e) { error = e; });
-        QVERIFY(QTest::qWaitFor([&] { return error.has_value(); }, 20000));
-        QCOMPARE(*error, QString());
-    }
-
     QString path(const QString &name) const { return m_dir->filePath(name); }
-    static QString trash()
-    {
-        return QStandardPaths::writableLocation(QStandardPaths::GenericDataLocation) + u"/Trash"_qs;
-    }
-    static QString trashed(const QString &name) { return trash() + u"/files/"_qs + name; }
 
     std::unique_ptr<FakeAnthropic> m_fake;
     std::unique_ptr<AIClient> m_client;

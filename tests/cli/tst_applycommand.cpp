@@ -1,27 +1,18 @@
-#include "support/TextFiles.h"
 #include "support/FakeAnthropic.h"
+#include "support/TextFiles.h"
 
-#include "ai/AIClient.h"
-#include "cli/ApplyCommand.h"
 #include "app/ApplyServer.h"
+#include "cli/ApplyCommand.h"
 #include "windows/NoteWindows.h"
 #include "editor/MarkdownTextView.h"
-#include "platform/KeyStore.h"
-#include "store/NoteStore.h"
-#include "windows/NoteWindowController.h"
 #include "windows/Toast.h"
 
 #include <QApplication>
-#include <QDir>
 #include <QFile>
 #include <QProcess>
 #include <QSignalSpy>
-#include <QStandardPaths>
 #include <QTemporaryDir>
 #include <QTest>
-
-using Responses = QList<FakeAnthropic::Response>;
-Q_DECLARE_METATYPE(Responses)
 
 namespace {
 
@@ -56,12 +47,12 @@ private Q_SLOTS:
         qputenv(AIClient::baseUrlVariable, m_fake->url().toEncoded());
         m_dir = std::make_unique<QTemporaryDir>();
         makeWorkspace(m_dir->path());
-        QDir(trash()).removeRecursively();
+        QDir(PromptTest::trash()).removeRecursively();
     }
 
     void cleanup()
     {
-        setKey(QString());
+        PromptTest::setKey(*m_keys, QString());
         m_server.reset();
         if (m_store)
             m_store->shutdown();
@@ -113,7 +104,7 @@ private Q_SLOTS:
         QFETCH(QString, out);
         QFETCH(QString, err);
         QFETCH(QByteArray, sentKey);
-        setKey(keyringKey);
+        PromptTest::setKey(*m_keys, keyringKey);
         m_fake->enqueue(responses);
 
         const Finished finished = apply(names, environmentKey);
@@ -127,10 +118,10 @@ private Q_SLOTS:
         if (status == 0) {
             // Written through the store: the property line and the other tool's lines as they were.
             QCOMPARE(meeting, meetingHead + u"- summary"_qs);
-            QCOMPARE(readFile(trash() + u"/files/Meeting (before AI).md"_qs), meetingFile);
+            QCOMPARE(readFile(PromptTest::trashed(u"Meeting (before AI).md"_qs)), meetingFile);
         } else {
             QCOMPARE(meeting, meetingFile);
-            QVERIFY(!QFileInfo::exists(trash() + u"/files/Meeting (before AI).md"_qs));
+            QVERIFY(!QFileInfo::exists(PromptTest::trashed(u"Meeting (before AI).md"_qs)));
         }
     }
 
@@ -157,7 +148,7 @@ private Q_SLOTS:
         QCOMPARE(finished.status, 0);
         QCOMPARE(m_fake->requests().first().headers.value("x-api-key"), QByteArray("sk-env"));
         // The window's own state of the note (its stacking order may have risen when it was shown).
-        const QString backup = readFile(trash() + u"/files/Meeting (before AI).md"_qs);
+        const QString backup = readFile(PromptTest::trashed(u"Meeting (before AI).md"_qs));
         QVERIFY2(backup.startsWith(u"---\ntitle: Weekly\ntackpad: "_qs) && backup.endsWith(u"\n---\n- old item\n"_qs),
             qPrintable(backup));
 
@@ -209,19 +200,6 @@ private:
             return {-1, {}, u"the command did not finish"_qs};
         return {process.exitCode(), QString::fromUtf8(process.readAllStandardOutput()),
             QString::fromUtf8(process.readAllStandardError())};
-    }
-
-    void setKey(const QString &key)
-    {
-        std::optional<QString> error;
-        m_keys->storeKey(key, [&error](const QString &e) { error = e; });
-        QVERIFY(QTest::qWaitFor([&] { return error.has_value(); }, 20000));
-        QCOMPARE(*error, QString());
-    }
-
-    static QString trash()
-    {
-        return QStandardPaths::writableLocation(QStandardPaths::GenericDataLocation) + u"/Trash"_qs;
     }
 
     std::unique_ptr<FakeAnthropic> m_fake;

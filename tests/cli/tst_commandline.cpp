@@ -1,15 +1,20 @@
-// The `tackpad list` and `tackpad new` commands, run as a user runs them: the real binary, no display, a private
-// home folder and settings.
+// The console side of the `tackpad` binary: how every command line is read, and the list, new and search commands
+// run as a user runs them (the real binary, no display, a private home folder and settings).
 
 #include "support/StoreTestSupport.h"
 
-#include "cli/CommandLine.h"
+#include "cli/ConsoleArguments.h"
+#include "core/AppInfo.h"
 
+#include <QDirIterator>
 #include <QJsonDocument>
 #include <QProcess>
 #include <QTest>
 
+#include <unistd.h>
+
 using namespace StoreTest;
+using Request = ConsoleArguments::Request;
 
 namespace {
 
@@ -18,6 +23,52 @@ struct Run {
     QString out;
     QString err;
 };
+
+// A command line as the binary reads it, told in one line: the request, the command's options and words, or the
+// usage error as printed.
+QString readBack(const QStringList &words)
+{
+    ConsoleArguments read = ConsoleArguments::ofCommandLine(QStringList {u"tackpad"_qs} + words);
+    if (read.request == Request::Command)
+        read = ConsoleArguments::ofCommand(read.command, read.words);
+    QString out;
+    QString err;
+    QTextStream outStream(&out);
+    QTextStream errStream(&err);
+    const std::optional<int> status = read.answer(outStream, errStream);
+    switch (read.request) {
+    case Request::Application:
+        return read.newNote ? u"application, new note"_qs : u"application"_qs;
+    case Request::Help:
+        return status == 0 && out == ConsoleArguments::helpText() ? u"help"_qs : u"broken help"_qs;
+    case Request::Version:
+        return status == 0 ? out.trimmed() : u"broken version"_qs;
+    case Request::UsageError:
+        return QString::number(status.value_or(-1)) + u' ' + err;
+    case Request::Command:
+        break;
+    }
+    QStringList told {read.command};
+    if (read.workspace)
+        told << u"workspace "_qs + *read.workspace;
+    if (read.title)
+        told << u"title "_qs + *read.title;
+    if (read.json)
+        told << u"json"_qs;
+    return told.join(u", "_qs) + u" ["_qs + read.words.join(u" | "_qs) + u']';
+}
+
+// Every file under folder with its bytes, to show that a command leaves the workspace as it found it.
+QMap<QString, QByteArray> snapshot(const QString &folder)
+{
+    QMap<QString, QByteArray> files;
+    QDirIterator it(folder, QDir::Files | QDir::Hidden, QDirIterator::Subdirectories);
+    while (it.hasNext()) {
+        const QString path = it.next();
+        files.insert(path, readBytes(path));
+    }
+    return files;
+}
 
 } // namespace
 
@@ -28,17 +79,20 @@ private Q_SLOTS:
     void init();
     void cleanup();
 
-    void listPrintsNotesInNameOrder();
-    void listJson();
+    void readsEveryCommandLineAlike_data();
+    void readsEveryCommandLineAlike();
+    void list();
     void newCreatesNotesAsTheAppDoes_data();
     void newCreatesNotesAsTheAppDoes();
-    void newFollowsTheSettings();
-    void errorsChangeNothing_data();
-    void errorsChangeNothing();
-    void applicationArgumentsAreLeftToTheApplication_data();
-    void applicationArgumentsAreLeftToTheApplication();
+    void newAndSearchFollowTheSettings();
+    void search_data();
+    void search();
+    void problemsChangeNothing_data();
+    void problemsChangeNothing();
+    void qtOptionsStartTheApplication();
 
 private:
+    QProcessEnvironment environment() const;
     Run run(const QStringList &arguments, const QByteArray &input = {});
     QString settingsFile() const { return m_home->path() + QLatin1String("/.config/Tackpad/Tackpad.conf"); }
 
@@ -52,6 +106,9 @@ void TestCommandLine::init()
     QVERIFY(m_home->isValid());
     m_folder = m_home->path() + QLatin1String("/My Notes");
     QVERIFY(QDir().mkpath(m_folder));
+    QVERIFY(QDir().mkpath(m_home->path() + QLatin1String("/runtime")));
+    QFile::setPermissions(m_home->path() + QLatin1String("/runtime"),
+        QFileDevice::ReadOwner | QFileDevice::WriteOwner | QFileDevice::ExeOwner);
 }
 
 void TestCommandLine::cleanup()
@@ -59,19 +116,25 @@ void TestCommandLine::cleanup()
     m_home.reset();
 }
 
-Run TestCommandLine::run(const QStringList &arguments, const QByteArray &input)
+QProcessEnvironment TestCommandLine::environment() const
 {
-    QProcess process;
     QProcessEnvironment env = QProcessEnvironment::systemEnvironment();
     env.insert("HOME", m_home->path());
     env.insert("XDG_CONFIG_HOME", m_home->path() + QLatin1String("/.config"));
     env.insert("XDG_DATA_HOME", m_home->path() + QLatin1String("/.local/share"));
+    env.insert("XDG_RUNTIME_DIR", m_home->path() + QLatin1String("/runtime"));
     // The console commands must work without any display.
     env.remove("DISPLAY");
     env.remove("WAYLAND_DISPLAY");
     env.remove("QT_QPA_PLATFORM");
-    process.setProcessEnvironment(env);
-    process.start(QStringLiteral(TACKPAD_BINARY), arguments);
+    return env;
+}
+
+Run TestCommandLine::run(const QStringList &arguments, const QByteArray &input)
+{
+    QProcess process;
+    process.setProcessEnvironment(environment());
+    process.start(QStringLiteral(TACKPAD_BINARY), QStringList(arguments).replaceInStrings(u"$WS"_qs, m_folder));
     Run result;
     if (!process.waitForStarted())
         return result;
@@ -85,26 +148,80 @@ Run TestCommandLine::run(const QStringList &arguments, const QByteArray &input)
     return result;
 }
 
-void TestCommandLine::listPrintsNotesInNameOrder()
+void TestCommandLine::readsEveryCommandLineAlike_data()
+{
+    QTest::addColumn<QStringList>("words");
+    QTest::addColumn<QString>("read");
+    const auto row
+        = [](const char *name, const QStringList &words, const QString &read) { QTest::newRow(name) << words << read; };
+    row("application: no arguments", {}, u"application"_qs);
+    row("application: --new-note", {"--new-note"}, u"application, new note"_qs);
+    row("qt: -session as the session manager restores the app", {"-session", "1234abcd"}, u"application"_qs);
+    row("qt: --new-note among Qt's options", {"--new-note", "-session", "x"}, u"application, new note"_qs);
+    row("qt: every spelling of Qt's options",
+        {"-platform", "offscreen", "--platform=xcb", "-style=fusion", "-reverse", "-display", ":1", "-name", "n",
+            "-qwindowtitle", "T", "-stylesheet", "s.qss"},
+        u"application"_qs);
+    row("help: --help", {"--help"}, u"help"_qs);
+    row("help: -h among a command's words", {"list", "--workspace", "/w", "-h"}, u"help"_qs);
+    row("version: -v", {"-v"}, u"Tackpad "_qs + QString::fromLatin1(AppInfo::version));
+    row("list: --workspace=DIR and --json", {"list", "--workspace=/w", "--json"}, u"list, workspace /w, json []"_qs);
+    row("new: a Markdown list is text, not an option", {"new", "--title", "T", "- milk"}, u"new, title T [- milk]"_qs);
+    row("new: after --, a word that looks like an option is text", {"new", "--title", "T", "--", "-h"},
+        u"new, title T [-h]"_qs);
+    row("new: a value is taken whatever it looks like", {"new", "--workspace", "--odd", "-"},
+        u"new, workspace --odd [-]"_qs);
+    row("search: options after the query", {"search", "milk", "--json", "--workspace", "/w"},
+        u"search, workspace /w, json [milk]"_qs);
+    row("search: a query with one dash", {"search", "-5"}, u"search [-5]"_qs);
+    row("apply: prompt and note", {"apply", "--workspace", "/w", "Summarise", "-notes-"},
+        u"apply, workspace /w [Summarise | -notes-]"_qs);
+    // Usage errors: one line, exit status 2.
+    row("usage: an unknown command", {"frobnicate"}, u"2 tackpad: unknown command or option 'frobnicate'\n"_qs);
+    row("usage: an unknown option", {"--frobnicate"}, u"2 tackpad: unknown command or option '--frobnicate'\n"_qs);
+    row("usage: a Qt option without its value", {"-session"}, u"2 tackpad: -session needs a value\n"_qs);
+    row("usage: an option of no command", {"list", "--colour"}, u"2 tackpad: unknown option '--colour' for list\n"_qs);
+    row("usage: an option of another command", {"search", "--title", "x", "milk"},
+        u"2 tackpad: unknown option '--title' for search\n"_qs);
+    row("usage: a value for a switch", {"list", "--json=yes"}, u"2 tackpad: unknown option '--json=yes' for list\n"_qs);
+    row("usage: --json for apply", {"apply", "--json", "P", "N"}, u"2 tackpad: unknown option '--json' for apply\n"_qs);
+    row("usage: a missing value", {"new", "--title"}, u"2 tackpad: --title needs a value\n"_qs);
+    row("usage: words for list", {"list", "x"}, u"2 tackpad: list takes no arguments, got 'x'\n"_qs);
+    row("usage: two texts", {"new", "one", "two"}, u"2 tackpad: new takes one TEXT (quote it), got 2 words\n"_qs);
+    row("usage: no query", {"search", "--json"}, u"2 tackpad: search needs a QUERY\n"_qs);
+    row("usage: two queries", {"search", "red", "car"},
+        u"2 tackpad: search takes one QUERY (quote it), got 2 words\n"_qs);
+    row("usage: one name for apply", {"apply", "Summarise"},
+        u"2 tackpad: apply takes a PROMPT and a NOTE, got 1 names\n"_qs);
+}
+
+void TestCommandLine::readsEveryCommandLineAlike()
+{
+    QFETCH(QStringList, words);
+    QFETCH(QString, read);
+    QCOMPARE(readBack(words), read);
+}
+
+void TestCommandLine::list()
 {
     writeInPlace(m_folder + "/Note 10.md", noteText("x1 y2 w300 h200 z3 #CDE8F9 s14 float hidden", ""));
     writeInPlace(m_folder + "/note 9.md", noteText("x5 y6", ""));
-    writeInPlace(m_folder + "/Ordinary.md", "# not a note\n");
-    const Run result = run({"list", "--workspace", m_folder});
-    QCOMPARE(result.err, QString());
-    QCOMPARE(result.exitCode, 0);
-    QCOMPARE(result.out,
-        QStringLiteral("note 9\t270x260 at (5, 6)\tz 0\t#FBF4A6\t12 pt\n"
-                       "Note 10\t300x200 at (1, 2)\tz 3\t#CDE8F9\t14 pt\tfloat, hidden\n"));
-    QCOMPARE(readFile(m_folder + "/Ordinary.md"), QStringLiteral("# not a note\n"));
-}
-
-void TestCommandLine::listJson()
-{
     writeInPlace(m_folder + "/Prompt.md", noteText("x-10 y20 w300 h200 z7 #FFFFFF s16 rolled adopt prompt", "Do"));
-    const Run result = run({"list", "--json", "--workspace=" + m_folder});
-    QCOMPARE(result.exitCode, 0);
-    QCOMPARE(QJsonDocument::fromJson(result.out.toUtf8()),
+    writeInPlace(m_folder + "/Ordinary.md", "# not a note\n");
+    const Run plain = run({"list", "--workspace", m_folder});
+    QCOMPARE(plain.err, QString());
+    QCOMPARE(plain.exitCode, 0);
+    QCOMPARE(plain.out,
+        QStringLiteral("note 9\t270x260 at (5, 6)\tz 0\t#FBF4A6\t12 pt\n"
+                       "Note 10\t300x200 at (1, 2)\tz 3\t#CDE8F9\t14 pt\tfloat, hidden\n"
+                       "Prompt\t300x200 at (-10, 20)\tz 7\t#FFFFFF\t16 pt\trolled up, adopted, prompt\n"));
+    QCOMPARE(readFile(m_folder + "/Ordinary.md"), QStringLiteral("# not a note\n"));
+
+    QFile::remove(m_folder + "/Note 10.md");
+    QFile::remove(m_folder + "/note 9.md");
+    const Run json = run({"list", "--json", "--workspace=" + m_folder});
+    QCOMPARE(json.exitCode, 0);
+    QCOMPARE(QJsonDocument::fromJson(json.out.toUtf8()),
         QJsonDocument::fromJson(R"([{"adopt": true, "color": "#FFFFFF", "file": "Prompt.md", "floatOnTop": false,
             "fontSize": 16, "height": 200, "hidden": false, "isPrompt": true, "rolledUp": true, "title": "Prompt",
             "width": 300, "x": -10, "y": 20, "z": 7}])"));
@@ -119,14 +236,9 @@ void TestCommandLine::newCreatesNotesAsTheAppDoes_data()
 
     const auto row = [](const char *name, const QStringList &arguments, const QString &file, const QString &body,
                          const QByteArray &input = {}) { QTest::newRow(name) << arguments << file << body << input; };
-
     row("nominal: no title gives New note, and a taken name gets a number", {"new"}, "New note (1).md", "");
     row("nominal: the title is sanitized into the file name", {"new", "--title", "  ../Plan: Q3/Q4.MD  ", "Goals"},
         "-Plan- Q3-Q4.md", "Goals");
-    row("nominal: a Markdown list is text, not an option", {"new", "--title", "List", "- milk\n- bread"}, "List.md",
-        "- milk\n- bread");
-    row("nominal: text after -- may look like an option", {"new", "--title", "Dash", "--", "--verbose"}, "Dash.md",
-        "--verbose");
     row("nominal: - reads standard input, CR LF becomes LF", {"new", "--title", "Piped", "-"}, "Piped.md",
         QStringLiteral("# From a pipe\n\nwith CR LF and ünïcode\n"), "# From a pipe\r\n\r\nwith CR LF and ünïcode\r\n");
 }
@@ -138,9 +250,7 @@ void TestCommandLine::newCreatesNotesAsTheAppDoes()
     QFETCH(QString, expectedBody);
     QFETCH(QByteArray, input);
     writeInPlace(m_folder + "/New note.md", noteText("x1 z41", "first\n"));
-    arguments.insert(1, QStringLiteral("--workspace"));
-    arguments.insert(2, m_folder);
-    const Run result = run(arguments, input);
+    const Run result = run(arguments << "--workspace" << m_folder, input);
     QCOMPARE(result.err, QString());
     QCOMPARE(result.exitCode, 0);
     QCOMPARE(result.out, expectedFile + QLatin1Char('\n'));
@@ -151,7 +261,7 @@ void TestCommandLine::newCreatesNotesAsTheAppDoes()
 }
 
 // The last workspace and the new-note settings come from the application's own settings file.
-void TestCommandLine::newFollowsTheSettings()
+void TestCommandLine::newAndSearchFollowTheSettings()
 {
     Settings settings(settingsFile());
     settings.setUrl(SettingsKey::notesFolder, QUrl::fromLocalFile(m_folder));
@@ -165,81 +275,135 @@ void TestCommandLine::newFollowsTheSettings()
     QCOMPARE(created.out, QStringLiteral("Remembered.md\n"));
     QCOMPARE(readFile(m_folder + "/Remembered.md"),
         QStringLiteral("---\ntackpad: \"x80 y530 w400 h260 z1 #D4F2C2 s12 float\"\n---\nStyled"));
-    const Run listed = run({"list"});
-    QCOMPARE(listed.exitCode, 0);
-    QVERIFY(listed.out.startsWith(QLatin1String("Remembered\t")));
+    const Run found = run({"search", "styled"});
+    QCOMPARE(found.exitCode, 0);
+    QCOMPARE(found.out, QStringLiteral("Remembered\n    Styled\n"));
 }
 
-void TestCommandLine::errorsChangeNothing_data()
+void TestCommandLine::search_data()
 {
-    QTest::addColumn<QStringList>("arguments");
-    QTest::addColumn<QString>("folder"); // relative to the home folder; empty: none configured
-    QTest::addColumn<QByteArray>("input");
-    QTest::addColumn<QString>("message"); // how standard error starts
-    QTest::addColumn<int>("lines");
+    QTest::addColumn<QStringList>("arguments"); // "$WS" stands for the workspace folder
+    QTest::addColumn<int>("exitCode");
+    QTest::addColumn<QString>("out"); // compared as JSON when it starts with "["
 
-    const auto row = [](const QString &name, const QStringList &arguments, const QString &folder,
-                         const QString &message, int lines, const QByteArray &input = {}) {
-        QTest::addRow("%s", qPrintable(name)) << arguments << folder << input << message << lines;
-    };
-    for (const QString command : {"list", "new"}) {
-        row("robustness: " + command + " with a missing folder", {command}, "gone",
-            "tackpad: workspace folder not found: ", 1);
-        row("robustness: " + command + " with a file for a folder", {command}, "file.md", "tackpad: not a folder: ", 1);
-        row("robustness: " + command + " with no workspace at all", {command}, "", "tackpad: no workspace: ", 1);
-    }
-    // Usage errors that the parser finds add a hint to the help.
-    row("robustness: an unknown option", {"list", "--colour"}, "My Notes", "tackpad: unknown option '--colour'", 2);
-    row("robustness: an option of the other command", {"list", "--title", "x"}, "My Notes",
-        "tackpad: unknown option '--title'", 2);
-    // Nothing may follow the option: a --workspace after it would be taken as its value.
-    row("robustness: a missing option value", {"new", "--title"}, "", "tackpad: --title needs a value", 2);
-    row("robustness: two texts", {"new", "one", "two"}, "My Notes", "tackpad: new takes one TEXT", 1);
-    row("robustness: a title with nothing usable", {"new", "--title", "..."}, "My Notes", "tackpad: the title '...'",
-        1);
-    row("robustness: standard input that is not UTF-8", {"new", "-"}, "My Notes",
-        "tackpad: standard input is not valid UTF-8", 1, "\xff\xfe");
+    // Title matches first in natural order, each with its trimmed snippet indented below; no snippet line for a note
+    // without text; hidden notes marked; an ordinary Markdown file and broken notes are left out, as in the app.
+    QTest::newRow("nominal: plain output") << QStringList {"search", "--workspace", "$WS", "milk"} << 0
+                                           << "Empty milk\nMilk run (hidden)\n    farm on Tuesday\n"
+                                              "Shopping\n    buy MILK and eggs\n";
+    QTest::newRow("nominal: JSON") << QStringList {"search", "--json", "--workspace", "$WS", "MILK"} << 0 << R"([
+        {"file": "Empty milk.md", "title": "Empty milk", "snippet": "", "hidden": false, "titleMatch": true},
+        {"file": "Milk run.md", "title": "Milk run", "snippet": "farm on Tuesday", "hidden": true, "titleMatch": true},
+        {"file": "Shopping.md", "title": "Shopping", "snippet": "buy MILK and eggs", "hidden": false,
+         "titleMatch": false}])";
+    QTest::newRow("nominal: nothing found, nothing printed, status 1")
+        << QStringList {"search", "--workspace", "$WS", "caviar"} << 1 << "";
+    QTest::newRow("nominal: nothing found as JSON is an empty array")
+        << QStringList {"search", "--workspace", "$WS", "--json", "caviar"} << 1 << "[\n]\n";
+    QTest::newRow("nominal: an empty query lists every note with its first line")
+        << QStringList {"search", "--workspace", "$WS", ""} << 0
+        << "broken\n    oats\nEmpty milk\nMilk run (hidden)\n    farm on Tuesday\nPlans\n    nothing to see\nShopping\n"
+           "    # List\n";
 }
 
-void TestCommandLine::errorsChangeNothing()
+void TestCommandLine::search()
 {
     QFETCH(QStringList, arguments);
-    QFETCH(QString, folder);
+    QFETCH(int, exitCode);
+    QFETCH(QString, out);
+    writeInPlace(m_folder + "/Shopping.md", noteText("x1", "# List\n\n  buy MILK and eggs  \nbread"));
+    writeInPlace(m_folder + "/Milk run.md", noteText("x1 hidden", "\n\tfarm on Tuesday\n"));
+    writeInPlace(m_folder + "/Plans.md", noteText("x1", "nothing to see"));
+    writeInPlace(m_folder + "/Empty milk.md", noteText("x1", ""));
+    writeInPlace(m_folder + "/readme.md", "milk everywhere");
+    writeInPlace(m_folder + "/broken.md", "---\ntackpad: \"x\ny\n---\noats");
+    writeInPlace(m_folder + "/latin1.md", "---\ntackpad: \"x1 y1 w200 h200 z1 #FBF4A6 s12\"\n---\nmilk caf\xe9\n");
+    const QMap<QString, QByteArray> before = snapshot(m_folder);
+
+    const Run result = run(arguments);
+    // A file that is not UTF-8 is left out, and said so.
+    QVERIFY2(result.err.endsWith(u": skipped latin1.md: not valid UTF-8 text\n"_qs), qPrintable(result.err));
+    QCOMPARE(result.err.count(u'\n'), 1);
+    if (out.startsWith(u'[') && out.size() > 4)
+        QCOMPARE(QJsonDocument::fromJson(result.out.toUtf8()), QJsonDocument::fromJson(out.toUtf8()));
+    else
+        QCOMPARE(result.out, out);
+    QCOMPARE(result.exitCode, exitCode);
+    QCOMPARE(snapshot(m_folder), before);
+}
+
+void TestCommandLine::problemsChangeNothing_data()
+{
+    QTest::addColumn<QStringList>("arguments"); // "$WS" stands for the workspace folder, "$HOME" for the home folder
+    QTest::addColumn<QByteArray>("input");
+    QTest::addColumn<QString>("message"); // the one line on standard error, or how it starts
+
+    const auto row = [](const char *name, const QStringList &arguments, const QString &message,
+                         const QByteArray &input = {}) { QTest::newRow(name) << arguments << input << message; };
+    row("folder: list in a missing folder", {"list", "--workspace", "$HOME/gone"},
+        "tackpad: workspace folder not found: $HOME/gone");
+    row("folder: new in a file", {"new", "--workspace", "$HOME/file.md"}, "tackpad: not a folder: $HOME/file.md");
+    row("folder: search with no workspace given or remembered", {"search", "milk"},
+        "tackpad: no workspace: pass --workspace DIR or open a folder in Tackpad first");
+    row("folder: apply in a missing folder", {"apply", "--workspace", "$HOME/gone", "P", "N"},
+        "tackpad: workspace folder not found: $HOME/gone");
+    row("folder: search in an unreadable folder", {"search", "--workspace", "$WS", "milk"},
+        "tackpad: cannot read the workspace folder $WS: ");
+    // Usage errors of each reader, as the binary prints them.
+    row("usage: an unknown command", {"frobnicate"}, "tackpad: unknown command or option 'frobnicate'");
+    row("usage: an unknown option of new", {"new", "--workspace", "$WS", "--colour"},
+        "tackpad: unknown option '--colour' for new");
+    row("usage: search without a query", {"search", "--workspace", "$WS"}, "tackpad: search needs a QUERY");
+    row("usage: apply with one name", {"apply", "--workspace", "$WS", "P"},
+        "tackpad: apply takes a PROMPT and a NOTE, got 1 names");
+    row("new: a title with nothing usable", {"new", "--workspace", "$WS", "--title", "..."},
+        "tackpad: the title '...' leaves no usable file name");
+    row("new: standard input that is not UTF-8", {"new", "--workspace", "$WS", "-"},
+        "tackpad: standard input is not valid UTF-8", "\xff\xfe");
+}
+
+void TestCommandLine::problemsChangeNothing()
+{
+    QFETCH(QStringList, arguments);
     QFETCH(QByteArray, input);
     QFETCH(QString, message);
-    QFETCH(int, lines);
+    const bool unreadable = QString::fromLatin1(QTest::currentDataTag()).contains(QLatin1String("unreadable"));
+    if (unreadable) {
+        if (geteuid() == 0)
+            QSKIP("Permissions do not keep root out of a folder");
+        QVERIFY(QFile::setPermissions(m_folder, QFileDevice::WriteOwner));
+    }
     writeInPlace(m_home->path() + "/file.md", "x");
-    if (!folder.isEmpty())
-        arguments << "--workspace" << m_home->path() + QLatin1Char('/') + folder;
-    const Run result = run(arguments, input);
+    const Run result = run(arguments.replaceInStrings(u"$HOME"_qs, m_home->path()), input);
+    if (unreadable)
+        QFile::setPermissions(m_folder, QFileDevice::ReadOwner | QFileDevice::WriteOwner | QFileDevice::ExeOwner);
     QCOMPARE(result.exitCode, 2);
     QCOMPARE(result.out, QString());
+    message.replace(u"$WS"_qs, m_folder).replace(u"$HOME"_qs, m_home->path());
     QVERIFY2(result.err.startsWith(message), qPrintable(result.err));
-    QCOMPARE(result.err.count(QLatin1Char('\n')), lines);
+    QCOMPARE(result.err.count(QLatin1Char('\n')), 1);
     QCOMPARE(readFile(m_home->path() + "/file.md"), QStringLiteral("x"));
     QVERIFY(!QFileInfo::exists(m_home->path() + "/gone"));
     QCOMPARE(QDir(m_folder).entryList(QDir::Files | QDir::Hidden), QStringList {});
 }
 
-void TestCommandLine::applicationArgumentsAreLeftToTheApplication_data()
+// X11 session restore starts the application with "-session <id>": it starts, and a second launch with Qt's
+// options hands it its command.
+void TestCommandLine::qtOptionsStartTheApplication()
 {
-    QTest::addColumn<QStringList>("arguments");
-    QTest::addColumn<bool>("console");
-    QTest::newRow("nominal: no arguments start the application") << QStringList {} << false;
-    QTest::newRow("nominal: --new-note goes to the running application") << QStringList {"--new-note"} << false;
-    QTest::newRow("nominal: --help is answered here") << QStringList {"--help"} << true;
-    QTest::newRow("robustness: an unknown word is an error here, not a launch") << QStringList {"frobnicate"} << true;
-}
-
-// Checked in-process: a launch of the real binary without a console command would start the application.
-void TestCommandLine::applicationArgumentsAreLeftToTheApplication()
-{
-    QFETCH(QStringList, arguments);
-    QFETCH(bool, console);
-    QString printed;
-    QTextStream out(&printed);
-    QTextStream err(&printed);
-    QCOMPARE(CommandLine::run(QStringList {"tackpad"} + arguments, out, err).has_value(), console);
+    Settings(settingsFile()).setUrl(SettingsKey::notesFolder, QUrl::fromLocalFile(m_folder));
+    QProcess app;
+    app.setProcessEnvironment(environment());
+    app.start(QStringLiteral(TACKPAD_BINARY), {"-session", "1234abcd", "-platform", "offscreen"});
+    // Once the socket is there the application is the primary instance.
+    QTRY_VERIFY_WITH_TIMEOUT(
+        QFileInfo::exists(m_home->path() + "/runtime/tackpad-" + QString::number(getuid()) + ".socket"), 60000);
+    const Run second = run({"--new-note", "-session", "1234abcd", "-platform", "offscreen"});
+    QCOMPARE(app.state(), QProcess::Running);
+    app.terminate();
+    QVERIFY(app.waitForFinished(30000));
+    QCOMPARE(second.err, QString());
+    QCOMPARE(second.exitCode, 0);
 }
 
 QTEST_GUILESS_MAIN(TestCommandLine)

@@ -1,14 +1,10 @@
-// A separate process for the platform tests: the single-instance guard and the keyring only show what they do
-// across processes (another launch, a crashed primary, a session bus without a keyring).
+// A separate process for the single-instance test: the guard only shows what it does across processes (another
+// launch, a crashed primary).
 //
 //   platform_probe instance <name> launch|crash [command...]
 //       Becomes the primary instance if it can and prints "primary"; then prints "received <arguments joined by
 //       spaces>" for every command that arrives ("crash": dies at once by SIGKILL instead, leaving its lock
 //       behind). When another instance is primary, forwards the command and prints "forwarded" or "failed".
-//   platform_probe keystore <service>
-//       Stores a key, reads it back and asks whether one is stored; prints "store: <error>", "read: <error>" and
-//       "has: yes|no".
-#include "platform/KeyStore.h"
 #include "platform/SingleInstance.h"
 
 #include <QCoreApplication>
@@ -43,22 +39,6 @@ int runInstance(const QString &name, const QString &mode, const QStringList &com
     return QCoreApplication::exec();
 }
 
-int runKeyStore(const QString &service)
-{
-    auto *store = new KeyStore(service, qApp);
-    store->storeKey(QStringLiteral("probe-key"), [store](const QString &storeError) {
-        say(QStringLiteral("store: ") + storeError);
-        store->readKey([store](const std::optional<QString> &, const QString &readError) {
-            say(QStringLiteral("read: ") + readError);
-            store->hasKey([](bool has) {
-                say(QStringLiteral("has: ") + (has ? QStringLiteral("yes") : QStringLiteral("no")));
-                QCoreApplication::exit(0);
-            });
-        });
-    });
-    return QCoreApplication::exec();
-}
-
 } // namespace
 
 int main(int argc, char *argv[])
@@ -67,8 +47,6 @@ int main(int argc, char *argv[])
     const QStringList arguments = QCoreApplication::arguments().mid(1);
     if (arguments.size() >= 3 && arguments[0] == QLatin1String("instance"))
         return runInstance(arguments[1], arguments[2], arguments.mid(3));
-    if (arguments.size() == 2 && arguments[0] == QLatin1String("keystore"))
-        return runKeyStore(arguments[1]);
-    std::fputs("usage: platform_probe instance <name> launch|crash [command...] | keystore <service>\n", stderr);
+    std::fputs("usage: platform_probe instance <name> launch|crash [command...]\n", stderr);
     return 2;
 }

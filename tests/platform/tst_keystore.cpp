@@ -7,10 +7,8 @@
 #include <QDBusReply>
 #include <QDBusVariant>
 #include <QDirIterator>
-#include <QProcess>
 #include <QSignalSpy>
 #include <QStandardPaths>
-#include <QTemporaryDir>
 #include <QTest>
 #include <QUuid>
 
@@ -61,17 +59,6 @@ QDBusMessage secretsCall(const QString &path, const QString &interface, const QS
     return QDBusConnection::sessionBus().call(call);
 }
 
-// A session bus that knows no services at all: no keyring runs on it and none can be started.
-const char *const emptyBusConfig = R"(<busconfig>
-  <type>session</type>
-  <listen>unix:dir=%1</listen>
-  <auth>EXTERNAL</auth>
-  <policy context="default">
-    <allow send_destination="*" eavesdrop="true"/><allow eavesdrop="true"/><allow own="*"/>
-  </policy>
-</busconfig>
-)";
-
 } // namespace
 
 // Runs against the real Secret Service of the test session (scripts/headless starts an unlocked gnome-keyring on
@@ -83,8 +70,10 @@ private Q_SLOTS:
     void initTestCase()
     {
         QDBusConnection bus = QDBusConnection::sessionBus();
-        if (!bus.isConnected() || !bus.interface()->isServiceRegistered(QStringLiteral("org.freedesktop.secrets")))
-            QSKIP("needs the Secret Service of scripts/headless");
+        const bool keyring
+            = bus.isConnected() && bus.interface()->isServiceRegistered(QStringLiteral("org.freedesktop.secrets"));
+        if (keyring == !qEnvironmentVariableIsEmpty("TACKPAD_EXPECT_NO_KEYRING"))
+            QSKIP(keyring ? "a keyring answers on this bus" : "needs the Secret Service of scripts/headless");
         qDBusRegisterMetaType<QMap<QString, QString>>();
     }
 
@@ -105,15 +94,10 @@ private Q_SLOTS:
         // Steps: "store:<key>" or "remove"; then what a read finds.
         QTest::addColumn<QStringList>("steps");
         QTest::addColumn<Key>("expected");
-        const QString apiKey = QStringLiteral("sk-ant-api03-AbC0123_-xyz");
+        const QString odd = QStringLiteral("  sk-ant-api03-AbC0123_-xyz ключ-密钥-🔑 ") + QString(8192, u'k');
         QTest::newRow("nominal: nothing stored") << QStringList {} << Key();
-        QTest::newRow("nominal: API key") << QStringList {QStringLiteral("store:") + apiKey} << Key(apiKey);
-        QTest::newRow("robustness: surrounding spaces are kept")
-            << QStringList {QStringLiteral("store:  a key  ")} << Key(QStringLiteral("  a key  "));
-        QTest::newRow("robustness: non-ASCII")
-            << QStringList {QStringLiteral("store:ключ-密钥-🔑")} << Key(QStringLiteral("ключ-密钥-🔑"));
-        QTest::newRow("robustness: 8 KiB")
-            << QStringList {QStringLiteral("store:") + QString(8192, u'k')} << Key(QString(8192, u'k'));
+        QTest::newRow("robustness: spaces, non-ASCII and 8 KiB kept as they are")
+            << QStringList {QStringLiteral("store:") + odd} << Key(odd);
         QTest::newRow("nominal: replace") << QStringList {QStringLiteral("store:first"), QStringLiteral("store:second")}
                                           << Key(QStringLiteral("second"));
         QTest::newRow("nominal: remove") << QStringList {QStringLiteral("store:first"), QStringLiteral("remove")}
@@ -150,11 +134,11 @@ private Q_SLOTS:
         QVERIFY(!called);
     }
 
-    void keyringShowsAReadableLabel()
+    // A keyring manager finds the item by its attributes and shows its label; the key is in no file of the session.
+    void keyringItemIsLabelledAndInNoFile()
     {
-        QCOMPARE(KeyStore::defaultService(), QStringLiteral("app.tackpad.Tackpad.anthropic"));
-        QCOMPARE(store(*m_store, QStringLiteral("labelled")), QString());
-        // Look the item up the way a keyring manager would: by its attributes, then its Label property.
+        const QString key = QStringLiteral("sk-ant-findme-") + QUuid::createUuid().toString(QUuid::Id128);
+        QCOMPARE(store(*m_store, key), QString());
         const QDBusReply<QList<QDBusObjectPath>> found = secretsCall(QStringLiteral("/org/freedesktop/secrets"),
             QStringLiteral("org.freedesktop.Secret.Service"), QStringLiteral("SearchItems"),
             {QVariant::fromValue(QMap<QString, QString> {
@@ -164,19 +148,12 @@ private Q_SLOTS:
         const QDBusReply<QDBusVariant> label
             = secretsCall(found.value().first().path(), QStringLiteral("org.freedesktop.DBus.Properties"),
                 QStringLiteral("Get"), {QStringLiteral("org.freedesktop.Secret.Item"), QStringLiteral("Label")});
-        QVERIFY2(label.isValid(), qPrintable(label.error().message()));
         QCOMPARE(label.value().variant().toString(), QStringLiteral("TackPad – Anthropic API key"));
-    }
 
-    void keyNeverReachesAFile()
-    {
         // Only look where this test session keeps its files: never scan a real home folder.
         const QString home = QDir::homePath();
         if (!home.startsWith(QDir::tempPath()))
             QSKIP("HOME is not a temporary folder");
-        const QString key = QStringLiteral("sk-ant-findme-") + QUuid::createUuid().toString(QUuid::Id128);
-        QCOMPARE(store(*m_store, key), QString());
-        QCOMPARE(read(*m_store).key, Key(key));
         QDirIterator files(home, QDir::Files | QDir::Hidden | QDir::NoSymLinks, QDirIterator::Subdirectories);
         while (files.hasNext()) {
             QFile file(files.next());
@@ -185,38 +162,17 @@ private Q_SLOTS:
         }
     }
 
+    // Runs as a test of its own on a session bus that offers no services (see the CMake file): the honest way to
+    // meet a desktop without a keyring.
     void noKeyringIsReportedPlainly()
     {
-        QTemporaryDir dir;
-        QFile config(dir.filePath(QStringLiteral("bus.conf")));
-        QVERIFY(config.open(QIODevice::WriteOnly));
-        config.write(QString::fromLatin1(emptyBusConfig).arg(dir.path()).toUtf8());
-        config.close();
-        QProcess bus;
-        bus.setStandardErrorFile(QProcess::nullDevice());
-        bus.start(QStringLiteral("dbus-daemon"),
-            {QStringLiteral("--config-file=") + config.fileName(), QStringLiteral("--nofork"),
-                QStringLiteral("--print-address=1")});
-        QVERIFY2(bus.waitForStarted(), "dbus-daemon is missing");
-        QTRY_VERIFY(bus.canReadLine());
-
-        QProcess probe;
-        QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
-        environment.insert(QStringLiteral("DBUS_SESSION_BUS_ADDRESS"), QString::fromUtf8(bus.readLine().trimmed()));
-        probe.setProcessEnvironment(environment);
-        probe.setProcessChannelMode(QProcess::ForwardedErrorChannel);
-        QSignalSpy probeFinished(&probe, &QProcess::finished);
-        probe.start(QStringLiteral(PLATFORM_PROBE), {QStringLiteral("keystore"), m_store->service()});
-        const bool finished = probeFinished.wait(30000);
-        bus.kill();
-        bus.waitForFinished();
-        QVERIFY(finished);
-
+        if (qEnvironmentVariableIsEmpty("TACKPAD_EXPECT_NO_KEYRING"))
+            QSKIP("runs on a session bus without a keyring");
         const QString message = QStringLiteral("No keyring is available, so the API key cannot be stored.");
         QCOMPARE(KeyStore::noKeyringMessage(), message);
-        QCOMPARE(QString::fromUtf8(probe.readAllStandardOutput()).trimmed().split(u'\n'),
-            (QStringList {
-                QStringLiteral("store: ") + message, QStringLiteral("read: ") + message, QStringLiteral("has: no")}));
+        QCOMPARE(store(*m_store, QStringLiteral("key")), message);
+        QCOMPARE(read(*m_store).error, message);
+        QVERIFY(!has(*m_store));
     }
 
 private:

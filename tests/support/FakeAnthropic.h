@@ -1,11 +1,19 @@
 #pragma once
 
+#include "ai/AIClient.h"
+#include "platform/KeyStore.h"
+#include "store/NoteStore.h"
+#include "windows/NoteWindowController.h"
+
 #include <QByteArray>
+#include <QDir>
 #include <QHash>
 #include <QJsonObject>
 #include <QList>
 #include <QObject>
+#include <QStandardPaths>
 #include <QTcpServer>
+#include <QTest>
 #include <QUrl>
 
 class QTcpSocket;
@@ -73,3 +81,43 @@ private:
     QList<QTcpSocket *> m_held;
     bool m_holding = false;
 };
+
+// A script of answers, as a column of a test's data table.
+using Responses = QList<FakeAnthropic::Response>;
+Q_DECLARE_METATYPE(Responses)
+
+// What the tests of applying a prompt share around the fake service: the keyring item, the Trash that keeps a note's
+// text from before the reply, and note windows that run prompts.
+namespace PromptTest {
+
+// Stores `key` (removes the item when empty) and waits for the keyring's answer.
+inline void setKey(KeyStore &keys, const QString &key)
+{
+    std::optional<QString> error;
+    keys.storeKey(key, [&error](const QString &e) { error = e; });
+    QVERIFY(QTest::qWaitFor([&] { return error.has_value(); }, 20000));
+    QCOMPARE(*error, QString());
+}
+
+inline QString trash()
+{
+    return QStandardPaths::writableLocation(QStandardPaths::GenericDataLocation) + u"/Trash"_qs;
+}
+
+// A file in the Trash, or with no name the Trash's folder of files.
+inline QString trashed(const QString &name = {})
+{
+    return trash() + u"/files/"_qs + name;
+}
+
+inline void openAsWindows(NoteStore &store, AIClient *client, KeyStore *keys)
+{
+    NoteWindowEnvironment environment;
+    environment.aiClient = client;
+    environment.keyStore = keys;
+    store.setControllerFactory([environment](std::unique_ptr<Note> note, NoteStore &store, const QString &raw) {
+        return std::make_unique<NoteWindowController>(std::move(note), store, raw, environment);
+    });
+}
+
+} // namespace PromptTest
