@@ -15,7 +15,7 @@ private Q_SLOTS:
     void pressesMakeOneNoteEach()
     {
         StoreTest::Workspace workspace;
-        StoreTest::writeInPlace(workspace.path(u"a.md"_qs), StoreTest::noteText(u"x100 y100"_qs, u"a"_qs));
+        writeInPlace(workspace.path(u"a.md"_qs), StoreTest::noteText(u"x100 y100"_qs, u"a"_qs));
         workspace.config.setValue(SettingsKey::onboardingAccepted, true);
         workspace.config.setUrl(SettingsKey::notesFolder, QUrl::fromLocalFile(workspace.folder));
         WorkspaceSession::Services services;

@@ -29,7 +29,7 @@ struct WindowedWorkspace : StoreTest::Workspace {
     // until it has been exposed: before that, its moves are the window system placing it, not the user.
     NoteWindowController *openNote(const QString &name, const QString &tokens, const QString &body = u"hi"_qs)
     {
-        StoreTest::writeInPlace(path(name), StoreTest::noteText(tokens, body));
+        writeInPlace(path(name), StoreTest::noteText(tokens, body));
         store->rescan();
         NoteWindowController *opened = controller(name);
         if (opened && opened->window()->isVisible()
@@ -42,7 +42,7 @@ struct WindowedWorkspace : StoreTest::Workspace {
     QString propertyLine(const QString &name) const
     {
         store->flushAllSaves();
-        return StoreTest::readFile(path(name)).section(QLatin1Char('\n'), 1, 1);
+        return readFile(path(name)).section(QLatin1Char('\n'), 1, 1);
     }
 
     NoteWindows windows;

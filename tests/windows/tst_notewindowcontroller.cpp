@@ -236,12 +236,12 @@ private Q_SLOTS:
 
     void deletingAnAdoptedNoteRevertsWithoutAsking()
     {
-        StoreTest::writeInPlace(
+        writeInPlace(
             m_workspace->path(u"Readme.md"_qs), "---\ntitle: x\ntackpad: \"adopt\"\n---\n# Readme\n");
         m_workspace->store->rescan();
         m_workspace->controller(u"Readme.md"_qs)->deleteNote();
         QVERIFY(m_workspace->alerts.shown.isEmpty());
-        QCOMPARE(StoreTest::readFile(m_workspace->path(u"Readme.md"_qs)), u"---\ntitle: x\n---\n# Readme\n"_qs);
+        QCOMPARE(readFile(m_workspace->path(u"Readme.md"_qs)), u"---\ntitle: x\n---\n# Readme\n"_qs);
         QVERIFY(!m_workspace->store->controller(u"Readme.md"_qs));
     }
 
@@ -270,7 +270,7 @@ private Q_SLOTS:
         QFETCH(QString, opened);
         QFETCH(QString, toast);
         QDir(m_workspace->folder).mkpath(u"attachments"_qs);
-        StoreTest::writeInPlace(m_workspace->path(u"attachments/pic 1.png"_qs), "png");
+        writeInPlace(m_workspace->path(u"attachments/pic 1.png"_qs), "png");
         NoteWindowController *c = open(u"a.md"_qs, u"x1"_qs);
         if (Toast::current())
             Toast::current()->close();

@@ -23,11 +23,11 @@ private Q_SLOTS:
         };
         WindowTest::WindowedWorkspace workspace;
         for (auto it = notes.cbegin(); it != notes.cend(); ++it)
-            StoreTest::writeInPlace(workspace.path(it.key()), it.value());
+            writeInPlace(workspace.path(it.key()), it.value());
         workspace.config.setValue(SettingsKey::defaultNoteWidth, 333.0);
         workspace.config.sync();
         const QString settingsPath = workspace.root.filePath(u"settings.ini"_qs);
-        const QByteArray settingsBefore = StoreTest::readBytes(settingsPath);
+        const QByteArray settingsBefore = readBytes(settingsPath);
 
         QSignalSpy written(workspace.store.get(), &NoteStore::noteWritten);
         workspace.store->rescan();
@@ -46,8 +46,8 @@ private Q_SLOTS:
 
         workspace.store->shutdown();
         for (auto it = notes.cbegin(); it != notes.cend(); ++it)
-            QCOMPARE(StoreTest::readBytes(workspace.path(it.key())), it.value());
-        QCOMPARE(StoreTest::readBytes(settingsPath), settingsBefore);
+            QCOMPARE(readBytes(workspace.path(it.key())), it.value());
+        QCOMPARE(readBytes(settingsPath), settingsBefore);
     }
 };
 
