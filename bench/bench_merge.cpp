@@ -77,7 +77,8 @@ void OutsideAppendMerged(benchmark::State &state)
         const double start = threadSeconds();
         store.refreshFromDisk(QStringLiteral("Note.md"));
         state.SetIterationTime(threadSeconds() - start);
-        if (!note->note().body.startsWith(QLatin1String("Typed ")) || !note->note().body.contains(QLatin1String("appended")))
+        if (!note->note().body.startsWith(QLatin1String("Typed "))
+            || !note->note().body.contains(QLatin1String("appended")))
             state.SkipWithError("the merge lost text");
     }
     store.shutdown();

@@ -2,14 +2,16 @@
 
 #include "app/WorkspaceSession.h"
 #include "store/NoteStore.h"
-#include "windows/NoteMenu.h"
 #include "store/RecoveryFolder.h"
+#include "windows/NoteMenu.h"
 #include "windows/NoteWindow.h"
 #include "windows/NoteWindowController.h"
 
 #include <QAbstractItemView>
 #include <QAction>
 #include <QApplication>
+#include <QDesktopServices>
+#include <QDir>
 #include <QFileInfo>
 #include <QIcon>
 #include <QKeySequence>
@@ -19,8 +21,6 @@
 #include <QMenuBar>
 #include <QSystemTrayIcon>
 #include <QTextEdit>
-#include <QDesktopServices>
-#include <QDir>
 #include <QUrl>
 #include <QWindow>
 
@@ -95,8 +95,8 @@ void AppMenus::discardItems(QMenu *menu, QList<QAction *> &items)
     items.clear();
 }
 
-QAction *AppMenus::addShortcutAction(QMenu *menu, const QString &title, const QKeySequence &keys,
-                                     std::function<void()> action)
+QAction *AppMenus::addShortcutAction(
+    QMenu *menu, const QString &title, const QKeySequence &keys, std::function<void()> action)
 {
     QAction *item = addItem(menu, title);
     item->setShortcut(keys);
@@ -108,29 +108,34 @@ QAction *AppMenus::addShortcutAction(QMenu *menu, const QString &title, const QK
 
 void AppMenus::buildFileMenu()
 {
-    addShortcutAction(m_file.get(), tr("New Note"), QKeySequence(Qt::CTRL | Qt::Key_N), [this] { m_session.newNote(); });
+    addShortcutAction(
+        m_file.get(), tr("New Note"), QKeySequence(Qt::CTRL | Qt::Key_N), [this] { m_session.newNote(); });
     addShortcutAction(m_file.get(), tr("Import Markdown Files…"), QKeySequence(Qt::CTRL | Qt::Key_O),
-                      [this] { m_session.importMarkdownFile(); });
+        [this] { m_session.importMarkdownFile(); });
     QAction *change = addItem(m_file.get(), tr("Change Folder…"));
     connect(change, &QAction::triggered, this, [this] { m_session.changeFolder(); });
     m_file->addSeparator();
-    addShortcutAction(m_file.get(), tr("Settings…"), QKeySequence(Qt::CTRL | Qt::Key_Comma), [this] { Q_EMIT settingsRequested(); });
+    addShortcutAction(
+        m_file.get(), tr("Settings…"), QKeySequence(Qt::CTRL | Qt::Key_Comma), [this] { Q_EMIT settingsRequested(); });
     m_file->addSeparator();
-    addShortcutAction(m_file.get(), tr("Quit Tackpad"), QKeySequence(Qt::CTRL | Qt::Key_Q), [this] { Q_EMIT quitRequested(); });
+    addShortcutAction(
+        m_file.get(), tr("Quit Tackpad"), QKeySequence(Qt::CTRL | Qt::Key_Q), [this] { Q_EMIT quitRequested(); });
 }
 
 void AppMenus::buildEditMenu()
 {
     // These keys are the text fields' own; the items only show them and act on the focused field.
-    const struct
-    {
+    const struct {
         const char *title;
         QKeySequence::StandardKey keys;
         const char *method;
     } commands[] = {
-        {"Undo", QKeySequence::Undo, "undo"},          {"Redo", QKeySequence::Redo, "redo"},
-        {"Cut", QKeySequence::Cut, "cut"},             {"Copy", QKeySequence::Copy, "copy"},
-        {"Paste", QKeySequence::Paste, "paste"},       {"Select All", QKeySequence::SelectAll, "selectAll"},
+        {"Undo", QKeySequence::Undo, "undo"},
+        {"Redo", QKeySequence::Redo, "redo"},
+        {"Cut", QKeySequence::Cut, "cut"},
+        {"Copy", QKeySequence::Copy, "copy"},
+        {"Paste", QKeySequence::Paste, "paste"},
+        {"Select All", QKeySequence::SelectAll, "selectAll"},
     };
     for (const auto &command : commands) {
         QAction *item = addItem(m_edit.get(), tr(command.title));
@@ -145,9 +150,10 @@ void AppMenus::buildEditMenu()
 
 void AppMenus::buildWindowMenu()
 {
-    addShortcutAction(m_window.get(), tr("Search Notes…"), QKeySequence(Qt::CTRL | Qt::SHIFT | Qt::Key_F), [this] { Q_EMIT searchRequested(); });
+    addShortcutAction(m_window.get(), tr("Search Notes…"), QKeySequence(Qt::CTRL | Qt::SHIFT | Qt::Key_F),
+        [this] { Q_EMIT searchRequested(); });
     addShortcutAction(m_window.get(), tr("Hidden Notes…"), QKeySequence(Qt::CTRL | Qt::SHIFT | Qt::Key_BracketLeft),
-                      [this] { Q_EMIT hiddenNotesRequested(); });
+        [this] { Q_EMIT hiddenNotesRequested(); });
     QAction *all = addItem(m_window.get(), tr("Show All Notes"));
     connect(all, &QAction::triggered, this, [this] { m_session.showAllNotes(); });
     // Text that could not stay in its note file (see RecoveryFolder) must be easy to find.
@@ -206,8 +212,8 @@ void AppMenus::rebuildWorkspacesMenu()
 
     const QStringList paths = m_session.workspaces().paths();
     const QString open = m_session.store() ? m_session.store()->folder() : QString();
-    static const Qt::Key digits[] = {Qt::Key_1, Qt::Key_2, Qt::Key_3, Qt::Key_4, Qt::Key_5,
-                                     Qt::Key_6, Qt::Key_7, Qt::Key_8, Qt::Key_9, Qt::Key_0};
+    static const Qt::Key digits[] = {
+        Qt::Key_1, Qt::Key_2, Qt::Key_3, Qt::Key_4, Qt::Key_5, Qt::Key_6, Qt::Key_7, Qt::Key_8, Qt::Key_9, Qt::Key_0};
     for (qsizetype i = 0; i < paths.size(); ++i) {
         const QString path = paths[i];
         QAction *item = addItem(m_workspaces.get(), QFileInfo(path).fileName());

@@ -19,8 +19,7 @@ class QWidget;
 // The application's menus and shortcuts. Linux desktops mostly have no global menu bar, so every note's context
 // menu carries these menus as submenus, the tray icon carries them too, and every shortcut is added to every note
 // window so that it works from whichever note has the focus.
-class AppMenus : public QObject
-{
+class AppMenus : public QObject {
     Q_OBJECT
 
 public:
@@ -69,8 +68,8 @@ private:
     void rebuildPromptsMenu();
     void rebuildWorkspacesMenu();
     void buildTrayMenu();
-    QAction *addShortcutAction(QMenu *menu, const QString &title, const QKeySequence &keys,
-                               std::function<void()> action);
+    QAction *addShortcutAction(
+        QMenu *menu, const QString &title, const QKeySequence &keys, std::function<void()> action);
     // A menu item owned by this object.
     QAction *addItem(QMenu *menu, const QString &title);
     // Empties a rebuilt menu and lets go of its old items.

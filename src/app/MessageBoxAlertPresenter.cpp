@@ -9,7 +9,7 @@
 
 int MessageBoxAlertPresenter::escapeIndex(const Alert &alert)
 {
-    static const QStringList dismissing{QStringLiteral("Cancel"), QStringLiteral("Don't Import")};
+    static const QStringList dismissing {QStringLiteral("Cancel"), QStringLiteral("Don't Import")};
     for (qsizetype i = 0; i < alert.buttons.size(); ++i) {
         if (dismissing.contains(alert.buttons[i]))
             return int(i);
@@ -21,13 +21,12 @@ int MessageBoxAlertPresenter::show(const Alert &alert)
 {
     qCDebug(lcApp) << "alert:" << alert.message;
     QMessageBox box(alert.style == Alert::Warning ? QMessageBox::Warning : QMessageBox::Information,
-                    QApplication::applicationDisplayName(), alert.message, QMessageBox::NoButton,
-                    QApplication::activeWindow());
+        QApplication::applicationDisplayName(), alert.message, QMessageBox::NoButton, QApplication::activeWindow());
     box.setWindowModality(Qt::ApplicationModal);
     box.setInformativeText(alert.informativeText);
     // One role for every button keeps them in the order given; the platform would otherwise sort them by role.
     QList<QAbstractButton *> buttons;
-    const QStringList labels = alert.buttons.isEmpty() ? QStringList{QStringLiteral("OK")} : alert.buttons;
+    const QStringList labels = alert.buttons.isEmpty() ? QStringList {QStringLiteral("OK")} : alert.buttons;
     for (const QString &label : labels)
         buttons.append(box.addButton(label, QMessageBox::ActionRole));
     box.setDefaultButton(qobject_cast<QPushButton *>(buttons.first()));

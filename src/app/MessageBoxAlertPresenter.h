@@ -3,8 +3,7 @@
 #include "core/Alerts.h"
 
 // Asks the user with an application-modal QMessageBox: buttons in the given order, the first one the default.
-class MessageBoxAlertPresenter : public AlertPresenter
-{
+class MessageBoxAlertPresenter : public AlertPresenter {
 public:
     int show(const Alert &alert) override;
 

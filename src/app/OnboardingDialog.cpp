@@ -15,7 +15,8 @@ QString OnboardingDialog::quitButtonText()
     return tr("Quit");
 }
 
-OnboardingDialog::OnboardingDialog(QWidget *parent) : QDialog(parent)
+OnboardingDialog::OnboardingDialog(QWidget *parent)
+    : QDialog(parent)
 {
     setWindowTitle(tr("Welcome to Tackpad"));
     setWindowModality(Qt::ApplicationModal);

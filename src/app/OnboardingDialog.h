@@ -4,8 +4,7 @@
 
 // The first-run welcome: what Tackpad does with the user's files and with the AI service, to be agreed before the
 // first folder is chosen. Refusing quits the application.
-class OnboardingDialog : public QDialog
-{
+class OnboardingDialog : public QDialog {
     Q_OBJECT
 
 public:

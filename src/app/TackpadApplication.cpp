@@ -1,20 +1,20 @@
 #include "app/TackpadApplication.h"
 
 #include "ai/AIClient.h"
-#include "core/AppInfo.h"
 #include "app/AppLog.h"
 #include "app/AppMenus.h"
-#include "cli/ApplyCommand.h"
 #include "app/ApplyServer.h"
 #include "app/OnboardingDialog.h"
 #include "app/SettingsDialog.h"
 #include "app/WorkspaceEditor.h"
+#include "cli/ApplyCommand.h"
+#include "core/AppInfo.h"
 #include "platform/FileManagerReveal.h"
 #include "platform/KeyStore.h"
+#include "store/NoteStore.h"
 #include "windows/DismissablePanel.h"
 #include "windows/HiddenNotesWindow.h"
 #include "windows/SearchWindow.h"
-#include "store/NoteStore.h"
 #include "windows/Toast.h"
 
 #include <QApplication>
@@ -179,16 +179,16 @@ void TackpadApplication::applySettings()
 void TackpadApplication::showWorkspaceEditor()
 {
     WorkspaceEditor editor(m_session.workspaces());
-    connect(&editor, &WorkspaceEditor::lastWorkspaceRemoved, &m_session,
-            &WorkspaceSession::handleLastWorkspaceRemoved, Qt::QueuedConnection);
+    connect(&editor, &WorkspaceEditor::lastWorkspaceRemoved, &m_session, &WorkspaceSession::handleLastWorkspaceRemoved,
+        Qt::QueuedConnection);
     editor.exec();
 }
 
 void TackpadApplication::showAbout()
 {
     QMessageBox::about(nullptr, tr("About Tackpad"),
-                       tr("<b>Tackpad %1</b><p>Sticky notes kept as plain Markdown files.</p><p><a href=\"%2\">%2</a></p>")
-                           .arg(QString::fromLatin1(AppInfo::version), QString::fromLatin1(AppInfo::website)));
+        tr("<b>Tackpad %1</b><p>Sticky notes kept as plain Markdown files.</p><p><a href=\"%2\">%2</a></p>")
+            .arg(QString::fromLatin1(AppInfo::version), QString::fromLatin1(AppInfo::website)));
 }
 
 void TackpadApplication::quit()

@@ -23,8 +23,7 @@ class QDialog;
 // session (which uses them), the menus (which act on the session) and the apply server (which runs prompts in the
 // session's windows). The panels and dialogs are made when first asked for. main() makes one and hands it the
 // commands of later launches.
-class TackpadApplication : public QObject
-{
+class TackpadApplication : public QObject {
     Q_OBJECT
 
 public:

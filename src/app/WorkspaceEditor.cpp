@@ -22,9 +22,7 @@ WorkspaceEditor::WorkspaceEditor(WorkspaceList &workspaces, QWidget *parent)
     , m_downButton(new QPushButton(tr("Move Down"), this))
 {
     setWindowTitle(tr("Edit Workspaces"));
-    chooseFolder = [this] {
-        return QFileDialog::getExistingDirectory(this, tr("Add a workspace folder"), QString());
-    };
+    chooseFolder = [this] { return QFileDialog::getExistingDirectory(this, tr("Add a workspace folder"), QString()); };
 
     m_list->setDragDropMode(QAbstractItemView::InternalMove);
     m_list->setSelectionMode(QAbstractItemView::SingleSelection);
@@ -34,10 +32,9 @@ WorkspaceEditor::WorkspaceEditor(WorkspaceList &workspaces, QWidget *parent)
         item->setToolTip(path);
     }
 
-    auto *explanation = new QLabel(
-        tr("The first ten workspaces get the shortcuts %1 to %2. Drag to reorder.")
-            .arg(QKeySequence(Qt::CTRL | Qt::Key_1).toString(QKeySequence::NativeText),
-                 QKeySequence(Qt::CTRL | Qt::Key_0).toString(QKeySequence::NativeText)),
+    auto *explanation = new QLabel(tr("The first ten workspaces get the shortcuts %1 to %2. Drag to reorder.")
+                                       .arg(QKeySequence(Qt::CTRL | Qt::Key_1).toString(QKeySequence::NativeText),
+                                           QKeySequence(Qt::CTRL | Qt::Key_0).toString(QKeySequence::NativeText)),
         this);
     explanation->setWordWrap(true);
 

@@ -10,8 +10,7 @@ class WorkspaceList;
 
 // Lets the user rearrange, remove and add workspaces. The list is written when the user presses Done; leaving it
 // empty is reported through lastWorkspaceRemoved so that the application can ask for a folder or quit.
-class WorkspaceEditor : public QDialog
-{
+class WorkspaceEditor : public QDialog {
     Q_OBJECT
 
 public:

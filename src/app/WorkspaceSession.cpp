@@ -225,11 +225,12 @@ void WorkspaceSession::startStore(const QString &folder, bool welcomeCapable)
                   .arg(QFileInfo(filename).completeBaseName(), QFileInfo(conflict).completeBaseName()),
             skippedFilesToastSeconds);
     });
-    connect(store, &NoteStore::textRecovered, this, [this](const QString &filename, const QString &, const QString &why) {
-        toast(QStringLiteral("“%1” %2; its text is kept in Recovered Notes (Window → Show Recovered Notes)")
-                  .arg(QFileInfo(filename).completeBaseName(), why),
-            skippedFilesToastSeconds);
-    });
+    connect(
+        store, &NoteStore::textRecovered, this, [this](const QString &filename, const QString &, const QString &why) {
+            toast(QStringLiteral("“%1” %2; its text is kept in Recovered Notes (Window → Show Recovered Notes)")
+                      .arg(QFileInfo(filename).completeBaseName(), why),
+                skippedFilesToastSeconds);
+        });
 
     store->rescan();
     store->startWatching();

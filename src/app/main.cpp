@@ -1,6 +1,6 @@
-#include "core/AppInfo.h"
-#include "cli/CommandLine.h"
 #include "app/TackpadApplication.h"
+#include "cli/CommandLine.h"
+#include "core/AppInfo.h"
 #include "platform/QuitSignalHandler.h"
 #include "platform/SingleInstance.h"
 
@@ -57,13 +57,13 @@ int main(int argc, char *argv[])
     QApplication::setQuitOnLastWindowClosed(false);
 
     const bool newNote = QCoreApplication::arguments().contains(QLatin1String("--new-note"));
-    const QStringList command{newNote ? QStringLiteral("new-note") : QStringLiteral("reopen")};
+    const QStringList command {newNote ? QStringLiteral("new-note") : QStringLiteral("reopen")};
 
     SingleInstance instance(QStringLiteral("tackpad"));
     if (!instance.tryBecomePrimary()) {
         // Another Tackpad runs: hand it the command and leave.
         QObject::connect(&instance, &SingleInstance::forwardFinished, &app,
-                         [](bool delivered) { QCoreApplication::exit(delivered ? 0 : 1); });
+            [](bool delivered) { QCoreApplication::exit(delivered ? 0 : 1); });
         instance.forward(command);
         return app.exec();
     }

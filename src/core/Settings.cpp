@@ -64,16 +64,19 @@ std::optional<double> doubleFrom(const QVariant &v)
 } // namespace
 
 Settings::Settings()
-    : m_settings(std::make_shared<QSettings>(QSettings::NativeFormat, QSettings::UserScope,
-                                             QStringLiteral("Tackpad"), QStringLiteral("Tackpad")))
+    : m_settings(std::make_shared<QSettings>(
+        QSettings::NativeFormat, QSettings::UserScope, QStringLiteral("Tackpad"), QStringLiteral("Tackpad")))
 {
 }
 
-Settings::Settings(const QString &iniFile) : m_settings(std::make_shared<QSettings>(iniFile, QSettings::IniFormat)) {}
+Settings::Settings(const QString &iniFile)
+    : m_settings(std::make_shared<QSettings>(iniFile, QSettings::IniFormat))
+{
+}
 
 const QVariantMap &Settings::registeredDefaults()
 {
-    static const QVariantMap defaults{
+    static const QVariantMap defaults {
         {QString::fromLatin1(SettingsKey::usePreviousNoteSettings), true},
         {QString::fromLatin1(SettingsKey::fixedNoteFontSize), 12.0},
         {QString::fromLatin1(SettingsKey::fixedNoteWidth), 270.0},

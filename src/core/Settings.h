@@ -42,8 +42,7 @@ inline constexpr const char *onboardingAccepted = "onboardingAccepted";
 // The application's preferences on QSettings (INI under ~/.config on Linux, the defaults plist on macOS).
 // Registered defaults are a fallback table consulted when a key is unset; they are never written, so a later
 // change of a default reaches users who never touched the setting. Copies share one QSettings.
-class Settings
-{
+class Settings {
 public:
     static constexpr const char *defaultAiModel = "claude-sonnet-4-6";
 

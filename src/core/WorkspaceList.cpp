@@ -108,9 +108,8 @@ int WorkspaceList::indexOf(const QString &path) const
 std::optional<QString> WorkspaceList::removableMountPoint(const QString &path)
 {
     const QStringList parts = path.split(QLatin1Char('/'), Qt::SkipEmptyParts);
-    auto mountOf = [&](qsizetype components) {
-        return QLatin1Char('/') + parts.mid(0, components).join(QLatin1Char('/'));
-    };
+    auto mountOf
+        = [&](qsizetype components) { return QLatin1Char('/') + parts.mid(0, components).join(QLatin1Char('/')); };
     if (path.startsWith(QLatin1String("/Volumes/")) && parts.size() >= 2)
         return mountOf(2);
     if (path.startsWith(QLatin1String("/media/")) && parts.size() >= 3)
@@ -184,7 +183,7 @@ QString WorkspaceList::bulkImportOfferText(int count)
             "This folder already contains Markdown files. Would you like to import them all as TackPad notes?");
     else if (count <= 15)
         text = QStringLiteral(
-                   "This folder contains %1 Markdown files. Are you sure you want to import them all as TackPad notes?")
+            "This folder contains %1 Markdown files. Are you sure you want to import them all as TackPad notes?")
                    .arg(count);
     else
         text = QStringLiteral("This folder contains %1 Markdown files – that's a lot! Do you want to import them all "

@@ -10,8 +10,7 @@
 // The user's workspaces: at most ten notes folders, in the user's order, kept as standardised absolute paths under
 // "workspaces", together with the memory of folders whose import offer was declined. Pure bookkeeping on the
 // settings; the application object shows the alerts and opens the folders.
-class WorkspaceList : public QObject
-{
+class WorkspaceList : public QObject {
     Q_OBJECT
 
 public:
@@ -22,8 +21,7 @@ public:
     enum class Availability { Available, Unavailable, Removed };
 
     // How the file system is asked; tests replace these to stand for unplugged disks.
-    struct FileSystem
-    {
+    struct FileSystem {
         std::function<bool(const QString &path)> isDirectory;
         // True when `mountPoint` is a mounted volume's root.
         std::function<bool(const QString &mountPoint)> isMounted;

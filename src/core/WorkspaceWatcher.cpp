@@ -2,7 +2,8 @@
 
 #include <QFileInfo>
 
-WorkspaceWatcher::WorkspaceWatcher(QObject *parent) : QObject(parent)
+WorkspaceWatcher::WorkspaceWatcher(QObject *parent)
+    : QObject(parent)
 {
     m_pruneTimer.setSingleShot(true);
     m_pruneTimer.setInterval(pruneDelayMs);

@@ -7,8 +7,7 @@
 
 // Watches the listed workspace folders (and the folders that hold them, so that a rename or a move is seen too)
 // and asks for a prune 0.3 seconds after the last event of a burst.
-class WorkspaceWatcher : public QObject
-{
+class WorkspaceWatcher : public QObject {
     Q_OBJECT
 
 public:

@@ -57,17 +57,18 @@ Parsed withoutBlock(const QString &raw)
 }
 
 // One line of the block, not counting its line feed.
-struct Line
-{
+struct Line {
     qsizetype start;
     qsizetype length;
 };
 
 // Walks the text line by line without splitting it, so a 50 MB body costs one scan for its first lines only.
-class LineWalker
-{
+class LineWalker {
 public:
-    explicit LineWalker(const QString &text) : m_text(text) {}
+    explicit LineWalker(const QString &text)
+        : m_text(text)
+    {
+    }
 
     bool atEnd() const { return m_next > m_text.size(); }
 

@@ -11,8 +11,7 @@
 // no input or output; a malformed block is never an error, it just yields defaults.
 namespace Frontmatter {
 
-struct Parsed
-{
+struct Parsed {
     NoteMetadata meta;
     bool hadMeta = false;
     QStringList foreign;

@@ -7,14 +7,13 @@
 
 // One note: its file name in the workspace, its Markdown body and its properties. Owned by the note's
 // controller; the store and the window edit it in place.
-struct Note
-{
+struct Note {
     QString filename; // with extension, no directory part
     QString body;
     NoteMetadata meta;
     QStringList foreignFrontmatter; // other tools' front-matter lines, verbatim, in file order
-    bool hadMetadata = false;       // the file carried this application's properties when last read
-    bool byteOrderMark = false;     // the file began with a UTF-8 byte-order mark; saving keeps it
+    bool hadMetadata = false; // the file carried this application's properties when last read
+    bool byteOrderMark = false; // the file began with a UTF-8 byte-order mark; saving keeps it
 
     // The title users see: the file name without its extension.
     QString title() const;

@@ -5,8 +5,7 @@
 
 // A note's window properties as kept in its file's property line. A plain value: copied on assignment and
 // compared field by field (the colour as text, so "#fbf4a6" and "#FBF4A6" differ).
-struct NoteMetadata
-{
+struct NoteMetadata {
     double x = 120;
     double y = 120; // bottom edge, measured upwards from the bottom of the primary screen
     double width = 270;

@@ -1,6 +1,5 @@
 #include "notes/NotePalette.h"
 
-
 #include <QPainter>
 #include <QPainterPath>
 
@@ -36,8 +35,8 @@ std::optional<QColor> colorFromHexString(const QString &text)
             return std::nullopt;
         value = value * 16 + uint(nibble);
     }
-    return QColor::fromRgbF(float(((value >> 16) & 255) / 255.0), float(((value >> 8) & 255) / 255.0),
-                            float((value & 255) / 255.0), 1.0f);
+    return QColor::fromRgbF(
+        float(((value >> 16) & 255) / 255.0), float(((value >> 8) & 255) / 255.0), float((value & 255) / 255.0), 1.0f);
 }
 
 QString hexString(const QColor &color)

@@ -12,13 +12,12 @@
 // variant exists only on screen.
 namespace NotePalette {
 
-struct Entry
-{
+struct Entry {
     const char *name;
     const char *hex;
 };
 
-inline constexpr std::array<Entry, 8> colors{{
+inline constexpr std::array<Entry, 8> colors {{
     {"Pink", "#FBD9E4"},
     {"Orange", "#FBE3BF"},
     {"Yellow", "#FBF4A6"},
@@ -29,7 +28,7 @@ inline constexpr std::array<Entry, 8> colors{{
     {"White", "#FFFFFF"},
 }};
 
-inline constexpr std::array<Entry, 8> darkColors{{
+inline constexpr std::array<Entry, 8> darkColors {{
     {"Pink", "#4A2B36"},
     {"Orange", "#4A3A24"},
     {"Yellow", "#46411F"},

@@ -4,8 +4,8 @@
 
 #include <QSocketNotifier>
 
-#include <csignal>
 #include <cerrno>
+#include <csignal>
 #include <sys/socket.h>
 #include <unistd.h>
 
@@ -25,7 +25,8 @@ void onSignal(int signalNumber)
 
 } // namespace
 
-QuitSignalHandler::QuitSignalHandler(QObject *parent) : QObject(parent)
+QuitSignalHandler::QuitSignalHandler(QObject *parent)
+    : QObject(parent)
 {
     if (s_pipe[0] >= 0 || ::socketpair(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0, s_pipe) != 0) {
         qCWarning(lcPlatform) << "TackPad: cannot watch for quit signals";

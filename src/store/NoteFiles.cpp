@@ -103,7 +103,7 @@ std::optional<FolderIdentity> folderIdentity(const QString &path)
     struct stat st;
     if (::stat(QFile::encodeName(path).constData(), &st) != 0 || !S_ISDIR(st.st_mode))
         return std::nullopt;
-    return FolderIdentity{quint64(st.st_dev), quint64(st.st_ino)};
+    return FolderIdentity {quint64(st.st_dev), quint64(st.st_ino)};
 }
 
 std::optional<FileStamp> stampOf(const QString &path)

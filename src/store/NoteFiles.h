@@ -86,8 +86,8 @@ bool writeNew(const QString &path, const QByteArray &data, QString *error);
 // Copies a file into a new name with the same guarantees as `writeNew`.
 bool copyNew(const QString &source, const QString &target, QString *error);
 
-// Name order, as file managers sort: case ignored, numbers inside names compared by value ("Note 2" before "Note 10"). One
-// collator per thread, built once: opening an ICU collator costs more than sorting a handful of names.
+// Name order, as file managers sort: case ignored, numbers inside names compared by value ("Note 2" before "Note 10").
+// One collator per thread, built once: opening an ICU collator costs more than sorting a handful of names.
 const QCollator &nameCollator();
 void sortByName(QStringList &names);
 

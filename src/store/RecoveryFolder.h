@@ -16,8 +16,8 @@ public:
     static QString path();
 
     // Keeps `bytes` as a new file "<time> <workspace> <file name>". Returns its path, or nothing with `error` set.
-    static std::optional<QString> keep(const QString &workspaceFolder, const QString &fileName,
-        const QByteArray &bytes, const QDateTime &when, QString *error);
+    static std::optional<QString> keep(const QString &workspaceFolder, const QString &fileName, const QByteArray &bytes,
+        const QDateTime &when, QString *error);
 
     // Moves an existing file (a leftover of an interrupted save) into the folder under the same kind of name.
     static std::optional<QString> moveIn(const QString &sourcePath, const QString &workspaceFolder,
@@ -27,6 +27,6 @@ public:
     static void takeOverOldFolder();
 
 private:
-    static std::optional<QString> freeName(const QString &workspaceFolder, const QString &fileName,
-        const QDateTime &when, QString *error);
+    static std::optional<QString> freeName(
+        const QString &workspaceFolder, const QString &fileName, const QDateTime &when, QString *error);
 };

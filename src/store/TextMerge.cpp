@@ -17,8 +17,8 @@ void initialiseLibrary()
 }
 
 // git's merge of three texts with diff3-style conflict sections; nothing when libgit2 fails.
-std::optional<QByteArray> gitMerge(const QByteArray &base, const QByteArray &ours, const QByteArray &theirs,
-    bool *clean)
+std::optional<QByteArray> gitMerge(
+    const QByteArray &base, const QByteArray &ours, const QByteArray &theirs, bool *clean)
 {
     initialiseLibrary();
     git_merge_file_input baseInput = GIT_MERGE_FILE_INPUT_INIT;

@@ -1,9 +1,9 @@
 #include "windows/HiddenNotesWindow.h"
 
-#include "windows/DismissablePanel.h"
-#include "windows/ReturnActivatingTableView.h"
 #include "store/NoteController.h"
 #include "store/NoteStore.h"
+#include "windows/DismissablePanel.h"
+#include "windows/ReturnActivatingTableView.h"
 
 #include <QGridLayout>
 #include <QHBoxLayout>

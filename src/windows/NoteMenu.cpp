@@ -38,7 +38,7 @@ void addPromptItems(QMenu *menu, NoteWindowController &controller)
 {
     const Note &note = controller.note();
     QAction *usePrompt = addItem(menu, QStringLiteral("Use as AI Prompt"), themed({"tools-wizard", "help-hint"}),
-                                 [&controller] { controller.togglePrompt(); });
+        [&controller] { controller.togglePrompt(); });
     usePrompt->setCheckable(true);
     usePrompt->setChecked(note.meta.isPrompt);
 
@@ -48,9 +48,8 @@ void addPromptItems(QMenu *menu, NoteWindowController &controller)
     QMenu *apply = menu->addMenu(themed({"tools-wizard", "help-hint"}), QStringLiteral("Apply AI Prompt"));
     for (NoteController *prompt : prompts) {
         const QString filename = prompt->note().filename;
-        QAction *item = addItem(apply, prompt->note().title(), {}, [&controller, filename] {
-            controller.applyPrompt(filename);
-        });
+        QAction *item
+            = addItem(apply, prompt->note().title(), {}, [&controller, filename] { controller.applyPrompt(filename); });
         item->setData(filename);
         // A note cannot be its own prompt, and one request at a time per note.
         item->setEnabled(!controller.aiRequestInFlight() && filename != note.filename);
@@ -65,16 +64,15 @@ void addColorItems(QMenu *menu, NoteWindowController &controller)
     for (const auto &preset : NotePalette::colors) {
         const QString hex = QString::fromLatin1(preset.hex);
         QAction *item = addItem(colors, QString::fromLatin1(preset.name),
-                                swatchIcon(NotePalette::displayHex(hex, darkMode)),
-                                [&controller, hex] { controller.setNoteColor(hex); });
+            swatchIcon(NotePalette::displayHex(hex, darkMode)), [&controller, hex] { controller.setNoteColor(hex); });
         item->setData(hex);
         item->setCheckable(true);
         item->setChecked(hex.compare(meta.color, Qt::CaseInsensitive) == 0);
         item->setEnabled(!meta.isPrompt); // a prompt note is always white
     }
     colors->addSeparator();
-    QAction *custom = addItem(colors, QStringLiteral("Custom…"), swatchIcon(NotePalette::displayHex(meta.color, darkMode)),
-                              [&controller] { controller.pickCustomColor(); });
+    QAction *custom = addItem(colors, QStringLiteral("Custom…"),
+        swatchIcon(NotePalette::displayHex(meta.color, darkMode)), [&controller] { controller.pickCustomColor(); });
     custom->setCheckable(true);
     custom->setChecked(!NotePalette::isPreset(meta.color));
     custom->setEnabled(!meta.isPrompt);
@@ -87,28 +85,31 @@ void addNoteItems(QMenu *menu, NoteWindowController &controller, const QString &
     const NoteMetadata &meta = controller.note().meta;
 
     addItem(menu, meta.rolledUp ? QStringLiteral("Unroll") : QStringLiteral("Roll Up"),
-            themed({meta.rolledUp ? "go-down" : "go-up"}), [&controller] { controller.toggleRolled(); });
+        themed({meta.rolledUp ? "go-down" : "go-up"}), [&controller] { controller.toggleRolled(); });
     QAction *floatItem = addItem(menu, QStringLiteral("Float on Top"), themed({"window-pin", "pin"}),
-                                 [&controller] { controller.toggleFloat(); });
+        [&controller] { controller.toggleFloat(); });
     floatItem->setCheckable(true);
     floatItem->setChecked(meta.floatOnTop);
-    addItem(menu, QStringLiteral("Hide Note"), themed({"view-hidden", "hint"}), [&controller] { controller.hideNote(); });
+    addItem(
+        menu, QStringLiteral("Hide Note"), themed({"view-hidden", "hint"}), [&controller] { controller.hideNote(); });
     addPromptItems(menu, controller);
     if (controller.aiRequestInFlight())
         addItem(menu, QStringLiteral("Cancel AI Request"), themed({"process-stop"}),
-                [&controller] { controller.cancelAiRequest(); });
+            [&controller] { controller.cancelAiRequest(); });
     addColorItems(menu, controller);
     addItem(menu, QStringLiteral("Bigger Text"), themed({"zoom-in", "format-font-size-more"}),
-            [&controller] { controller.biggerFont(); });
+        [&controller] { controller.biggerFont(); });
     addItem(menu, QStringLiteral("Smaller Text"), themed({"zoom-out", "format-font-size-less"}),
-            [&controller] { controller.smallerFont(); });
+        [&controller] { controller.smallerFont(); });
     menu->addSeparator();
     addItem(menu, QStringLiteral("Rename…"), themed({"edit-rename", "document-edit"}),
-            [&controller] { controller.renameNote(); });
-    addItem(menu, revealTitle, themed({"system-file-manager", "folder-open"}), [&controller] { controller.revealInFileManager(); });
+        [&controller] { controller.renameNote(); });
+    addItem(menu, revealTitle, themed({"system-file-manager", "folder-open"}),
+        [&controller] { controller.revealInFileManager(); });
     addItem(menu, meta.adopt ? QStringLiteral("Close Note") : QStringLiteral("Delete Note…"),
-            themed({meta.adopt ? "window-close" : "edit-delete"}), [&controller] { controller.deleteNote(); });
-    addItem(menu, QStringLiteral("Duplicate Note"), themed({"edit-copy"}), [&controller] { controller.duplicateNote(); });
+        themed({meta.adopt ? "window-close" : "edit-delete"}), [&controller] { controller.deleteNote(); });
+    addItem(
+        menu, QStringLiteral("Duplicate Note"), themed({"edit-copy"}), [&controller] { controller.duplicateNote(); });
 }
 
 } // namespace NoteMenu

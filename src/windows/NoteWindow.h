@@ -12,8 +12,7 @@ class TitleBarView;
 // The borderless top-level window of one note: painted in the note's colour with a faint hairline border, a title
 // bar at the top and a body below. It can be resized from its left, right and bottom edges and bottom corners,
 // by the window manager where there is one and by hand where there is not, and it reports moves and resizes.
-class NoteWindow : public QWidget
-{
+class NoteWindow : public QWidget {
     Q_OBJECT
 
 public:

@@ -516,7 +516,8 @@ void NoteWindowController::pickCustomColor()
     if (!m_environment.colorPanel)
         return;
     const auto current = NotePalette::colorFromHexString(note().meta.color);
-    const QColor start = current.value_or(*NotePalette::colorFromHexString(QString::fromLatin1(NotePalette::fallbackHex)));
+    const QColor start
+        = current.value_or(*NotePalette::colorFromHexString(QString::fromLatin1(NotePalette::fallbackHex)));
     showWindow(false);
     m_environment.colorPanel->open(this, start, [this](const QColor &color) { customColorChanged(color); });
 }

@@ -19,8 +19,7 @@ class TitleBarView;
 // One visible note: its frameless window, title bar and editor. Turns what the user does to the window (moves,
 // resizes, menu items, title-bar buttons, link clicks) into changes of the note's properties and asks the store to
 // save them; applies the store's external changes to the window.
-class NoteWindowController : public NoteController
-{
+class NoteWindowController : public NoteController {
     Q_OBJECT
 
 public:
@@ -29,7 +28,7 @@ public:
     static constexpr double minContentHeight = 60;
 
     NoteWindowController(std::unique_ptr<Note> note, NoteStore &store, const QString &lastDiskContent,
-                         NoteWindowEnvironment environment = {});
+        NoteWindowEnvironment environment = {});
     ~NoteWindowController() override;
 
     NoteWindow *window() const { return m_window.get(); }
@@ -39,8 +38,8 @@ public:
     // The note's window frame, in the file's bottom-up convention, corrected onto a visible screen: the first screen
     // whose visible frame meets the rectangle, else the main one. Width and height shrink to the frame; the left
     // edge wins over the right and the bottom over the top.
-    static QRectF clampToVisible(const QRectF &rect, const QList<QRectF> &visibleFrames,
-                                 const std::optional<QRectF> &mainFrame);
+    static QRectF clampToVisible(
+        const QRectF &rect, const QList<QRectF> &visibleFrames, const std::optional<QRectF> &mainFrame);
     static QRectF clampToVisible(const QRectF &rect);
     // The frame a note's window takes: its stored frame, the 20-point strip at the same top edge when rolled up.
     static QRectF frameFor(const NoteMetadata &meta);

@@ -15,8 +15,7 @@ class QMenu;
 
 // What a note window needs from the application around it. The application fills it in once; tests hand their
 // own functions so that no browser, file manager or modal dialog ever opens.
-struct NoteWindowEnvironment
-{
+struct NoteWindowEnvironment {
     // Answers the delete confirmation and similar questions; without one, destructive questions answer "Cancel".
     AlertPresenter *alerts = nullptr;
     // Shows a file selected in the file manager.

@@ -1,12 +1,12 @@
 #include "windows/SearchWindow.h"
 
 #include "editor/MarkdownTextView.h"
-#include "windows/DismissablePanel.h"
-#include "windows/ReturnActivatingTableView.h"
 #include "store/NoteController.h"
 #include "store/NoteStore.h"
+#include "windows/DismissablePanel.h"
 #include "windows/NoteWindowController.h"
 #include "windows/NoteWindows.h"
+#include "windows/ReturnActivatingTableView.h"
 
 #include <QAbstractListModel>
 #include <QApplication>

@@ -11,12 +11,13 @@
 
 // A borderless button drawn as a small glyph in the bar's foreground colour. Qt delivers the first click to an
 // inactive window's widgets, so these act at once even when the note is not the active window.
-class TitleBarButton : public QAbstractButton
-{
+class TitleBarButton : public QAbstractButton {
 public:
     enum class Glyph { Close, RollUp, RollDown, Pin, PinFilled };
 
-    TitleBarButton(Glyph glyph, QWidget *parent) : QAbstractButton(parent), m_glyph(glyph)
+    TitleBarButton(Glyph glyph, QWidget *parent)
+        : QAbstractButton(parent)
+        , m_glyph(glyph)
     {
         setFixedSize(TitleBarView::barHeight, TitleBarView::barHeight);
         setCursor(Qt::ArrowCursor);
@@ -63,7 +64,7 @@ protected:
         case Glyph::RollUp:
         case Glyph::RollDown: {
             const double dir = m_glyph == Glyph::RollUp ? -1 : 1;
-            QPolygonF triangle{c + QPointF(-4, -2 * dir), c + QPointF(4, -2 * dir), c + QPointF(0, 3 * dir)};
+            QPolygonF triangle {c + QPointF(-4, -2 * dir), c + QPointF(4, -2 * dir), c + QPointF(0, 3 * dir)};
             p.setBrush(color);
             p.drawPolygon(triangle);
             break;
@@ -262,9 +263,9 @@ void TitleBarView::mouseMoveEvent(QMouseEvent *event)
         m_dragPending = false;
         // The move starts only once the mouse really moves: handing the pointer to the window manager on the
         // press itself would swallow the second click of a double-click. The window manager moves the window from
-        // where it takes over, so the threshold is kept to a few pixels the user cannot see. Where the window manager can move the
-        // window (also on Wayland, where a client may not place its own windows) it does; otherwise the window
-        // follows the mouse by hand.
+        // where it takes over, so the threshold is kept to a few pixels the user cannot see. Where the window manager
+        // can move the window (also on Wayland, where a client may not place its own windows) it does; otherwise the
+        // window follows the mouse by hand.
         QWindow *handle = window()->windowHandle();
         m_manualMove = !(handle && handle->startSystemMove());
         Q_EMIT moveStarted();
@@ -336,7 +337,8 @@ bool TitleBarView::eventFilter(QObject *watched, QEvent *event)
         }
         if (event->type() == QEvent::FocusOut) {
             // Clicking elsewhere cancels, as Escape does: a rename happens only when the user confirms it.
-            QMetaObject::invokeMethod(this, [this] { finishTitleEditing(false); }, Qt::QueuedConnection);
+            QMetaObject::invokeMethod(
+                this, [this] { finishTitleEditing(false); }, Qt::QueuedConnection);
         }
     }
     return QWidget::eventFilter(watched, event);

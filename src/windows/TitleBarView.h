@@ -9,8 +9,7 @@ class TitleBarButton;
 
 // The note's own 20-pixel title bar: drag to move the window, double-click to roll it up, double-click the name to
 // rename in place, and three buttons (close on the left; pin and roll on the right) that act on the first click.
-class TitleBarView : public QWidget
-{
+class TitleBarView : public QWidget {
     Q_OBJECT
 
 public:

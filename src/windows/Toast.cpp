@@ -7,7 +7,8 @@
 
 QPointer<Toast> Toast::s_current;
 
-Toast::Toast(const QString &text) : QLabel(text, nullptr, Qt::ToolTip | Qt::FramelessWindowHint)
+Toast::Toast(const QString &text)
+    : QLabel(text, nullptr, Qt::ToolTip | Qt::FramelessWindowHint)
 {
     setAttribute(Qt::WA_DeleteOnClose);
     setAttribute(Qt::WA_ShowWithoutActivating);

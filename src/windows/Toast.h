@@ -6,8 +6,7 @@
 
 // A short message that appears over a note (or over the middle of the screen when there is none) and fades by
 // itself. It never takes the keyboard focus, so typing carries on while it shows.
-class Toast : public QLabel
-{
+class Toast : public QLabel {
     Q_OBJECT
 
 public:

@@ -3,8 +3,8 @@
 
 #include "app/ApplyServer.h"
 #include "cli/ApplyCommand.h"
-#include "windows/NoteWindows.h"
 #include "editor/MarkdownTextView.h"
+#include "windows/NoteWindows.h"
 #include "windows/Toast.h"
 
 #include <QApplication>
@@ -179,8 +179,8 @@ private:
         m_windows.environment().keyStore = m_keys.get();
         m_windows.attach(*m_store);
         m_store->rescan();
-        m_server = std::make_unique<ApplyServer>(
-            [this] { return m_store.get(); }, m_windows, ApplyCommand::serverName());
+        m_server
+            = std::make_unique<ApplyServer>([this] { return m_store.get(); }, m_windows, ApplyCommand::serverName());
         QVERIFY(m_server->listen());
     }
 

@@ -46,11 +46,9 @@ public:
         if (!filler.open(QIODevice::WriteOnly | QIODevice::Append | QIODevice::Unbuffered))
             return;
         const QByteArray block(1024, 'f');
-        while (filler.write(block) == block.size()) {
-        }
+        while (filler.write(block) == block.size()) { }
         const QByteArray byte(1, 'f');
-        while (filler.write(byte) == 1) {
-        }
+        while (filler.write(byte) == 1) { }
     }
     void free() { QFile::remove(m_dir.filePath(QStringLiteral(".filler"))); }
 

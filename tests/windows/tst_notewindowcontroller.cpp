@@ -236,8 +236,7 @@ private Q_SLOTS:
 
     void deletingAnAdoptedNoteRevertsWithoutAsking()
     {
-        writeInPlace(
-            m_workspace->path(u"Readme.md"_qs), "---\ntitle: x\ntackpad: \"adopt\"\n---\n# Readme\n");
+        writeInPlace(m_workspace->path(u"Readme.md"_qs), "---\ntitle: x\ntackpad: \"adopt\"\n---\n# Readme\n");
         m_workspace->store->rescan();
         m_workspace->controller(u"Readme.md"_qs)->deleteNote();
         QVERIFY(m_workspace->alerts.shown.isEmpty());
