@@ -102,15 +102,10 @@ private Q_SLOTS:
                 400, R"({"type":"error","error":{"type":"invalid_request_error","message":"max_tokens: too large"}})")},
             u"error: max_tokens: too large"_qs);
         row("bare status", {F::raw(404, {})}, u"error: HTTP 404"_qs);
-        row("error status with a non-JSON body", {F::raw(403, "<html>Forbidden</html>")}, u"error: HTTP 403"_qs);
         row("success with a non-JSON body", {F::raw(200, "hello")}, unexpected);
-        row("no text blocks", {F::raw(200, R"({"content":[{"type":"tool_use","id":"t","input":{}}]})")}, unexpected);
+        // An empty reply would wipe the note.
         row("only empty text", {F::raw(200, R"({"content":[{"type":"text","text":""}]})")}, unexpected);
-        row("content not an array", {F::raw(200, R"({"content":"text"})")}, unexpected);
-        row("several text blocks, joined in order",
-            {F::raw(200, R"({"content":[{"type":"text","text":"One "},{"type":"text","text":"two"}]})")},
-            u"One two"_qs);
-        row("non-text blocks mixed in",
+        row("text blocks joined in order, other blocks left out",
             {F::raw(200,
                 R"({"content":[{"type":"thinking","thinking":"hm"},{"type":"text","text":"A"},)"
                 R"({"type":"tool_use","text":"not this"},{"type":"text","text":"\nB\n"}]})")},
@@ -123,8 +118,6 @@ private Q_SLOTS:
         row("retries spent: the last error", {F::error(503), F::error(500), F::error(502, u"bad gateway"_qs)},
             u"error: bad gateway"_qs, {{375, 500}, {750, 1000}});
         row("a transport failure is retried", {F::cutOff(), F::text(u"done"_qs)}, u"done"_qs, {{375, 500}});
-        row("408 and 409 are retried", {F::error(408), F::error(409), F::text(u"done"_qs)}, u"done"_qs,
-            {{375, 500}, {750, 1000}});
         row("retry-after over 60 s: the back-off instead", {F::error(429, {}, "120"), F::text(u"done"_qs)}, u"done"_qs,
             {{375, 500}});
         row("400 is never retried", {F::error(400, u"bad request"_qs)}, u"error: bad request"_qs);
@@ -178,7 +171,6 @@ private Q_SLOTS:
         QTest::newRow("http to ::1") << u"http://[::1]:9"_qs << true;
         QTest::newRow("http to a private address") << u"http://10.0.0.1"_qs << false;
         QTest::newRow("http to a host named like loopback") << u"http://127.0.0.1.example.com"_qs << false;
-        QTest::newRow("another scheme") << u"ftp://127.0.0.1"_qs << false;
         QTest::newRow("not an address") << u"api.anthropic.com"_qs << false;
     }
 

@@ -1,36 +1,20 @@
 #include "support/FakeAnthropic.h"
-#include "support/TextFiles.h"
+#include "support/WindowTestSupport.h"
 
 #include "editor/MarkdownTextView.h"
 #include "notes/Frontmatter.h"
-#include "windows/NoteWindow.h"
 #include "windows/Toast.h"
 
 #include <QApplication>
 #include <QDBusConnection>
 #include <QDBusConnectionInterface>
 #include <QFile>
-#include <QMenu>
 #include <QRegularExpression>
 #include <QSignalSpy>
-#include <QTemporaryDir>
 #include <QTest>
-#include <QTimer>
 #include <QUuid>
 
 namespace {
-
-QAction *findAction(QMenu *menu, const QString &text)
-{
-    for (QAction *action : menu->actions()) {
-        if (action->text() == text)
-            return action;
-        if (action->menu())
-            if (QAction *inner = findAction(action->menu(), text))
-                return inner;
-    }
-    return nullptr;
-}
 
 // What the toast on screen says; a closed one is deleted only later.
 QString toastText()
@@ -77,19 +61,18 @@ private Q_SLOTS:
         m_fake = std::make_unique<FakeAnthropic>();
         qputenv(AIClient::baseUrlVariable, m_fake->url().toEncoded());
         m_client = std::make_unique<AIClient>();
-        m_dir = std::make_unique<QTemporaryDir>();
-        m_settingsDir = std::make_unique<QTemporaryDir>();
-        m_store = std::make_unique<NoteStore>(m_dir->path(), Settings(m_settingsDir->filePath(u"s.ini"_qs)));
-        PromptTest::openAsWindows(*m_store, m_client.get(), m_keys.get());
+        NoteWindowEnvironment environment;
+        environment.aiClient = m_client.get();
+        environment.keyStore = m_keys.get();
+        m_workspace = std::make_unique<WindowTest::WindowedWorkspace>(environment);
         PromptTest::setKey(*m_keys, u"sk-test-key"_qs);
-        m_prompt = open(u"Summarise.md"_qs, u"---\ntackpad: \"prompt\"\n---\n\n  Summarise as bullets.  \n"_qs);
+        open(u"Summarise.md"_qs, u"---\ntackpad: \"prompt\"\n---\n\n  Summarise as bullets.  \n"_qs);
         m_note = open(u"Meeting.md"_qs, meetingFile + u"- old item\n"_qs);
     }
 
     void cleanup()
     {
-        m_store->shutdown();
-        m_store.reset();
+        m_workspace.reset();
         m_client.reset();
         m_fake.reset();
     }
@@ -113,7 +96,7 @@ private Q_SLOTS:
         QFETCH(QString, sentText);
         QFETCH(QString, sentModel);
         if (!model.isEmpty())
-            m_store->settings().setValue(SettingsKey::aiModel, model);
+            m_workspace->store->settings().setValue(SettingsKey::aiModel, model);
         m_note = open(u"Meeting.md"_qs, meetingFile + body);
 
         m_fake->hold();
@@ -125,10 +108,9 @@ private Q_SLOTS:
         QCOMPARE(sent[u"system"_qs].toString(), u"Summarise as bullets."_qs);
         QCOMPARE(sent[u"messages"_qs][0][u"content"_qs].toString(), sentText);
         QCOMPARE(sent[u"model"_qs].toString(), sentModel);
-        QCOMPARE(m_fake->requests().first().headers.value("x-api-key"), QByteArray("sk-test-key"));
 
         // The file as it stands when the reply comes (showing a window raises it, which is saved too).
-        m_store->flushAllSaves();
+        m_workspace->store->flushAllSaves();
         const QString before = readFile(path(u"Meeting.md"_qs));
         m_fake->enqueue(FakeAnthropic::text(u"- new item"_qs));
         m_fake->release();
@@ -136,7 +118,7 @@ private Q_SLOTS:
         QCOMPARE(m_note->textView()->markdown(), u"- new item"_qs);
         QCOMPARE(toastText(), u"“Summarise” applied – press Ctrl+Z to undo"_qs);
         QCOMPARE(readFile(PromptTest::trashed(u"Meeting (before AI).md"_qs)), before);
-        m_store->flushAllSaves();
+        m_workspace->store->flushAllSaves();
         QCOMPARE(readFile(path(u"Meeting.md"_qs)), before.left(before.indexOf(u"---\n"_qs, 4) + 4) + u"- new item"_qs);
 
         m_note->textView()->undo();
@@ -174,7 +156,7 @@ private Q_SLOTS:
         QFETCH(Responses, responses);
         QFETCH(QString, toast);
         QFETCH(int, requests);
-        m_prompt = open(u"Summarise.md"_qs, u"---\ntackpad: \"prompt\"\n---\n"_qs + promptBody);
+        open(u"Summarise.md"_qs, u"---\ntackpad: \"prompt\"\n---\n"_qs + promptBody);
         if (!keyStored)
             PromptTest::setKey(*m_keys, QString());
         m_fake->enqueue(responses);
@@ -186,7 +168,7 @@ private Q_SLOTS:
         QCOMPARE(toastText(), toast);
         QCOMPARE(m_fake->requests().size(), requests);
         QCOMPARE(m_note->note().body, u"- old item\n"_qs);
-        m_store->flushAllSaves();
+        m_workspace->store->flushAllSaves();
         QCOMPARE(bodyOf(readFile(path(u"Meeting.md"_qs))), u"- old item\n"_qs);
         QVERIFY(QDir(PromptTest::trashed()).isEmpty());
     }
@@ -255,10 +237,10 @@ private Q_SLOTS:
         m_fake->hold();
         m_note->applyPrompt(u"Summarise.md"_qs);
         QTRY_COMPARE(m_fake->requests().size(), 1);
-        m_store->flushAllSaves();
+        m_workspace->store->flushAllSaves();
         const QString before = readFile(path(u"Meeting.md"_qs));
         QSignalSpy finished(m_note, &NoteWindowController::aiRequestFinished);
-        m_store->shutdown(); // what switching workspaces or quitting does to every note
+        m_workspace->store->shutdown(); // what switching workspaces or quitting does to every note
         QCOMPARE(finished.size(), 1);
         m_fake->enqueue(FakeAnthropic::text(u"too late"_qs));
         m_fake->release();
@@ -273,7 +255,7 @@ private Q_SLOTS:
         QTRY_COMPARE(m_fake->requests().size(), 1);
         // Another editor (or a sync tool) changes the file while the service thinks; the watcher has not yet seen
         // it. (A change that meets unsaved edits of the window is the store's own rule to settle.)
-        m_store->flushAllSaves();
+        m_workspace->store->flushAllSaves();
         const QString outside = meetingFile + u"- old item\n- added elsewhere\n"_qs;
         writeFile(path(u"Meeting.md"_qs), outside);
         m_fake->enqueue(FakeAnthropic::text(u"summary"_qs));
@@ -288,19 +270,16 @@ private:
     NoteWindowController *open(const QString &name, const QString &text)
     {
         writeFile(path(name), text);
-        m_store->rescan();
-        return qobject_cast<NoteWindowController *>(m_store->controller(name));
+        m_workspace->store->rescan();
+        return m_workspace->controller(name);
     }
 
-    QString path(const QString &name) const { return m_dir->filePath(name); }
+    QString path(const QString &name) const { return m_workspace->path(name); }
 
     std::unique_ptr<FakeAnthropic> m_fake;
     std::unique_ptr<AIClient> m_client;
     std::unique_ptr<KeyStore> m_keys;
-    std::unique_ptr<QTemporaryDir> m_dir;
-    std::unique_ptr<QTemporaryDir> m_settingsDir;
-    std::unique_ptr<NoteStore> m_store;
-    NoteWindowController *m_prompt = nullptr;
+    std::unique_ptr<WindowTest::WindowedWorkspace> m_workspace;
     NoteWindowController *m_note = nullptr;
 };
 

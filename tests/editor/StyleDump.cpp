@@ -42,6 +42,17 @@ QString blockName(const ParagraphStyle &style)
     return parts.isEmpty() ? QStringLiteral("paragraph") : parts.join(QStringLiteral(", "));
 }
 
+QString roles(const CharStyle &style)
+{
+    const auto named = [](bool on, const char *name) { return on ? QString::fromLatin1(name) : QString(); };
+    QStringList parts {fontName(style.font), named(style.bold, "bold"), named(style.italic, "italic"),
+        colorName(style.color), named(style.background == BackgroundRole::Code, "code-background"),
+        named(style.background == BackgroundRole::Highlight, "highlight"), named(style.strike, "strike"),
+        named(style.underline, "underline"), named(style.hidden, "hidden")};
+    parts.removeAll(QString());
+    return parts.isEmpty() ? QStringLiteral("plain") : parts.join(u' ');
+}
+
 QString runs(QStringView line, const QList<StyleRun> &styleRuns)
 {
     QString out;
@@ -56,17 +67,6 @@ QString runs(QStringView line, const QList<StyleRun> &styleRuns)
 }
 
 } // namespace
-
-QString roles(const CharStyle &style)
-{
-    const auto named = [](bool on, const char *name) { return on ? QString::fromLatin1(name) : QString(); };
-    QStringList parts {fontName(style.font), named(style.bold, "bold"), named(style.italic, "italic"),
-        colorName(style.color), named(style.background == BackgroundRole::Code, "code-background"),
-        named(style.background == BackgroundRole::Highlight, "highlight"), named(style.strike, "strike"),
-        named(style.underline, "underline"), named(style.hidden, "hidden")};
-    parts.removeAll(QString());
-    return parts.isEmpty() ? QStringLiteral("plain") : parts.join(u' ');
-}
 
 QString dump(const QString &markdown)
 {

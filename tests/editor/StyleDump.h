@@ -9,7 +9,6 @@
 // it, then its links and checkboxes.
 namespace StyleDump {
 
-QString roles(const MarkdownStyler::CharStyle &style);
 QString dump(const QString &markdown);
 
 } // namespace StyleDump

@@ -8,7 +8,6 @@
 #include <QAbstractTextDocumentLayout>
 #include <QGlyphRun>
 #include <QRandomGenerator>
-#include <QSignalSpy>
 #include <QTest>
 #include <QTextBlock>
 #include <QTextCursor>
@@ -113,72 +112,6 @@ class MarkdownHighlighterTest : public QObject {
     Q_OBJECT
 
 private Q_SLOTS:
-    void styleEntryPointRestylesARange()
-    {
-        // The rules' entry point over a range: like the pure function, a range that starts inside a code block styles
-        // its lines as text, and paragraphs outside the range keep their styles.
-        const QString text = QStringLiteral("```\n*x*\n```\n**y**");
-        Fixture f(text);
-        const QTextBlock code = f.document.findBlockByNumber(1);
-        const auto runsOf
-            = [](const QTextBlock &block) { return dynamic_cast<const StyledBlockData *>(block.userData())->runs; };
-        const QList<StyleRun> last = runsOf(f.document.lastBlock());
-        const TextRange elsewhere {text.size(), 0};
-        f.highlighter->style(TextRange {4, 3}, elsewhere);
-        const QList<StyledParagraph> expected = style(text, TextRange {4, 3}, elsewhere);
-        QCOMPARE(runsOf(code), expected.first().style.runs);
-        QCOMPARE(runsOf(f.document.lastBlock()), last);
-
-        // The whole text again: the code block is code once more.
-        f.highlighter->style(std::nullopt, elsewhere);
-        QCOMPARE(mismatch(f.document, *f.highlighter), QString());
-    }
-
-    void editsKeepTheStylesExact_data()
-    {
-        QTest::addColumn<QString>("text");
-        QTest::addColumn<int>("position");
-        QTest::addColumn<int>("removed");
-        QTest::addColumn<QString>("inserted");
-        QTest::addColumn<int>("caret"); // after the edit
-
-        const auto row = [](const char *name, const QString &text, int position, int removed, const QString &inserted,
-                             int caret) { QTest::newRow(name) << text << position << removed << inserted << caret; };
-        const QString blocks = QStringLiteral("a\n```\nb\n```\nc *d*\n```\ne\n```\nf");
-        row("nominal: opening a fence flips everything after it", blocks, 0, 0, "```\n", 0);
-        row("nominal: removing a closing fence shows the opening one", blocks, 8, 4, "", 0);
-        row("nominal: closing an unclosed block", "a\n```\nb\nc", 8, 0, "```\n", 0);
-        row("nominal: typing inside a code block keeps it code", blocks, 6, 0, "*x*", 6);
-        row("edge: joining a fence with the next line", blocks, 5, 1, "", 0);
-        row("nominal: Return splits a heading", "# Head line\nx", 6, 0, "\n", 7);
-        row("nominal: the caret's new paragraph is active at once", "# a\n# b", 7, 0, "c", 8);
-        row("edge: deleting everything", blocks, 0, int(blocks.size()), "", 0);
-    }
-
-    void editsKeepTheStylesExact()
-    {
-        QFETCH(QString, text);
-        QFETCH(int, position);
-        QFETCH(int, removed);
-        QFETCH(QString, inserted);
-        QFETCH(int, caret);
-
-        Fixture f(text);
-        f.highlighter->setCaretPosition(caret);
-        int caretAfter = caret;
-        f.highlighter->setCaretProvider([&caretAfter] { return caretAfter; });
-        edit(f.document, position, removed, inserted);
-        f.highlighter->finishPendingRestyle();
-        QCOMPARE(mismatch(f.document, *f.highlighter), QString());
-        QCOMPARE(staleLayout(f.document), QString());
-
-        // The caret leaving for the last paragraph hides what it showed.
-        caretAfter = f.document.characterCount() - 1;
-        f.highlighter->setCaretPosition(caretAfter);
-        QCOMPARE(mismatch(f.document, *f.highlighter), QString());
-        QCOMPARE(staleLayout(f.document), QString());
-    }
-
     void randomEditsKeepTheStylesExact_data()
     {
         QTest::addColumn<int>("budget");
@@ -221,7 +154,7 @@ private Q_SLOTS:
                 continue;
             f.highlighter->finishPendingRestyle();
             QString problem = mismatch(f.document, *f.highlighter);
-            if (problem.isEmpty() && round % 10 == 0)
+            if (problem.isEmpty())
                 problem = staleLayout(f.document);
             if (!problem.isEmpty())
                 QFAIL(qPrintable(QStringLiteral("round %1: %2\n%3").arg(round).arg(problem, plainText(f.document))));
@@ -252,8 +185,6 @@ private Q_SLOTS:
 
         QTest::newRow("nominal: heading marker") << "## Title" << 0 << 3;
         QTest::newRow("nominal: link address") << "a [link](https://example.com/a/long/address) b" << 7 << 44;
-        QTest::newRow("nominal: strike and highlight") << "~~s~~==h==" << 3 << 7;
-        QTest::newRow("nominal: non-Latin address") << "[ссылка](адрес) и" << 7 << 15;
         QTest::newRow("nominal: CJK emphasis") << "日本**語**" << 2 << 4;
     }
 
@@ -273,18 +204,11 @@ private Q_SLOTS:
         QVERIFY(xAt(block, firstVisible) > xAt(block, markerStart) + 1);
     }
 
-    void hiddenFontIsNoFallbackForVisibleText_data()
-    {
-        QTest::addColumn<QString>("text");
-        QTest::newRow("nominal: emoji after Latin") << QStringLiteral("Welcome 👋");
-        QTest::newRow("nominal: a script the body font may lack") << QStringLiteral("ᚠᚢᚦ ꦲꦏ");
-    }
-
     void hiddenFontIsNoFallbackForVisibleText()
     {
         // Characters the body font lacks are drawn by a real fallback font (or as a missing-glyph box), never by the
         // hidden font: they must not vanish from every text of the application.
-        QFETCH(QString, text);
+        const QString text = QStringLiteral("Welcome 👋 ᚠᚢᚦ ꦲꦏ");
         Fixture f(QStringLiteral("**x** ") + text);
         QCOMPARE(f.document.lastBlock().layout()->formats().first().format.fontFamilies().toStringList(),
             QStringList {HiddenFont::family()});
@@ -295,71 +219,6 @@ private Q_SLOTS:
         for (const QGlyphRun &run : layout.glyphRuns())
             QVERIFY2(run.rawFont().familyName() != HiddenFont::family(), qPrintable(run.rawFont().familyName()));
         QVERIFY(line.naturalTextWidth() > QFontMetricsF(layout.font()).horizontalAdvance(text.section(u' ', 0, 0)));
-    }
-
-    void hiddenMarkersKeepTheLineHeight()
-    {
-        Fixture f(QStringLiteral("## Title\n# \ntext"));
-        const QTextBlock heading = f.document.firstBlock();
-        f.highlighter->setCaretPosition(0);
-        const qreal shown = heading.layout()->lineAt(0).height();
-        f.highlighter->setCaretPosition(f.document.characterCount() - 1);
-        QCOMPARE(heading.layout()->lineAt(0).height(), shown);
-        QCOMPARE(heading.layout()->boundingRect().height(), shown);
-
-        // An inactive "# " shows nothing, but keeps most of a line's height rather than collapsing.
-        const qreal hidden = heading.next().layout()->lineAt(0).height();
-        const qreal text = f.document.lastBlock().layout()->lineAt(0).height();
-        QVERIFY2(
-            hidden > 0.6 * text && hidden <= text * 1.6, qPrintable(QStringLiteral("%1 vs %2").arg(hidden).arg(text)));
-    }
-
-    void listIndentAlignsWrappedLines()
-    {
-        const QString words = QStringLiteral("word ").repeated(40);
-        for (const QString &prefix : {QStringLiteral("- "), QStringLiteral("12. "), QStringLiteral("- [ ] ")}) {
-            Fixture f(prefix + words + QStringLiteral("\nother"), 300);
-            f.highlighter->setCaretPosition(f.document.characterCount() - 1);
-            const QTextBlock item = f.document.firstBlock();
-            QVERIFY(item.layout()->lineCount() > 1);
-            const qreal textStart = xAt(item, int(prefix.size()));
-            const QTextLine second = item.layout()->lineAt(1);
-            QVERIFY2(qAbs(second.cursorToX(second.textStart()) - textStart) < 0.5, qPrintable(prefix));
-            QCOMPARE(item.blockFormat().leftMargin(), -item.blockFormat().textIndent());
-        }
-    }
-
-    void restylingIsNoEdit()
-    {
-        Fixture f(QStringLiteral("# a\n**b**\n```\nc\n```"));
-        f.document.setModified(false);
-        const int undoSteps = f.document.availableUndoSteps();
-        QSignalSpy changes(&f.document, &QTextDocument::contentsChange);
-        QSignalSpy undoAdded(&f.document, &QTextDocument::undoCommandAdded);
-        QSignalSpy modified(&f.document, &QTextDocument::modificationChanged);
-
-        for (int position : {0, 5, 12, 0})
-            f.highlighter->setCaretPosition(position);
-        f.highlighter->setTheme(Theme {14, std::nullopt, true});
-        f.highlighter->restyleAll();
-
-        QCOMPARE(changes.count() + undoAdded.count() + modified.count(), 0);
-        QCOMPARE(f.document.availableUndoSteps(), undoSteps);
-    }
-
-    void oneLayoutPerKeystroke()
-    {
-        Fixture f(QStringLiteral("# a\nb\nc"));
-        int caret = 5;
-        f.highlighter->setCaretProvider([&caret] { return caret; });
-        f.highlighter->setCaretPosition(caret);
-        QSignalSpy changes(&f.document, &QTextDocument::contentsChange);
-        QSignalSpy layouts(f.document.documentLayout(), &QAbstractTextDocumentLayout::update);
-        edit(f.document, 5, 0, QStringLiteral("x"));
-        caret = 6;
-        f.highlighter->setCaretPosition(caret);
-        QCOMPARE(changes.count(), 1);
-        QCOMPARE(layouts.count(), 1);
     }
 
     void undoAndRedoStayExact()
@@ -391,30 +250,6 @@ private Q_SLOTS:
         QCOMPARE(mismatch(f.document, *f.highlighter), QString());
     }
 
-    // The active paragraph is held by a cursor: text inserted above does not change which paragraph it is.
-    void caretMoveSwapsMarkers()
-    {
-        Fixture f(QStringLiteral("**a**\n**b**"));
-        f.highlighter->setCaretPosition(8);
-        QCOMPARE(f.highlighter->activeBlock().blockNumber(), 1);
-        edit(f.document, 0, 0, QStringLiteral("new\n"));
-        QCOMPARE(f.highlighter->activeBlock().text(), QStringLiteral("**b**"));
-    }
-
-    void themeChangeRestylesEverything()
-    {
-        Fixture f(QStringLiteral("[a](b) #tag\n# b"));
-        const auto linkColour
-            = [&] { return f.document.firstBlock().layout()->formats().at(1).format.foreground().color(); };
-        const QColor light = linkColour();
-        f.highlighter->setTheme(Theme {16, std::nullopt, true});
-        QVERIFY(linkColour() != light);
-        QCOMPARE(f.document.defaultFont().pointSizeF(), 16.0);
-        QVERIFY(f.document.lastBlock().layout()->formats().last().format.font().pointSizeF() > 16);
-        QVERIFY(f.document.isLayoutEnabled());
-        QCOMPARE(mismatch(f.document, *f.highlighter), QString());
-    }
-
     void hitTestingRangesFollowEdits()
     {
         Fixture f(QStringLiteral("- [ ] task [a](https://x.org) [[Wiki]]"));
@@ -428,13 +263,6 @@ private Q_SLOTS:
         QVERIFY(!f.highlighter->checkboxAt(3));
         edit(f.document, 8, 1, QStringLiteral("x"));
         QVERIFY(f.highlighter->checkboxAt(8)->checked);
-    }
-
-    void emptyDocumentIsLeftAlone()
-    {
-        Fixture f {QString()};
-        QVERIFY(!f.document.firstBlock().userData());
-        QCOMPARE(f.document.firstBlock().blockFormat(), QTextBlockFormat());
     }
 };
 

@@ -68,7 +68,7 @@ private Q_SLOTS:
 
     void keysEditAsOneUndoStep_data()
     {
-        // The rules behind each key are the editing commands' own tests; these rows check that the keys reach them.
+        // One row per rule of the editing commands behind the keys.
         QTest::addColumn<QString>("before");
         QTest::addColumn<int>("key");
         QTest::addColumn<Qt::KeyboardModifiers>("modifiers");
@@ -76,14 +76,38 @@ private Q_SLOTS:
         const auto row = [](const char *name, const QString &before, int key, Qt::KeyboardModifiers modifiers,
                              const QString &after) { QTest::newRow(name) << before << key << modifiers << after; };
         const Qt::KeyboardModifiers none = Qt::NoModifier;
-        row("nominal: Return continues a list", "- milk|", Qt::Key_Return, none, "- milk\n- |");
-        row("nominal: Return in a heading is a plain newline", "# Head|", Qt::Key_Return, none, "# Head\n|");
-        row("nominal: Tab indents the item", "- a|", Qt::Key_Tab, none, "    - a|");
-        row("nominal: Shift+Tab outdents", "    - a|", Qt::Key_Backtab, Qt::ShiftModifier, "- a|");
-        row("nominal: Tab outside a list inserts a tab", "a|", Qt::Key_Tab, none, "a\t|");
-        row("nominal: Ctrl+B wraps", "a [word] b", Qt::Key_B, Qt::ControlModifier, "a **[word]** b");
-        row("nominal: Ctrl+I wraps", "[word]", Qt::Key_I, Qt::ControlModifier, "*[word]*");
-        row("nominal: Ctrl+K makes a link", "see [docs] now", Qt::Key_K, Qt::ControlModifier, "see [docs]([url]) now");
+        const Qt::KeyboardModifiers ctrl = Qt::ControlModifier;
+        const Qt::KeyboardModifiers shift = Qt::ShiftModifier;
+        const int enter = Qt::Key_Return;
+        row("Return continues a list", "- milk|", enter, none, "- milk\n- |");
+        row("Return: numbers count up", "9. nine|", enter, none, "9. nine\n10. |");
+        row("Return: checkbox carried unchecked", "- [x] done|", enter, none, "- [x] done\n- [ ] |");
+        row("Return: indent, spacing, parenthesis kept", "  3)  c|", enter, none, "  3)  c\n  4)  |");
+        row("Return: other digits count up in ASCII", "٣. c|", enter, none, "٣. c\n4. |");
+        row("Return splits an item", "- ab|cd", enter, none, "- ab\n- |cd");
+        row("Return on an empty item ends the list", "- |", enter, none, "|");
+        row("Return: blanks only count as empty", "-   |  ", enter, none, "|");
+        row("Return: spaced dashes are an item", "- - -|", enter, none, "- - -\n- |");
+        row("Return after a rule is a plain newline", "---|", enter, none, "---\n|");
+        row("Return inside the prefix is a plain newline", "-| item", enter, none, "-\n| item");
+        row("Return in a heading is a plain newline", "# Head|", enter, none, "# Head\n|");
+        row("Tab indents the item", "- a|", Qt::Key_Tab, none, "    - a|");
+        row("Tab indents the selected items only", "- [a\ntext\n- b]", Qt::Key_Tab, none, "    - [a\ntext\n    - b]");
+        row("Tab outside a list inserts a tab", "a|", Qt::Key_Tab, none, "a\t|");
+        row("Shift+Tab outdents", "    - a|", Qt::Key_Backtab, shift, "- a|");
+        row("Shift+Tab outdents a tab", "\t\t- a|", Qt::Key_Backtab, shift, "\t- a|");
+        row("Shift+Tab outdents fewer blanks", "  - a|", Qt::Key_Backtab, shift, "- a|");
+        row("Ctrl+B wraps", "a [word] b", Qt::Key_B, ctrl, "a **[word]** b");
+        row("Ctrl+B unwraps around", "a **[word]** b", Qt::Key_B, ctrl, "a [word] b");
+        row("Ctrl+B unwraps inside", "a [**word**] b", Qt::Key_B, ctrl, "a [word] b");
+        row("Ctrl+B: empty selection gets a pair", "a | b", Qt::Key_B, ctrl, "a **|** b");
+        row("Ctrl+B: markers alone are wrapped", "[****]", Qt::Key_B, ctrl, "**[****]**");
+        row("Ctrl+B: bold italic to italic", "***[word]***", Qt::Key_B, ctrl, "*[word]*");
+        row("Ctrl+I wraps", "[word]", Qt::Key_I, ctrl, "*[word]*");
+        row("Ctrl+I over bold adds a star", "**[word]**", Qt::Key_I, ctrl, "***[word]***");
+        row("Ctrl+I: bold italic to bold", "***[word]***", Qt::Key_I, ctrl, "**[word]**");
+        row("Ctrl+K makes a link", "see [docs] now", Qt::Key_K, ctrl, "see [docs]([url]) now");
+        row("Ctrl+K without a selection", "a |", Qt::Key_K, ctrl, "a []([url])");
     }
 
     void keysEditAsOneUndoStep()
@@ -123,7 +147,6 @@ private Q_SLOTS:
 
         QTest::newRow("nominal: Markdown link") << "see [site](https://x.org) now" << 6 << "https://x.org";
         QTest::newRow("nominal: wiki link") << "[[My Note]]" << 4 << "tackpad://note/My%20Note";
-        QTest::newRow("nominal: bare address") << "at https://x.org/a ok" << 8 << "https://x.org/a";
     }
 
     void linkClickIsReported()
@@ -139,17 +162,6 @@ private Q_SLOTS:
         QCOMPARE(clicked.first().first().toString(), expected);
         QCOMPARE(m_view->textCursor().position(), caret);
         QCOMPARE(m_view->markdown(), text + u'\n');
-    }
-
-    void pointerShowsWhatIsClickable()
-    {
-        load(*m_view, QStringLiteral("plain [link](u) - [ ] x\n- [ ] box\n|"));
-        QTest::mouseMove(m_view->viewport(), pointOf(*m_view, 8));
-        QTRY_COMPARE(m_view->viewport()->cursor().shape(), Qt::PointingHandCursor);
-        QTest::mouseMove(m_view->viewport(), pointOf(*m_view, 1));
-        QTRY_COMPARE(m_view->viewport()->cursor().shape(), Qt::IBeamCursor);
-        QTest::mouseMove(m_view->viewport(), pointOf(*m_view, 27));
-        QTRY_COMPARE(m_view->viewport()->cursor().shape(), Qt::PointingHandCursor);
     }
 
     void pastedImageDataGoesToTheImporter()
@@ -182,7 +194,7 @@ private Q_SLOTS:
     {
         QTemporaryDir folder;
         QList<QUrl> pictures;
-        for (const QString &name : {QStringLiteral("cat.png"), QStringLiteral("dog.jpg")}) {
+        for (const QString &name : {QStringLiteral("a[1](2).png"), QStringLiteral("dog.jpg")}) {
             QImage image(4, 4, QImage::Format_RGB32);
             image.fill(Qt::blue);
             QVERIFY(image.save(folder.filePath(name)));
@@ -205,7 +217,7 @@ private Q_SLOTS:
         QVERIFY(m_view->canInsertFromMimeData(&mime));
         m_view->insertFromMimeData(&mime);
         QCOMPARE(imported, pictures);
-        QCOMPARE(drawn(*m_view), QStringLiteral("![cat](attachments/cat.png)\n![dog](attachments/dog.jpg)|"));
+        QCOMPARE(drawn(*m_view), QStringLiteral("![a1(2)](attachments/a[1]%282%29.png)\n![dog](attachments/dog.jpg)|"));
     }
 
     void richTextArrivesAsPlainText()
@@ -238,6 +250,7 @@ private Q_SLOTS:
         QTest::keyClick(m_view.get(), Qt::Key_Down);
         m_view->setTheme(Theme {15, std::nullopt, true});
         m_view->highlighter()->restyleAll();
+        QVERIFY(!m_view->document()->isUndoAvailable()); // restyling leaves undo alone
         m_view->setMarkdown(QStringLiteral("new text"));
         QCOMPARE(edited.count(), 0);
 
@@ -279,21 +292,6 @@ private Q_SLOTS:
         QVERIFY(!m_view->document()->isUndoAvailable());
     }
 
-    void selectMatchFindsAndScrolls()
-    {
-        QString text;
-        for (int i = 0; i < 200; ++i)
-            text += QStringLiteral("line %1\n").arg(i);
-        text += QStringLiteral("the Needle here");
-        load(*m_view, u'|' + text);
-        QVERIFY(m_view->selectMatch(QStringLiteral("needle")));
-        QCOMPARE(m_view->textCursor().selectedText(), QStringLiteral("Needle"));
-        QVERIFY(m_view->verticalScrollBar()->value() > 0);
-        QVERIFY(m_view->viewport()->rect().contains(m_view->cursorRect().center()));
-        QVERIFY(!m_view->selectMatch(QStringLiteral("absent")));
-        QVERIFY(!m_view->selectMatch(QString()));
-    }
-
     void longNoteIsLaidOutToTheEnd()
     {
         // After loading, Qt lays a long text out lazily; a restyle near the top during that time used to leave the
@@ -322,7 +320,6 @@ private Q_SLOTS:
         QCOMPARE(layouts.count(), 0);
         m_view->setTheme(Theme {18, std::nullopt, true});
         QCOMPARE(m_view->document()->defaultFont().pointSizeF(), 18.0);
-        QCOMPARE(m_view->highlighter()->theme(), (Theme {18, std::nullopt, true}));
 
         // Plain text is drawn in the palette's text colour, which stays the theme's whatever palette comes in.
         const QColor themed = m_view->palette().color(QPalette::Text);

@@ -11,23 +11,14 @@ QJsonObject FakeAnthropic::Request::json() const
 
 FakeAnthropic::Response FakeAnthropic::text(const QString &text)
 {
-    const QJsonObject block {{QStringLiteral("type"), QStringLiteral("text")}, {QStringLiteral("text"), text}};
-    const QJsonObject body {
-        {QStringLiteral("type"), QStringLiteral("message")}, {QStringLiteral("content"), QJsonArray {block}}};
-    return raw(200, QJsonDocument(body).toJson(QJsonDocument::Compact));
+    const QJsonObject block {{u"type"_qs, u"text"_qs}, {u"text"_qs, text}};
+    return raw(200, QJsonDocument(QJsonObject {{u"content"_qs, QJsonArray {block}}}).toJson());
 }
 
 FakeAnthropic::Response FakeAnthropic::error(int status, const QString &message, const QByteArray &retryAfter)
 {
-    Response response = raw(status, {});
-    if (!message.isEmpty()) {
-        const QJsonObject error {
-            {QStringLiteral("type"), QStringLiteral("some_error")}, {QStringLiteral("message"), message}};
-        response.body = QJsonDocument(
-            QJsonObject {{QStringLiteral("type"), QStringLiteral("error")},
-                {QStringLiteral("error"),
-                    error}}).toJson(QJsonDocument::Compact);
-    }
+    const QJsonObject error {{u"type"_qs, u"error"_qs}, {u"error"_qs, QJsonObject {{u"message"_qs, message}}}};
+    Response response = raw(status, message.isEmpty() ? QByteArray() : QJsonDocument(error).toJson());
     if (!retryAfter.isEmpty())
         response.headers.append({"retry-after", retryAfter});
     return response;
@@ -99,7 +90,6 @@ void FakeAnthropic::read(QTcpSocket *socket)
     request.body = buffer.mid(headerEnd + 4, length);
     buffer.clear();
     m_requests.append(request);
-    Q_EMIT requestReceived();
     if (m_holding)
         m_held.append(socket);
     else

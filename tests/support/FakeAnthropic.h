@@ -61,9 +61,6 @@ public:
 
     const QList<Request> &requests() const { return m_requests; }
 
-Q_SIGNALS:
-    void requestReceived();
-
 private:
     static Response kind(Response::Kind kind)
     {
@@ -87,7 +84,7 @@ using Responses = QList<FakeAnthropic::Response>;
 Q_DECLARE_METATYPE(Responses)
 
 // What the tests of applying a prompt share around the fake service: the keyring item, the Trash that keeps a note's
-// text from before the reply, and note windows that run prompts.
+// text from before the reply.
 namespace PromptTest {
 
 // Stores `key` (removes the item when empty) and waits for the keyring's answer.
@@ -108,16 +105,6 @@ inline QString trash()
 inline QString trashed(const QString &name = {})
 {
     return trash() + u"/files/"_qs + name;
-}
-
-inline void openAsWindows(NoteStore &store, AIClient *client, KeyStore *keys)
-{
-    NoteWindowEnvironment environment;
-    environment.aiClient = client;
-    environment.keyStore = keys;
-    store.setControllerFactory([environment](std::unique_ptr<Note> note, NoteStore &store, const QString &raw) {
-        return std::make_unique<NoteWindowController>(std::move(note), store, raw, environment);
-    });
 }
 
 } // namespace PromptTest

@@ -7,6 +7,20 @@
 #include "windows/NoteWindowController.h"
 #include "windows/NoteWindows.h"
 
+#include <QMenu>
+
+// The action with this text in a menu or its submenus.
+inline QAction *findAction(QMenu *menu, const QString &text)
+{
+    for (QAction *action : menu->actions()) {
+        if (action->text() == text)
+            return action;
+        if (QAction *inner = action->menu() ? findAction(action->menu(), text) : nullptr)
+            return inner;
+    }
+    return nullptr;
+}
+
 namespace WindowTest {
 
 struct WindowedWorkspace : StoreTest::Workspace {

@@ -55,14 +55,6 @@ inline bool windowManagerRunning()
         && xprop({QStringLiteral("-id"), checkWindow, QStringLiteral("_NET_WM_NAME")}).contains(QLatin1String("= \""));
 }
 
-// A test of the window manager's own part (its Close, say) cannot run on a display without one, as an X11 test
-// cannot run without a display: it is skipped, saying why, after giving a starting window manager time to come up.
-#define TACKPAD_REQUIRE_WINDOW_MANAGER()                                                                               \
-    do {                                                                                                               \
-        if (!QTest::qWaitFor(windowManagerRunning, 30000))                                                             \
-            QSKIP("no window manager runs on this display (scripts/headless --x11 starts openbox)");                   \
-    } while (false)
-
 // The main of a test on the X server of scripts/headless --x11: without a display it reports itself skipped (77).
 #define TACKPAD_X11_TEST_MAIN(TestClass, ApplicationClass)                                                             \
     int main(int argc, char **argv)                                                                                    \
