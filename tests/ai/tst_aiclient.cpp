@@ -152,7 +152,7 @@ private Q_SLOTS:
         AIClient::Timing timing = m_client->timing();
         timing.timeout = milliseconds(300);
         m_client->setTiming(timing);
-        m_fake->enqueue(FakeAnthropic::silent());
+        m_fake->hold();
         QElapsedTimer clock;
         clock.start();
         const Outcome outcome = complete();

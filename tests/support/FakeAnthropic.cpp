@@ -99,8 +99,6 @@ void FakeAnthropic::read(QTcpSocket *socket)
 void FakeAnthropic::answer(QTcpSocket *socket)
 {
     const Response response = m_script.isEmpty() ? text(QStringLiteral("ok")) : m_script.takeFirst();
-    if (response.kind == Response::Silent)
-        return;
     if (response.kind == Response::Answer) {
         QByteArray head = "HTTP/1.1 " + QByteArray::number(response.status) + " Status\r\n";
         head += "Content-Type: application/json\r\nConnection: close\r\n";

@@ -25,7 +25,7 @@ class FakeAnthropic : public QObject {
 
 public:
     struct Response {
-        enum Kind { Answer, CutOff, Silent };
+        enum Kind { Answer, CutOff };
         Kind kind = Answer;
         int status = 200;
         QByteArray body;
@@ -44,9 +44,13 @@ public:
     // A status with the API's error object around `message` (none when empty).
     static Response error(int status, const QString &message = {}, const QByteArray &retryAfter = {});
     static Response raw(int status, const QByteArray &body);
-    // Breaks the connection in the middle of the answer (a transport failure), or never answers.
-    static Response cutOff() { return kind(Response::CutOff); }
-    static Response silent() { return kind(Response::Silent); }
+    // Breaks the connection in the middle of the answer: a transport failure.
+    static Response cutOff()
+    {
+        Response response;
+        response.kind = Response::CutOff;
+        return response;
+    }
 
     FakeAnthropic();
     ~FakeAnthropic() override;
@@ -62,12 +66,6 @@ public:
     const QList<Request> &requests() const { return m_requests; }
 
 private:
-    static Response kind(Response::Kind kind)
-    {
-        Response response;
-        response.kind = kind;
-        return response;
-    }
     void read(QTcpSocket *socket);
     void answer(QTcpSocket *socket);
 

@@ -204,23 +204,6 @@ private Q_SLOTS:
         QCOMPARE(m_revealed, QStringList {m_workspace->path(u"Plan.md"_qs)});
     }
 
-    void promptMenuDisablesTheNoteItself()
-    {
-        NoteWindowController *other = open(u"Other.md"_qs, u"x1"_qs, u"plain"_qs);
-        NoteWindowController *prompt = open(u"Summarise.md"_qs, u"prompt adopt"_qs, u"Summarise."_qs);
-        QMenu menu;
-        prompt->populateContextMenu(&menu);
-        QVERIFY(findAction(&menu, u"Use as AI Prompt"_qs)->isChecked());
-        QVERIFY(!findAction(&menu, u"Summarise"_qs)->isEnabled()); // its own item in "Apply AI Prompt"
-        QVERIFY(!findAction(&menu, u"Pink"_qs)->isEnabled()); // prompt notes are always white
-        QVERIFY(!findAction(&menu, u"Custom…"_qs)->isEnabled());
-        QVERIFY(findAction(&menu, u"Close Note"_qs)); // adopted: closing keeps the file
-        QMenu otherMenu;
-        other->populateContextMenu(&otherMenu);
-        QVERIFY(findAction(&otherMenu, u"Summarise"_qs)->isEnabled());
-        QVERIFY(findAction(&otherMenu, u"Delete Note…"_qs));
-    }
-
     void deleteAsksThenTrashes()
     {
         NoteWindowController *c = open(u"Shopping.md"_qs, u"x1"_qs, u"milk"_qs);
