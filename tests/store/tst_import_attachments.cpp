@@ -1,5 +1,4 @@
-// Importing ordinary Markdown files, turning adopted notes back into ordinary files, attachments, wiki links and
-// prompt notes.
+// Importing ordinary Markdown files, turning adopted notes back into ordinary files, attachments and wiki links.
 
 #include "support/StoreTestSupport.h"
 
@@ -18,10 +17,7 @@ private Q_SLOTS:
         writeInPlace(ws.path("Existing.md"), noteText("x1 z5", "n"));
         writeInPlace(ws.path("b.MD"), "---\ntitle: Bee\n---\nbuzz\r\n");
         writeInPlace(ws.path("a.md"), "apple\n");
-        // Hidden files, other extensions and files that are not UTF-8 are left out.
-        writeInPlace(ws.path(".hidden.md"), "hidden\n");
-        writeInPlace(ws.path("notes.txt"), "text\n");
-        writeInPlace(ws.path("Binary.md"), "\xff\xfe\xfd");
+        writeInPlace(ws.path("Binary.md"), "\xff\xfe\xfd"); // not UTF-8: left alone
         NoteStore &store = ws.open();
         QCOMPARE(store.ordinaryMarkdownCount(), std::optional<int>(2));
         QSignalSpy changed(&store, &NoteStore::notesChanged);
@@ -94,51 +90,31 @@ private Q_SLOTS:
         QCOMPARE(readFile(ws.path("Recipe.md")), QStringLiteral("already here\n"));
     }
 
-    void importFailures_data()
+    void importFailuresAreAlertedUnlessQuiet()
     {
-        QTest::addColumn<QString>("source");
-        QTest::addColumn<bool>("quiet");
-        QTest::newRow("robustness: a missing file is alerted") << "missing.md" << false;
-        QTest::newRow("robustness: a file that is not UTF-8 is alerted") << "latin1.md" << false;
-        QTest::newRow("robustness: quiet imports alert nothing") << "missing.md" << true;
-    }
-
-    void importFailures()
-    {
-        QFETCH(QString, source);
-        QFETCH(bool, quiet);
         Workspace ws;
-        const QString elsewhere = ws.root.path();
-        writeInPlace(elsewhere + QLatin1String("/latin1.md"), "caf\xe9\n");
+        writeInPlace(ws.root.filePath("latin1.md"), "caf\xe9\n");
         NoteStore &store = ws.open();
-        if (quiet)
-            QTest::ignoreMessage(QtWarningMsg, QRegularExpression(QStringLiteral("^TackPad: Could not import note: ")));
-        QVERIFY(!store.importFile(elsewhere + QLatin1Char('/') + source, quiet));
-        QCOMPARE(ws.alertMessages(), quiet ? QStringList {} : QStringList {"Could not import note"});
+        QVERIFY(!store.importFile(ws.root.filePath("latin1.md"), false));
+        QCOMPARE(ws.alertMessages(), QStringList {"Could not import note"});
+        QTest::ignoreMessage(QtWarningMsg, QRegularExpression(QStringLiteral("^TackPad: Could not import note: ")));
+        QVERIFY(!store.importFile(ws.root.filePath("missing.md"), true));
+        QCOMPARE(ws.alerts.shown.size(), 1);
         QCOMPARE(ws.files(), QStringList {});
     }
 
+    // The text typed and not yet saved goes into the ordinary file, which a rescan then leaves alone.
     void revertMakesAnOrdinaryFileAgain()
     {
         Workspace ws;
-        writeInPlace(ws.path("Adopted.md"), "---\ntitle: Kept\ntackpad: \"x1 adopt\"\n---\nbody\n");
         writeInPlace(ws.path("Bare.md"), noteText("x1 adopt", "bare\n"));
         NoteStore &store = ws.open();
-        NoteController *adopted = store.controller("Adopted.md");
-        edit(store, adopted, QStringLiteral("edited, not yet saved\n"));
-        QSignalSpy changed(&store, &NoteStore::notesChanged);
-
-        QVERIFY(store.revert(adopted));
-        QCOMPARE(readFile(ws.path("Adopted.md")), QStringLiteral("---\ntitle: Kept\n---\nedited, not yet saved\n"));
-        QVERIFY(!store.controller("Adopted.md"));
-        QCOMPARE(changed.count(), 1);
-
+        edit(store, store.controller("Bare.md"), QStringLiteral("edited, not yet saved\n"));
         QVERIFY(store.revert(store.controller("Bare.md")));
-        QCOMPARE(readFile(ws.path("Bare.md")), QStringLiteral("bare\n"));
-        // Both are ordinary Markdown files again, and a rescan leaves them so.
+        QCOMPARE(readFile(ws.path("Bare.md")), QStringLiteral("edited, not yet saved\n"));
         store.rescan();
         QCOMPARE(store.controllerCount(), 0);
-        QCOMPARE(store.ordinaryMarkdownCount(), std::optional<int>(2));
+        QCOMPARE(store.ordinaryMarkdownCount(), std::optional<int>(1));
     }
 
     void importAttachmentCopying()
@@ -180,7 +156,6 @@ private Q_SLOTS:
         row("robustness: a name with nothing usable", png, "...", "attachments/attachment.png");
         row("robustness: characters that end or confuse a link are encoded", png, "a]b<c>d#e?f%g",
             "attachments/a%5Db%3Cc%3Ed%23e%3Ff%25g.png");
-        row("robustness: non-ASCII is linked as UTF-8 bytes", png, QStringLiteral("café"), "attachments/caf%C3%A9.png");
     }
 
     void importAttachmentData()
@@ -253,17 +228,6 @@ private Q_SLOTS:
             QCOMPARE(QPointF(note->note().meta.x, note->note().meta.y), QPointF(524, 476)); // beside the source
             QVERIFY(QFileInfo::exists(ws.path(expectedFile)));
         }
-    }
-
-    void promptControllers()
-    {
-        Workspace ws;
-        writeInPlace(ws.path("Summarise.md"), noteText("x1 prompt", "Summarise"));
-        writeInPlace(ws.path("Note.md"), noteText("x1", "n"));
-        writeInPlace(ws.path("Fix 10.md"), noteText("x1 prompt", "f"));
-        writeInPlace(ws.path("Fix 9.md"), noteText("x1 prompt hidden", "f"));
-        NoteStore &store = ws.open();
-        QCOMPARE(filenames(store.promptControllers()), (QStringList {"Fix 9.md", "Fix 10.md", "Summarise.md"}));
     }
 
 private:
