@@ -37,17 +37,6 @@ private Q_SLOTS:
         QCOMPARE(store.ordinaryMarkdownCount(), std::optional<int>());
     }
 
-    void importFileInsideFolderAdopts()
-    {
-        Workspace ws;
-        writeInPlace(ws.path("Inside.md"), "inside\n");
-        NoteStore &store = ws.open();
-        NoteController *note = store.importFile(ws.path("Inside.md"), false);
-        QVERIFY(readFile(ws.path("Inside.md")).endsWith(QLatin1String("adopt\"\n---\ninside\n")));
-        QCOMPARE(store.importFile(ws.path("Inside.md"), false), note);
-        QCOMPARE(ws.files(), QStringList {"Inside.md"});
-    }
-
     void importFileFromElsewhereCopies_data()
     {
         QTest::addColumn<QString>("sourceName");
@@ -103,15 +92,20 @@ private Q_SLOTS:
         QCOMPARE(ws.files(), QStringList {});
     }
 
-    // The text typed and not yet saved goes into the ordinary file, which a rescan then leaves alone.
-    void revertMakesAnOrdinaryFileAgain()
+    // A file of the folder is adopted where it is; reverted, it is an ordinary file again that holds the text typed
+    // and not yet saved, and that a rescan leaves alone.
+    void importInsideTheFolderAdoptsThenRevertReleases()
     {
         Workspace ws;
-        writeInPlace(ws.path("Bare.md"), noteText("x1 adopt", "bare\n"));
+        writeInPlace(ws.path("Inside.md"), "inside\n");
         NoteStore &store = ws.open();
-        edit(store, store.controller("Bare.md"), QStringLiteral("edited, not yet saved\n"));
-        QVERIFY(store.revert(store.controller("Bare.md")));
-        QCOMPARE(readFile(ws.path("Bare.md")), QStringLiteral("edited, not yet saved\n"));
+        NoteController *note = store.importFile(ws.path("Inside.md"), false);
+        QVERIFY(readFile(ws.path("Inside.md")).endsWith(QLatin1String("adopt\"\n---\ninside\n")));
+        QCOMPARE(store.importFile(ws.path("Inside.md"), false), note);
+        QCOMPARE(ws.files(), QStringList {"Inside.md"});
+        edit(store, note, QStringLiteral("edited, not yet saved\n"));
+        QVERIFY(store.revert(note));
+        QCOMPARE(readFile(ws.path("Inside.md")), QStringLiteral("edited, not yet saved\n"));
         store.rescan();
         QCOMPARE(store.controllerCount(), 0);
         QCOMPARE(store.ordinaryMarkdownCount(), std::optional<int>(1));
@@ -187,27 +181,10 @@ private Q_SLOTS:
         QCOMPARE(readFile(ws.path("attachments")), QStringLiteral("in the way"));
     }
 
-    void followWikiLink_data()
-    {
-        QTest::addColumn<QString>("target");
-        QTest::addColumn<QString>("expectedFile");
-        QTest::addColumn<bool>("created");
-
-        const auto row = [](const char *name, const QString &target, const QString &file, bool created) {
-            QTest::newRow(name) << target << file << created;
-        };
-        row("nominal: the title matches ignoring case", "shopping LIST", "Shopping List.md", false);
-        row("nominal: a hidden note is revealed", "Secret", "Secret.md", false);
-        row("nominal: a missing note is created", "Ideas", "Ideas.md", true);
-        row("nominal: a title needing a safe file name finds it the second time", "Q3/Q4", "Q3-Q4.md", false);
-        row("nominal: an ordinary file of that name becomes the note", "Plain", "Plain.md", false);
-    }
-
+    // A link finds its note by title, ignoring case and the changes a safe file name needs, and shows it, revealed and
+    // unrolled; an ordinary file of that name becomes the note; a missing one is made beside the source.
     void followWikiLink()
     {
-        QFETCH(QString, target);
-        QFETCH(QString, expectedFile);
-        QFETCH(bool, created);
         Workspace ws;
         writeInPlace(ws.path("Source.md"), noteText("x500 y500 z3", "see [[...]]\n"));
         writeInPlace(ws.path("Shopping List.md"), noteText("x1 rolled", "milk\n"));
@@ -215,19 +192,19 @@ private Q_SLOTS:
         writeInPlace(ws.path("Q3-Q4.md"), noteText("x1", "plan\n"));
         writeInPlace(ws.path("Plain.md"), "plain\n");
         NoteStore &store = ws.open();
-        const int before = store.controllerCount();
+        NoteController *source = store.controller("Source.md");
         ws.log->clear();
-
-        NoteController *note = store.followWikiLink(target, store.controller("Source.md"));
-        QCOMPARE(note->note().filename, expectedFile);
-        QCOMPARE(store.controllerCount(), before + (created || expectedFile == QLatin1String("Plain.md") ? 1 : 0));
-        QVERIFY(!note->note().meta.hidden);
-        QVERIFY(!note->note().meta.rolledUp);
-        QVERIFY(ws.log->contains(QLatin1String("showWindow key ") + expectedFile));
-        if (created) {
-            QCOMPARE(QPointF(note->note().meta.x, note->note().meta.y), QPointF(524, 476)); // beside the source
-            QVERIFY(QFileInfo::exists(ws.path(expectedFile)));
+        for (const auto &[target, file] : {std::pair {"shopping LIST", "Shopping List.md"}, {"Secret", "Secret.md"},
+                 {"Q3/Q4", "Q3-Q4.md"}, {"Plain", "Plain.md"}, {"Ideas", "Ideas.md"}}) {
+            const NoteController *note = store.followWikiLink(QString::fromUtf8(target), source);
+            QCOMPARE(note->note().filename, QString::fromUtf8(file));
+            QVERIFY(!note->note().meta.hidden && !note->note().meta.rolledUp);
+            QVERIFY(ws.log->contains(QLatin1String("showWindow key ") + file));
         }
+        QCOMPARE(store.controllerCount(), 6);
+        const NoteMetadata &created = store.controller("Ideas.md")->note().meta;
+        QCOMPARE(QPointF(created.x, created.y), QPointF(524, 476));
+        QVERIFY(QFileInfo::exists(ws.path("Ideas.md")));
     }
 
 private:

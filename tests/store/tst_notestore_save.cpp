@@ -41,10 +41,12 @@ private Q_SLOTS:
         QCOMPARE(written.count(), 1);
     }
 
+    // Other front matter and a byte order mark are kept.
     void saveWritesTheWholeFileAtomically()
     {
         Workspace ws;
-        NoteController *note = ws.openWith("Note.md", "---\ntitle: Shopping\ntackpad: \"x1\"\n---\n- milk\n");
+        NoteController *note
+            = ws.openWith("Note.md", "\xEF\xBB\xBF---\ntitle: Shopping\ntackpad: \"x1\"\n---\n- milk\n");
         NoteStore &store = *ws.store;
         QSignalSpy written(&store, &NoteStore::noteWritten);
 
@@ -54,7 +56,7 @@ private Q_SLOTS:
         store.flushAllSaves();
         const QString expected = QStringLiteral(
             "---\ntitle: Shopping\ntackpad: \"x1 y120 w270 h260 z0 #B8E0F5 s12\"\n---\n- milk\n- bread\n");
-        QCOMPARE(readFile(ws.path("Note.md")), expected);
+        QCOMPARE(readBytes(ws.path("Note.md")), "\xEF\xBB\xBF" + expected.toUtf8());
         QCOMPARE(note->lastDiskContent(), expected);
         QCOMPARE(ws.files(), QStringList {"Note.md"}); // no temporary file left beside it
 
