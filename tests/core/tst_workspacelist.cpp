@@ -1,7 +1,6 @@
 #include "core/WorkspaceList.h"
 
 #include <QSet>
-#include <QSignalSpy>
 #include <QTemporaryDir>
 #include <QTest>
 
@@ -28,21 +27,6 @@ private Q_SLOTS:
         m_list = std::make_unique<WorkspaceList>(settings(), m_disks.fileSystem());
     }
 
-    void standardisedPath_data()
-    {
-        QTest::addColumn<QString>("path");
-        QTest::addColumn<QString>("expected");
-        QTest::newRow("trailing slash") << u"/home/a/Notes/"_qs << u"/home/a/Notes"_qs;
-        QTest::newRow("root stays") << u"/"_qs << u"/"_qs;
-    }
-
-    void standardisedPath()
-    {
-        QFETCH(QString, path);
-        QFETCH(QString, expected);
-        QCOMPARE(WorkspaceList::standardisedPath(path), expected);
-    }
-
     void openingAddsUpToTenAndReportsTheSecond()
     {
         using O = WorkspaceList::Opened;
@@ -54,42 +38,20 @@ private Q_SLOTS:
         QCOMPARE(m_list->paths().size(), 10);
         QCOMPARE(m_list->noteWorkspaceOpened(u"/w/3/"_qs), O::NotAdded); // already listed
         QCOMPARE(m_list->indexOf(u"/w/3"_qs), 2);
+        // Set directly, eleven keep the first ten in the file too.
+        m_list->setPaths(m_list->paths() << u"/w/x"_qs);
+        QCOMPARE(settings().stringList(SettingsKey::workspaces).size(), 10);
     }
 
-    void settingElevenKeepsTen()
-    {
-        QStringList eleven;
-        for (int i = 0; i < 11; ++i)
-            eleven << u"/w/%1"_qs.arg(i);
-        QSignalSpy changed(m_list.get(), &WorkspaceList::changed);
-        m_list->setPaths(eleven);
-        QCOMPARE(m_list->paths(), eleven.mid(0, 10));
-        QCOMPARE(changed.count(), 1);
-        QCOMPARE(settings().stringList(SettingsKey::workspaces), eleven.mid(0, 10));
-    }
-
-    // A list written by hand or by another version is read as what it can mean.
-    void storedListIsReadClean_data()
-    {
-        QTest::addColumn<QStringList>("stored");
-        QTest::addColumn<QStringList>("expected");
-        QStringList eleven;
-        for (int i = 1; i <= 11; ++i)
-            eleven << u"/w/%1"_qs.arg(i);
-        QTest::newRow("the same folder twice, written differently")
-            << QStringList {u"/a"_qs, u"/b/"_qs, u"/a/./"_qs, u"/b"_qs} << QStringList {u"/a"_qs, u"/b"_qs};
-        QTest::newRow("empty and relative entries")
-            << QStringList {u""_qs, u"Notes"_qs, u"./x"_qs, u"/n"_qs} << QStringList {u"/n"_qs};
-        QTest::newRow("eleven after dropping the unusable ones")
-            << (QStringList {u"rel"_qs} + eleven) << eleven.mid(0, 10);
-    }
-
+    // A list written by hand or by another version is read as what it can mean: no empty or relative entries, no
+    // folder twice, ten at most.
     void storedListIsReadClean()
     {
-        QFETCH(QStringList, stored);
-        QFETCH(QStringList, expected);
+        QStringList stored {u""_qs, u"Notes"_qs, u"./x"_qs, u"/a"_qs, u"/b/"_qs, u"/a/./"_qs, u"/b"_qs};
+        for (int i = 1; i <= 9; ++i)
+            stored << u"/w/%1"_qs.arg(i);
         settings().setValue(SettingsKey::workspaces, stored);
-        QCOMPARE(m_list->paths(), expected);
+        QCOMPARE(m_list->paths(), (QStringList {u"/a"_qs, u"/b"_qs} + stored.mid(7, 8)));
     }
 
     void disabledAutoAddAddsNothing()
@@ -100,31 +62,16 @@ private Q_SLOTS:
         QVERIFY(settings().boolValue(SettingsKey::disableAutoWorkspaces));
     }
 
-    void availability_data()
-    {
-        QTest::addColumn<QString>("path");
-        QTest::addColumn<bool>("mounted");
-        QTest::addColumn<WorkspaceList::Availability>("expected");
-        using A = WorkspaceList::Availability;
-        QTest::newRow("macOS: unplugged disk") << u"/Volumes/Backup/Notes"_qs << false << A::Unavailable;
-        QTest::newRow("macOS: deleted from a mounted disk") << u"/Volumes/Backup/Notes"_qs << true << A::Removed;
-        QTest::newRow("Linux: unplugged disk under /media") << u"/media/ann/USB/Notes"_qs << false << A::Unavailable;
-        QTest::newRow("Linux: unplugged disk under /run/media")
-            << u"/run/media/ann/USB/Notes"_qs << false << A::Unavailable;
-        QTest::newRow("deleted home folder") << u"/home/ann/Notes"_qs << false << A::Removed;
-        QTest::newRow("the volumes folder itself is no volume") << u"/Volumes"_qs << false << A::Removed;
-    }
-
     void availability()
     {
-        QFETCH(QString, path);
-        QFETCH(bool, mounted);
-        QFETCH(WorkspaceList::Availability, expected);
-        if (mounted)
-            m_disks.mounted = {u"/Volumes/Backup"_qs, u"/media/ann/USB"_qs, u"/run/media/ann/USB"_qs};
-        QCOMPARE(m_list->availability(path), expected);
-        m_disks.folders.insert(path);
-        QCOMPARE(m_list->availability(path), WorkspaceList::Availability::Available);
+        using A = WorkspaceList::Availability;
+        m_disks.mounted = {u"/Volumes/Backup"_qs};
+        QCOMPARE(m_list->availability(u"/Volumes/Backup/Notes"_qs), A::Removed); // deleted from a mounted disk
+        QCOMPARE(m_list->availability(u"/media/ann/USB/Notes"_qs), A::Unavailable); // on an unplugged disk
+        QCOMPARE(m_list->availability(u"/run/media/ann/USB/Notes"_qs), A::Unavailable);
+        QCOMPARE(m_list->availability(u"/Volumes"_qs), A::Removed); // the volumes folder itself is no volume
+        m_disks.folders.insert(u"/media/ann/USB/Notes"_qs);
+        QCOMPARE(m_list->availability(u"/media/ann/USB/Notes"_qs), A::Available);
     }
 
     void pruningKeepsUnpluggedDisks()
@@ -132,9 +79,12 @@ private Q_SLOTS:
         m_disks.folders = {u"/home/a/Notes"_qs};
         m_list->setPaths({u"/home/a/Gone"_qs, u"/home/a/Notes"_qs, u"/Volumes/Backup/Notes"_qs});
         m_list->recordImportOfferDeclined(u"/home/a/Gone"_qs);
+        m_list->recordImportOfferDeclined(u"/home/a/Notes"_qs);
         QVERIFY(m_list->pruneDeadWorkspaces());
         QCOMPARE(m_list->paths(), (QStringList {u"/home/a/Notes"_qs, u"/Volumes/Backup/Notes"_qs}));
+        // A removed workspace's decline is forgotten, and only its own.
         QVERIFY(!m_list->importOfferDeclined(u"/home/a/Gone"_qs));
+        QVERIFY(m_list->importOfferDeclined(u"/home/a/Notes"_qs));
         QVERIFY(!m_list->pruneDeadWorkspaces()); // nothing more to drop
     }
 
@@ -147,32 +97,6 @@ private Q_SLOTS:
         QVERIFY(m_list->importOfferDeclined(u"/f/1"_qs));
         QVERIFY(m_list->importOfferDeclined(u"/f/50/"_qs));
         QCOMPARE(settings().stringList(SettingsKey::importOfferDeclinedFolders).size(), 50);
-
-        // Removing a workspace forgets its decline, and only its own.
-        m_list->setPaths({u"/f/1"_qs, u"/b"_qs});
-        m_list->setPaths({u"/b"_qs});
-        QVERIFY(!m_list->importOfferDeclined(u"/f/1"_qs));
-        QVERIFY(m_list->importOfferDeclined(u"/f/2"_qs));
-    }
-
-    void offerText_data()
-    {
-        QTest::addColumn<int>("count");
-        QTest::addColumn<QString>("opening");
-        QTest::newRow("5 files: already contains") << 5 << u"This folder already contains Markdown files."_qs;
-        QTest::newRow("6 files: are you sure") << 6 << u"This folder contains 6 Markdown files. Are you sure"_qs;
-        QTest::newRow("16 files: that's a lot") << 16 << u"This folder contains 16 Markdown files – that's a lot!"_qs;
-    }
-
-    void offerText()
-    {
-        QFETCH(int, count);
-        QFETCH(QString, opening);
-        const QString text = WorkspaceList::bulkImportOfferText(count);
-        QVERIFY2(text.startsWith(opening), qPrintable(text));
-        QVERIFY(
-            text.endsWith(u"\n\nYou can also import individual files later with File → Import Markdown Files…."_qs));
-        QVERIFY(text.contains(u"\n\nThis will add one line of TackPad properties to each file."_qs));
     }
 
 private:

@@ -1,13 +1,19 @@
-// Naming rules, stacking order and the file operations of notes: create, rename, duplicate, delete, and what is left
-// when one of them fails.
+// Naming rules, where new notes go and how they look, and the file operations of notes: create, rename, duplicate,
+// delete, and what is left when one of them fails.
 
 #include "support/StoreTestSupport.h"
+
+#include "notes/ScreenCoordinates.h"
+#include "store/NewNoteDefaults.h"
 
 #include <QSignalSpy>
 #include <QStandardPaths>
 #include <QTest>
 
 using namespace StoreTest;
+
+using SettingsMap = QMap<QString, QVariant>;
+Q_DECLARE_METATYPE(NewNoteDefaults::Style)
 
 class TestFileOperations : public QObject {
     Q_OBJECT
@@ -22,12 +28,8 @@ private Q_SLOTS:
         };
         const QString long199 = QString(199, QLatin1Char('c'));
 
-        row("nominal: slashes, colons and a leading climb", "  ../Plan: Q3/Q4.MD  ", "-Plan- Q3-Q4");
-        row("nominal: a trailing .md in any case is dropped", "Notes.Md", "Notes");
         row("nominal: leading dots go, inner dots stay", "...hidden.v2", "hidden.v2");
         row("nominal: control characters and bidi overrides are removed", QStringLiteral("a\tb\u0001c\u202Ed"), "abcd");
-        row("nominal: emoji survive", QStringLiteral("Ideas 💡"), QStringLiteral("Ideas 💡"));
-        row("robustness: only dots", ".....", "");
         row("robustness: only .md", ".md", "");
         row("robustness: cut at 200 then trimmed again", long199 + QLatin1String("  tail"), long199);
         row("robustness: the cut never splits an emoji", long199 + QStringLiteral("👍🏽more"),
@@ -45,66 +47,40 @@ private Q_SLOTS:
         QCOMPARE(NoteStore::sanitizeTitle(title).value_or(QString()), expected);
     }
 
-    void availableFilename_data()
+    // Taken are files of any kind, numbered ones too, folders, and notes whose file another program removed: they
+    // hold their name until the next rescan.
+    void availableFilenameSkipsWhatIsTaken()
     {
-        QTest::addColumn<QStringList>("existing"); // "name/": a folder; "name*": a note whose file is gone
-        QTest::addColumn<QString>("base");
-        QTest::addColumn<int>("firstSuffix");
-        QTest::addColumn<QString>("expected");
-
-        QTest::newRow("nominal: a free name is used as it is") << QStringList {} << "Note" << 2 << "Note.md";
-        QTest::newRow("nominal: an ordinary file is taken, numbering starts at the first suffix")
-            << QStringList {"Note.md"} << "Note" << 1 << "Note (1).md";
-        QTest::newRow("nominal: taken numbers are skipped")
-            << QStringList {"Note.md", "Note (2).md"} << "Note" << 2 << "Note (3).md";
-        QTest::newRow("nominal: a folder of that name counts as taken")
-            << QStringList {"Projects.md/"} << "Projects" << 2 << "Projects (2).md";
-        // Another program removed the file, but until the next rescan its note still holds the name.
-        QTest::newRow("nominal: a note whose file is gone counts as taken")
-            << QStringList {"Ghost.md*"} << "Ghost" << 2 << "Ghost (2).md";
-    }
-
-    void availableFilename()
-    {
-        QFETCH(QStringList, existing);
-        QFETCH(QString, base);
-        QFETCH(int, firstSuffix);
-        QFETCH(QString, expected);
         Workspace ws;
-        for (const QString &name : existing) {
-            if (name.endsWith(QLatin1Char('/')))
-                QVERIFY(QDir().mkdir(ws.path(name.chopped(1))));
-            else if (!name.endsWith(QLatin1Char('*')))
-                writeInPlace(ws.path(name), "x");
-        }
+        writeInPlace(ws.path("Note.md"), "x");
+        writeInPlace(ws.path("Note (2).md"), "x");
+        QVERIFY(QDir().mkdir(ws.path("Projects.md")));
         NoteStore &store = ws.open();
-        for (const QString &name : existing) {
-            if (name.endsWith(QLatin1Char('*')))
-                store.addController(
-                    name.chopped(1), QString(), Frontmatter::parse(QString::fromUtf8(noteText("x1", "g"))));
-        }
-        QCOMPARE(store.availableFilename(base, firstSuffix), expected);
+        store.addController("Ghost.md", QString(), Frontmatter::parse(QString::fromUtf8(noteText("x1", "g"))));
+        QCOMPARE(store.availableFilename("Note", 2), QStringLiteral("Note (3).md"));
+        QCOMPARE(store.availableFilename("Projects", 2), QStringLiteral("Projects (2).md"));
+        QCOMPARE(store.availableFilename("Ghost", 2), QStringLiteral("Ghost (2).md"));
     }
 
     void createWritesNoteWithDefaults()
     {
         Workspace ws;
-        ws.config.setValue(SettingsKey::usePreviousNoteSettings, false);
-        ws.config.setValue(SettingsKey::fixedNoteColor, "#CDE8F9");
         NoteStore &store = ws.open();
         QSignalSpy changed(&store, &NoteStore::notesChanged);
+        // Another program takes the name before a rescan has seen it: its file is never replaced.
+        writeInPlace(ws.path("New note.md"), "theirs\n");
 
         NoteController *note = store.create(QStringLiteral("Hello"), QStringLiteral("New note"));
-        QVERIFY(note);
-        const QString expected = QStringLiteral("---\ntackpad: \"x80 y530 w270 h260 z1 #CDE8F9 s12\"\n---\nHello");
-        QCOMPARE(readFile(ws.path("New note.md")), expected);
+        const QString expected = QStringLiteral("---\ntackpad: \"x80 y530 w270 h260 z1 #FBF4A6 s12\"\n---\nHello");
+        QCOMPARE(readFile(ws.path("New note (1).md")), expected);
         QCOMPARE(note->lastDiskContent(), expected);
-        QCOMPARE(*ws.log, (QStringList {"showWindow key New note.md", "focusEditor New note.md"}));
+        QCOMPARE(readFile(ws.path("New note.md")), QStringLiteral("theirs\n"));
+        QCOMPARE(*ws.log, (QStringList {"showWindow key New note (1).md", "focusEditor New note (1).md"}));
         QCOMPARE(changed.count(), 1);
 
         // The second new note gets the next number and the next place in the cascade.
         NoteController *second = store.create(QString(), QStringLiteral("New note"), 365.0, 365.0, QString("#FFFFFF"));
-        QCOMPARE(readFile(ws.path("New note (1).md")),
+        QCOMPARE(readFile(ws.path("New note (2).md")),
             QStringLiteral("---\ntackpad: \"x108 y502 w365 h365 z2 #FFFFFF s12\"\n---\n"));
 
         // A note made from another one (a link, say) sits down and right of it, on top of everything.
@@ -113,106 +89,96 @@ private Q_SLOTS:
         QCOMPARE(near->note().meta.z, 3);
     }
 
-    void createNeverReplacesOrEscapes()
+    // The look of a new note, read back through the settings file as the next launch reads it.
+    void newNoteStyle_data()
     {
+        QTest::addColumn<SettingsMap>("stored");
+        QTest::addColumn<NewNoteDefaults::Style>("expected");
+        QTest::newRow("nominal: the last styled note's look") << SettingsMap {{"defaultNoteColor", "#CDE8F9"},
+            {"defaultNoteFloat", true}, {"defaultNoteFontSize", 16.0}, {"defaultNoteWidth", 400.0},
+            {"defaultNoteHeight", 300.0}} << NewNoteDefaults::Style {"#CDE8F9", true, 16, 400, 300};
+        QTest::newRow("robustness: unusable remembered values fall back or are clamped") << SettingsMap {
+            {"defaultNoteColor", "red"}, {"defaultNoteWidth", "wide"}, {"defaultNoteHeight", 99999.0},
+            {"defaultNoteFontSize", 100.0}} << NewNoteDefaults::Style {"#FBF4A6", false, 48, 140, 20000};
+    }
+
+    void newNoteStyle()
+    {
+        QFETCH(SettingsMap, stored);
+        QFETCH(NewNoteDefaults::Style, expected);
+        Workspace ws;
+        for (auto it = stored.cbegin(); it != stored.cend(); ++it)
+            ws.config.setValue(it.key().toLatin1().constData(), it.value());
+        ws.config.sync();
+        QCOMPARE(NewNoteDefaults::newNoteStyle(Settings(ws.config.fileName())), expected);
+    }
+
+    void cascade()
+    {
+        const QRectF fallback = NewNoteDefaults::fallbackVisibleFrame;
+        QCOMPARE(NewNoteDefaults::cascadePosition(fallback, 10), QPointF(124, 496)); // the eleventh: a new diagonal
+        QCOMPARE(NewNoteDefaults::cascadePosition(fallback, 40), QPointF(80, 530)); // the forty-first: the first
+        // Below a panel at the top of a 1080 high screen: 110 below the visible frame's top (1048 in file
+        // coordinates), minus the 260 of the window.
         Workspace ws;
         NoteStore &store = ws.open();
-        // Another program takes the name that a rescan has not yet seen.
-        writeInPlace(ws.path("Taken.md"), "theirs\n");
-        QCOMPARE(store.create(QString(), QStringLiteral("Taken"))->note().filename, QStringLiteral("Taken (1).md"));
-        QCOMPARE(readFile(ws.path("Taken.md")), QStringLiteral("theirs\n"));
-
-        QCOMPARE(store.create(QString(), QStringLiteral("../outside"))->note().filename, QStringLiteral("-outside.md"));
-        QVERIFY(QFileInfo::exists(ws.path("-outside.md")));
-        QVERIFY(!QFileInfo::exists(ws.root.path() + QLatin1String("/outside.md")));
+        store.setVisibleAreaProvider([] { return ScreenCoordinates::VisibleArea {QRectF(0, 32, 1920, 1048), 1080}; });
+        const NoteMetadata first = store.nextDefaultMetadata();
+        QCOMPARE(QPointF(first.x, first.y), QPointF(80, 678));
     }
 
-    void rename_data()
-    {
-        QTest::addColumn<QStringList>("others");
-        QTest::addColumn<QString>("title");
-        QTest::addColumn<bool>("succeeds");
-        QTest::addColumn<QString>("expectedName");
-
-        QTest::newRow("nominal: a free title") << QStringList {} << "Groceries" << true << "Groceries.md";
-        QTest::newRow("nominal: a taken name gets a number")
-            << QStringList {"Groceries.md"} << "Groceries" << true << "Groceries (2).md";
-        QTest::newRow("nominal: a change of letter case only") << QStringList {} << "note" << true << "note.md";
-        QTest::newRow("nominal: the same name is no change") << QStringList {} << "Note" << true << "Note.md";
-        QTest::newRow("robustness: a title with nothing usable") << QStringList {} << " ... " << false << "Note.md";
-    }
-
-    // An edit still waiting to be saved goes along with the note to its new name.
+    // An edit still waiting to be saved goes along with the note to its new name; no other file is replaced.
     void rename()
     {
-        QFETCH(QStringList, others);
-        QFETCH(QString, title);
-        QFETCH(bool, succeeds);
-        QFETCH(QString, expectedName);
         Workspace ws;
-        const QByteArray text = noteText("x1", "kept\n");
-        writeInPlace(ws.path("Note.md"), text);
-        for (const QString &other : others)
-            writeInPlace(ws.path(other), "other\n");
-        NoteStore &store = ws.open();
-        NoteController *note = store.controller("Note.md");
+        writeInPlace(ws.path("Groceries.md"), "other\n");
+        NoteController *note = ws.openWith("Note.md", noteText("x1", "kept\n"));
+        NoteStore &store = *ws.store;
         edit(store, note, QStringLiteral("edited before the rename\n"));
-
-        QCOMPARE(store.rename(note, title), succeeds);
-        QCOMPARE(note->note().filename, expectedName);
-        QCOMPARE(store.controller(expectedName), note);
-        QCOMPARE(readBytes(ws.path(expectedName)), text);
-        QVERIFY(store.hasPendingSave(expectedName));
+        QVERIFY(store.rename(note, QStringLiteral("Groceries")));
+        QCOMPARE(note->note().filename, QStringLiteral("Groceries (2).md"));
+        QCOMPARE(store.controller("Groceries (2).md"), note);
+        QVERIFY(!store.controller("Note.md"));
+        QCOMPARE(readFile(ws.path("Groceries.md")), QStringLiteral("other\n"));
         store.flushAllSaves();
-        QVERIFY(readFile(ws.path(expectedName)).endsWith(QLatin1String("edited before the rename\n")));
-        if (expectedName != QLatin1String("Note.md")) {
-            QVERIFY(!store.controller("Note.md"));
-            QVERIFY(!QFileInfo::exists(ws.path("Note.md")));
-        }
-        for (const QString &other : others)
-            QCOMPARE(readFile(ws.path(other)), QStringLiteral("other\n"));
-        QVERIFY(ws.alerts.shown.isEmpty());
-    }
+        QVERIFY(readFile(ws.path("Groceries (2).md")).endsWith(QLatin1String("edited before the rename\n")));
 
-    void failuresAreAlertedAndKeepTheNote_data()
-    {
-        QTest::addColumn<QString>("operation");
-        QTest::addColumn<QString>("message");
-        QTest::newRow("robustness: rename of a file that went away") << "rename"
-                                                                     << "Could not rename note";
-        QTest::newRow("robustness: delete when the Trash cannot be made") << "delete"
-                                                                          << "Could not delete note";
+        // A change of letter case only is a rename; the same name is none, and a title with nothing usable fails.
+        QVERIFY(store.rename(note, QStringLiteral("groceries (2)")));
+        QVERIFY(store.rename(note, QStringLiteral("groceries (2)")));
+        QVERIFY(!store.rename(note, QStringLiteral(" ... ")));
+        QCOMPARE(note->note().filename, QStringLiteral("groceries (2).md"));
+        QCOMPARE(ws.files().size(), 2);
+        QVERIFY(QFileInfo::exists(ws.path("groceries (2).md")));
+        QVERIFY(ws.alerts.shown.isEmpty());
     }
 
     void failuresAreAlertedAndKeepTheNote()
     {
-        QFETCH(QString, operation);
-        QFETCH(QString, message);
         Workspace ws;
+        writeInPlace(ws.path("Gone.md"), noteText("x1", "gone\n"));
         NoteController *note = ws.openWith("Note.md", noteText("x1", "text\n"));
         NoteStore &store = *ws.store;
+        NoteController *gone = store.controller("Gone.md");
+        QVERIFY(QFile::remove(ws.path("Gone.md")));
+        QVERIFY(!store.rename(gone, QStringLiteral("Renamed")));
+        QCOMPARE(gone->note().filename, QStringLiteral("Gone.md"));
 
-        if (operation == QLatin1String("rename")) {
-            QVERIFY(QFile::remove(ws.path("Note.md")));
-            QVERIFY(!store.rename(note, QStringLiteral("Renamed")));
-            QCOMPARE(note->note().filename, QStringLiteral("Note.md"));
-        } else {
-            // A file stands where the Trash folder would go.
-            const QString trash
-                = QStandardPaths::writableLocation(QStandardPaths::GenericDataLocation) + QLatin1String("/Trash");
-            QDir(trash).removeRecursively();
-            QDir().mkpath(QFileInfo(trash).path());
-            writeInPlace(trash, "not a folder");
-            const bool deleted = store.deleteNote(note);
-            QFile::remove(trash);
-            QVERIFY(!deleted);
-            // Not dropped under the working directory either.
-            QVERIFY(!QFileInfo::exists(QDir::currentPath() + QLatin1String("/files/Note.md")));
-        }
-        QCOMPARE(ws.alertMessages(), QStringList {message});
+        // A file stands where the Trash folder would go: the note is neither deleted nor dropped anywhere else.
+        const QString trash
+            = QStandardPaths::writableLocation(QStandardPaths::GenericDataLocation) + QLatin1String("/Trash");
+        QDir(trash).removeRecursively();
+        QDir().mkpath(QFileInfo(trash).path());
+        writeInPlace(trash, "not a folder");
+        const bool deleted = store.deleteNote(note);
+        QFile::remove(trash);
+        QVERIFY(!deleted);
+        QVERIFY(!QFileInfo::exists(QDir::currentPath() + QLatin1String("/files/Note.md")));
+        QCOMPARE(ws.alertMessages(), (QStringList {"Could not rename note", "Could not delete note"}));
         QVERIFY(!ws.alerts.shown.first().informativeText.isEmpty());
         QCOMPARE(store.controller("Note.md"), note);
-        QCOMPARE(ws.files(), operation == QLatin1String("rename") ? QStringList {} : QStringList {"Note.md"});
+        QCOMPARE(store.controller("Gone.md"), gone);
+        QCOMPARE(ws.files(), QStringList {"Note.md"});
     }
 
     void duplicateCopiesTextAndStyle()
@@ -238,33 +204,12 @@ private Q_SLOTS:
         NoteController *note = ws.openWith("Bin me.md", noteText("x1", "old\n"));
         NoteStore &store = *ws.store;
         edit(store, note, QStringLiteral("last words\n"));
-        QSignalSpy changed(&store, &NoteStore::notesChanged);
-
         QVERIFY(store.deleteNote(note));
         QCOMPARE(ws.files(), QStringList {});
-        QCOMPARE(changed.count(), 1);
-        QVERIFY(ws.log->contains("closeWindow Bin me.md"));
         // The trashed file holds the edit that was still waiting to be saved.
         const QString trashed = QStandardPaths::writableLocation(QStandardPaths::GenericDataLocation)
             + QLatin1String("/Trash/files/Bin me.md");
         QVERIFY2(readFile(trashed).endsWith(QLatin1String("last words\n")), qPrintable(trashed));
-    }
-
-    void unhideAllShowsEveryHiddenNote()
-    {
-        Workspace ws;
-        writeInPlace(ws.path("A.md"), noteText("x1 hidden", "a"));
-        writeInPlace(ws.path("B.md"), noteText("x1 hidden", "b"));
-        writeInPlace(ws.path("C.md"), noteText("x1", "c"));
-        NoteStore &store = ws.open();
-        ws.log->clear();
-        QSignalSpy changed(&store, &NoteStore::notesChanged);
-
-        store.unhideAll();
-        QVERIFY(!store.controller("A.md")->note().meta.hidden);
-        QCOMPARE(*ws.log, (QStringList {"showWindow A.md", "showWindow B.md"}));
-        QCOMPARE(changed.count(), 1);
-        QVERIFY(store.hasPendingSave("A.md") && store.hasPendingSave("B.md") && !store.hasPendingSave("C.md"));
     }
 
 private:

@@ -1,5 +1,4 @@
-// Importing ordinary Markdown files, turning adopted notes back into ordinary files, attachments, wiki links and
-// prompt notes.
+// Importing ordinary Markdown files, turning adopted notes back into ordinary files, attachments and wiki links.
 
 #include "support/StoreTestSupport.h"
 
@@ -18,10 +17,7 @@ private Q_SLOTS:
         writeInPlace(ws.path("Existing.md"), noteText("x1 z5", "n"));
         writeInPlace(ws.path("b.MD"), "---\ntitle: Bee\n---\nbuzz\r\n");
         writeInPlace(ws.path("a.md"), "apple\n");
-        // Hidden files, other extensions and files that are not UTF-8 are left out.
-        writeInPlace(ws.path(".hidden.md"), "hidden\n");
-        writeInPlace(ws.path("notes.txt"), "text\n");
-        writeInPlace(ws.path("Binary.md"), "\xff\xfe\xfd");
+        writeInPlace(ws.path("Binary.md"), "\xff\xfe\xfd"); // not UTF-8: left alone
         NoteStore &store = ws.open();
         QCOMPARE(store.ordinaryMarkdownCount(), std::optional<int>(2));
         QSignalSpy changed(&store, &NoteStore::notesChanged);
@@ -39,17 +35,6 @@ private Q_SLOTS:
         // A folder that cannot be listed has no count at all.
         QVERIFY(QDir(ws.folder).removeRecursively());
         QCOMPARE(store.ordinaryMarkdownCount(), std::optional<int>());
-    }
-
-    void importFileInsideFolderAdopts()
-    {
-        Workspace ws;
-        writeInPlace(ws.path("Inside.md"), "inside\n");
-        NoteStore &store = ws.open();
-        NoteController *note = store.importFile(ws.path("Inside.md"), false);
-        QVERIFY(readFile(ws.path("Inside.md")).endsWith(QLatin1String("adopt\"\n---\ninside\n")));
-        QCOMPARE(store.importFile(ws.path("Inside.md"), false), note);
-        QCOMPARE(ws.files(), QStringList {"Inside.md"});
     }
 
     void importFileFromElsewhereCopies_data()
@@ -94,51 +79,36 @@ private Q_SLOTS:
         QCOMPARE(readFile(ws.path("Recipe.md")), QStringLiteral("already here\n"));
     }
 
-    void importFailures_data()
+    void importFailuresAreAlertedUnlessQuiet()
     {
-        QTest::addColumn<QString>("source");
-        QTest::addColumn<bool>("quiet");
-        QTest::newRow("robustness: a missing file is alerted") << "missing.md" << false;
-        QTest::newRow("robustness: a file that is not UTF-8 is alerted") << "latin1.md" << false;
-        QTest::newRow("robustness: quiet imports alert nothing") << "missing.md" << true;
-    }
-
-    void importFailures()
-    {
-        QFETCH(QString, source);
-        QFETCH(bool, quiet);
         Workspace ws;
-        const QString elsewhere = ws.root.path();
-        writeInPlace(elsewhere + QLatin1String("/latin1.md"), "caf\xe9\n");
+        writeInPlace(ws.root.filePath("latin1.md"), "caf\xe9\n");
         NoteStore &store = ws.open();
-        if (quiet)
-            QTest::ignoreMessage(QtWarningMsg, QRegularExpression(QStringLiteral("^TackPad: Could not import note: ")));
-        QVERIFY(!store.importFile(elsewhere + QLatin1Char('/') + source, quiet));
-        QCOMPARE(ws.alertMessages(), quiet ? QStringList {} : QStringList {"Could not import note"});
+        QVERIFY(!store.importFile(ws.root.filePath("latin1.md"), false));
+        QCOMPARE(ws.alertMessages(), QStringList {"Could not import note"});
+        QTest::ignoreMessage(QtWarningMsg, QRegularExpression(QStringLiteral("^TackPad: Could not import note: ")));
+        QVERIFY(!store.importFile(ws.root.filePath("missing.md"), true));
+        QCOMPARE(ws.alerts.shown.size(), 1);
         QCOMPARE(ws.files(), QStringList {});
     }
 
-    void revertMakesAnOrdinaryFileAgain()
+    // A file of the folder is adopted where it is; reverted, it is an ordinary file again that holds the text typed
+    // and not yet saved, and that a rescan leaves alone.
+    void importInsideTheFolderAdoptsThenRevertReleases()
     {
         Workspace ws;
-        writeInPlace(ws.path("Adopted.md"), "---\ntitle: Kept\ntackpad: \"x1 adopt\"\n---\nbody\n");
-        writeInPlace(ws.path("Bare.md"), noteText("x1 adopt", "bare\n"));
+        writeInPlace(ws.path("Inside.md"), "inside\n");
         NoteStore &store = ws.open();
-        NoteController *adopted = store.controller("Adopted.md");
-        edit(store, adopted, QStringLiteral("edited, not yet saved\n"));
-        QSignalSpy changed(&store, &NoteStore::notesChanged);
-
-        QVERIFY(store.revert(adopted));
-        QCOMPARE(readFile(ws.path("Adopted.md")), QStringLiteral("---\ntitle: Kept\n---\nedited, not yet saved\n"));
-        QVERIFY(!store.controller("Adopted.md"));
-        QCOMPARE(changed.count(), 1);
-
-        QVERIFY(store.revert(store.controller("Bare.md")));
-        QCOMPARE(readFile(ws.path("Bare.md")), QStringLiteral("bare\n"));
-        // Both are ordinary Markdown files again, and a rescan leaves them so.
+        NoteController *note = store.importFile(ws.path("Inside.md"), false);
+        QVERIFY(readFile(ws.path("Inside.md")).endsWith(QLatin1String("adopt\"\n---\ninside\n")));
+        QCOMPARE(store.importFile(ws.path("Inside.md"), false), note);
+        QCOMPARE(ws.files(), QStringList {"Inside.md"});
+        edit(store, note, QStringLiteral("edited, not yet saved\n"));
+        QVERIFY(store.revert(note));
+        QCOMPARE(readFile(ws.path("Inside.md")), QStringLiteral("edited, not yet saved\n"));
         store.rescan();
         QCOMPARE(store.controllerCount(), 0);
-        QCOMPARE(store.ordinaryMarkdownCount(), std::optional<int>(2));
+        QCOMPARE(store.ordinaryMarkdownCount(), std::optional<int>(1));
     }
 
     void importAttachmentCopying()
@@ -180,7 +150,6 @@ private Q_SLOTS:
         row("robustness: a name with nothing usable", png, "...", "attachments/attachment.png");
         row("robustness: characters that end or confuse a link are encoded", png, "a]b<c>d#e?f%g",
             "attachments/a%5Db%3Cc%3Ed%23e%3Ff%25g.png");
-        row("robustness: non-ASCII is linked as UTF-8 bytes", png, QStringLiteral("café"), "attachments/caf%C3%A9.png");
     }
 
     void importAttachmentData()
@@ -212,27 +181,10 @@ private Q_SLOTS:
         QCOMPARE(readFile(ws.path("attachments")), QStringLiteral("in the way"));
     }
 
-    void followWikiLink_data()
-    {
-        QTest::addColumn<QString>("target");
-        QTest::addColumn<QString>("expectedFile");
-        QTest::addColumn<bool>("created");
-
-        const auto row = [](const char *name, const QString &target, const QString &file, bool created) {
-            QTest::newRow(name) << target << file << created;
-        };
-        row("nominal: the title matches ignoring case", "shopping LIST", "Shopping List.md", false);
-        row("nominal: a hidden note is revealed", "Secret", "Secret.md", false);
-        row("nominal: a missing note is created", "Ideas", "Ideas.md", true);
-        row("nominal: a title needing a safe file name finds it the second time", "Q3/Q4", "Q3-Q4.md", false);
-        row("nominal: an ordinary file of that name becomes the note", "Plain", "Plain.md", false);
-    }
-
+    // A link finds its note by title, ignoring case and the changes a safe file name needs, and shows it, revealed and
+    // unrolled; an ordinary file of that name becomes the note; a missing one is made beside the source.
     void followWikiLink()
     {
-        QFETCH(QString, target);
-        QFETCH(QString, expectedFile);
-        QFETCH(bool, created);
         Workspace ws;
         writeInPlace(ws.path("Source.md"), noteText("x500 y500 z3", "see [[...]]\n"));
         writeInPlace(ws.path("Shopping List.md"), noteText("x1 rolled", "milk\n"));
@@ -240,30 +192,19 @@ private Q_SLOTS:
         writeInPlace(ws.path("Q3-Q4.md"), noteText("x1", "plan\n"));
         writeInPlace(ws.path("Plain.md"), "plain\n");
         NoteStore &store = ws.open();
-        const int before = store.controllerCount();
+        NoteController *source = store.controller("Source.md");
         ws.log->clear();
-
-        NoteController *note = store.followWikiLink(target, store.controller("Source.md"));
-        QCOMPARE(note->note().filename, expectedFile);
-        QCOMPARE(store.controllerCount(), before + (created || expectedFile == QLatin1String("Plain.md") ? 1 : 0));
-        QVERIFY(!note->note().meta.hidden);
-        QVERIFY(!note->note().meta.rolledUp);
-        QVERIFY(ws.log->contains(QLatin1String("showWindow key ") + expectedFile));
-        if (created) {
-            QCOMPARE(QPointF(note->note().meta.x, note->note().meta.y), QPointF(524, 476)); // beside the source
-            QVERIFY(QFileInfo::exists(ws.path(expectedFile)));
+        for (const auto &[target, file] : {std::pair {"shopping LIST", "Shopping List.md"}, {"Secret", "Secret.md"},
+                 {"Q3/Q4", "Q3-Q4.md"}, {"Plain", "Plain.md"}, {"Ideas", "Ideas.md"}}) {
+            const NoteController *note = store.followWikiLink(QString::fromUtf8(target), source);
+            QCOMPARE(note->note().filename, QString::fromUtf8(file));
+            QVERIFY(!note->note().meta.hidden && !note->note().meta.rolledUp);
+            QVERIFY(ws.log->contains(QLatin1String("showWindow key ") + file));
         }
-    }
-
-    void promptControllers()
-    {
-        Workspace ws;
-        writeInPlace(ws.path("Summarise.md"), noteText("x1 prompt", "Summarise"));
-        writeInPlace(ws.path("Note.md"), noteText("x1", "n"));
-        writeInPlace(ws.path("Fix 10.md"), noteText("x1 prompt", "f"));
-        writeInPlace(ws.path("Fix 9.md"), noteText("x1 prompt hidden", "f"));
-        NoteStore &store = ws.open();
-        QCOMPARE(filenames(store.promptControllers()), (QStringList {"Fix 9.md", "Fix 10.md", "Summarise.md"}));
+        QCOMPARE(store.controllerCount(), 6);
+        const NoteMetadata &created = store.controller("Ideas.md")->note().meta;
+        QCOMPARE(QPointF(created.x, created.y), QPointF(524, 476));
+        QVERIFY(QFileInfo::exists(ws.path("Ideas.md")));
     }
 
 private:

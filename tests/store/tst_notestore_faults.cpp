@@ -202,15 +202,6 @@ private Q_SLOTS:
         store.shutdown();
     }
 
-    void byteOrderMarkIsKept()
-    {
-        Workspace ws;
-        NoteController *note = ws.openWith("a.md", "\xEF\xBB\xBF" + noteText(properties, "text\n"));
-        edit(*ws.store, note, "text\nmore\n");
-        ws.store->flushAllSaves();
-        QCOMPARE(readBytes(ws.path("a.md")), "\xEF\xBB\xBF" + noteText(properties, "text\nmore\n"));
-    }
-
     // User edits and a real writer process race through many interleavings: appends, atomic replaces, slow non-atomic
     // rewrites. Each side only adds words, so every word must be found at the end in some file.
     void racingWritersLoseNothing()

@@ -41,25 +41,14 @@ private Q_SLOTS:
         QCOMPARE(written.count(), 1);
     }
 
-    void unchangedTextWritesNothing()
-    {
-        Workspace ws;
-        NoteController *note = ws.openWith("Note.md", noteText("x1 y2 w300 h200 z3 #FBF4A6 s12", "same\n"));
-        NoteStore &store = *ws.store;
-        QSignalSpy written(&store, &NoteStore::noteWritten);
-
-        note->note().body = QStringLiteral("changed\n");
-        note->note().body = QStringLiteral("same\n");
-        store.noteReplaced(note);
-        QTRY_VERIFY(!store.hasPendingSave("Note.md"));
-        QCOMPARE(written.count(), 0);
-    }
-
+    // Other front matter and a byte order mark are kept.
     void saveWritesTheWholeFileAtomically()
     {
         Workspace ws;
-        NoteController *note = ws.openWith("Note.md", "---\ntitle: Shopping\ntackpad: \"x1\"\n---\n- milk\n");
+        NoteController *note
+            = ws.openWith("Note.md", "\xEF\xBB\xBF---\ntitle: Shopping\ntackpad: \"x1\"\n---\n- milk\n");
         NoteStore &store = *ws.store;
+        QSignalSpy written(&store, &NoteStore::noteWritten);
 
         note->note().meta.color = QStringLiteral("#B8E0F5");
         note->note().body += QLatin1String("- bread\n");
@@ -67,9 +56,14 @@ private Q_SLOTS:
         store.flushAllSaves();
         const QString expected = QStringLiteral(
             "---\ntitle: Shopping\ntackpad: \"x1 y120 w270 h260 z0 #B8E0F5 s12\"\n---\n- milk\n- bread\n");
-        QCOMPARE(readFile(ws.path("Note.md")), expected);
+        QCOMPARE(readBytes(ws.path("Note.md")), "\xEF\xBB\xBF" + expected.toUtf8());
         QCOMPARE(note->lastDiskContent(), expected);
         QCOMPARE(ws.files(), QStringList {"Note.md"}); // no temporary file left beside it
+
+        // The same text once more: nothing to write.
+        store.noteReplaced(note);
+        store.flushAllSaves();
+        QCOMPARE(written.count(), 1);
     }
 
     void failedSaveIsLoggedAndKeepsText_data()
@@ -126,44 +120,26 @@ private Q_SLOTS:
         }
     }
 
-    void raiseSchedulesLongerSave_data()
+    // A raise saves the new stacking order, but writes nothing for the note already on top, nor ever to an ordinary
+    // file shown as a note.
+    void raiseSavesOnlyARealChangeOfANote()
     {
-        QTest::addColumn<QByteArray>("file");
-        QTest::addColumn<bool>("expectSave");
-        QTest::newRow("nominal: a note with properties saves its new z") << noteText("x1 z5", "text\n") << true;
-        QTest::newRow("nominal: an ordinary file shown as a note is not written for a raise")
-            << QByteArray("text\n") << false;
-    }
-
-    void raiseSchedulesLongerSave()
-    {
-        QFETCH(QByteArray, file);
-        QFETCH(bool, expectSave);
         Workspace ws;
-        // Another note stands higher: raising this one is a real change of the stack.
-        writeInPlace(ws.path("Other.md"), noteText("x300 z9", "other\n"));
-        NoteController *note = ws.openWith("Note.md", file);
+        writeInPlace(ws.path("Top.md"), noteText("x300 z9", "top\n"));
+        writeInPlace(ws.path("Plain.md"), "text\n");
+        NoteController *note = ws.openWith("Note.md", noteText("x1 z5", "text\n"));
         NoteStore &store = *ws.store;
-        if (!note) {
-            // A file without properties: show it as the application does for an opened ordinary file.
-            note = store.addController("Note.md", QString::fromUtf8(file), Frontmatter::parse(QString::fromUtf8(file)));
-        }
-        const qint64 zBefore = store.maxZ();
+        NoteController *plain = store.addController("Plain.md", "text\n", Frontmatter::parse("text\n"));
         store.bringToFront(note);
-        QCOMPARE(note->note().meta.z, zBefore + 1);
-        QCOMPARE(store.hasPendingSave("Note.md"), expectSave);
-
-        // Raising the note that is already on top changes nothing.
+        QCOMPARE(note->note().meta.z, 10);
+        QVERIFY(store.hasPendingSave("Note.md"));
         store.flushAllSaves();
         store.bringToFront(note);
-        QCOMPARE(note->note().meta.z, zBefore + 1);
+        QCOMPARE(note->note().meta.z, 10);
         QVERIFY(!store.hasPendingSave("Note.md"));
-
-        // The note alone on top (activated at launch) is not rewritten for it.
-        Workspace fresh;
-        writeInPlace(fresh.path("Top.md"), noteText("x300 z9", "top\n"));
-        fresh.open().bringToFront(fresh.store->controller("Top.md"));
-        QVERIFY(!fresh.store->hasPendingSave("Top.md"));
+        store.bringToFront(plain);
+        QCOMPARE(plain->note().meta.z, 11);
+        QVERIFY(!store.hasPendingSave("Plain.md"));
     }
 
 private:

@@ -29,7 +29,6 @@ private Q_SLOTS:
             u"note typed\nappended");
         row("nominal: typing on the last, empty line while lines are appended", u"list\n", u"list\ntyped",
             u"list\nappended\n", u"list\nappended\ntyped");
-        row("nominal: the same change on both sides", u"a", u"b", u"b", u"b");
         row("robustness: emoji and accents stay whole", u"Café 👍🏽 ok", u"Café 👍🏽 ok!",
             u"Cafés 👍🏽 ok", u"Cafés 👍🏽 ok!");
         row("robustness: a written backslash-n is not a line break", u"path a\\nb\n", u"path a\\nb end\n",

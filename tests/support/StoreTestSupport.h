@@ -20,24 +20,19 @@
 
 namespace StoreTest {
 
-// Keeps every test away from the real home folder: settings, data (the Trash) and caches go to a temporary folder.
-inline void redirectHome(const QTemporaryDir &home)
-{
-    const QByteArray path = QFile::encodeName(home.path());
-    qputenv("HOME", path);
-    qputenv("XDG_CONFIG_HOME", path + "/.config");
-    qputenv("XDG_DATA_HOME", path + "/.local/share");
-    qputenv("XDG_CACHE_HOME", path + "/.cache");
-}
-
-// A test object member: the redirection is in place before the first test function runs.
+// A test object member that keeps every test away from the real home folder before the first test function runs:
+// settings, data (the Trash) and caches go to a temporary folder.
 struct TemporaryHome {
     QTemporaryDir dir;
     TemporaryHome()
     {
         if (!dir.isValid())
             qFatal("cannot create a temporary home folder");
-        redirectHome(dir);
+        const QByteArray path = QFile::encodeName(dir.path());
+        qputenv("HOME", path);
+        qputenv("XDG_CONFIG_HOME", path + "/.config");
+        qputenv("XDG_DATA_HOME", path + "/.local/share");
+        qputenv("XDG_CACHE_HOME", path + "/.cache");
     }
 };
 
