@@ -1,6 +1,9 @@
 // The real `tackpad` binary as a user meets it, under Xvfb with openbox (scripts/headless --x11), with a home
-// folder of its own: first start, new notes, typing, edits made by other programs, quitting, a second launch.
+// folder of its own: first start, new notes (also from the global hot key), typing, edits made by other programs,
+// a second launch, quitting on a signal.
 #include "support/RunningApp.h"
+
+#include <csignal>
 
 class TestEndToEnd : public QObject {
     Q_OBJECT
@@ -16,8 +19,9 @@ void TestEndToEnd::firstStartTypingExternalEditsAndQuit()
     const auto noteFiles = [&] { return QDir(notes).entryList({u"*.md"_qs}, QDir::Files, QDir::Name); };
     QProcess *app = running.start();
 
-    // First start: the welcome dialog, then the folder panel.
+    // First start: the welcome dialog, then the folder panel. Until the terms are agreed, the hot key makes nothing.
     QVERIFY(activateWindow(u"Welcome to Tackpad"_qs));
+    QVERIFY(pressKeys(u"ctrl+alt+bracketleft"_qs));
     QVERIFY(pressKeys(u"Return"_qs));
     QVERIFY(chooseFolderInPanel(notes, notes + u"/Welcome.md"_qs));
     QCOMPARE(noteFiles(), QStringList {u"Welcome.md"_qs});
@@ -51,11 +55,18 @@ void TestEndToEnd::firstStartTypingExternalEditsAndQuit()
     QTRY_COMPARE_WITH_TIMEOUT(noteFiles().size(), 3, RunningApp::patienceMs);
     // That note takes the focus when it appears; let it have it before going back to the first one.
     QVERIFY(activateWindow(u"New note (1)"_qs));
+    // So does the global hot key, pressed from outside the application; NumLock on must not hide it.
+    QVERIFY(pressKeys(u"Num_Lock"_qs) && pressKeys(u"ctrl+alt+bracketleft"_qs) && pressKeys(u"Num_Lock"_qs));
+    QTRY_COMPARE_WITH_TIMEOUT(noteFiles().size(), 4, RunningApp::patienceMs);
+    QVERIFY(activateWindow(u"New note (2)"_qs));
 
-    // Quitting right after typing writes the edit that was still waiting for its save.
+    // A quit signal (the session ends) right after typing, with a modal panel open, writes the edit that was still
+    // waiting for its save.
     QVERIFY(activateWindow(u"New note"_qs));
     QVERIFY(typeText(u"!"_qs));
-    QVERIFY(pressKeys(u"ctrl+q"_qs));
+    QVERIFY(pressKeys(u"ctrl+o"_qs));
+    QVERIFY(windowShows(u"Import Markdown Files"_qs));
+    QCOMPARE(::kill(pid_t(app->processId()), SIGTERM), 0);
     const QString problem = running.quitProblem(app);
     QVERIFY2(problem.isEmpty(), qPrintable(problem));
     QVERIFY2(readFile(newNote).endsWith(u"appended elsewhere and more!"_qs), qPrintable(readFile(newNote)));

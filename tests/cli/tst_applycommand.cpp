@@ -83,9 +83,6 @@ private Q_SLOTS:
         QTest::newRow("no key anywhere") << QString() << QString() << names << summary << 1 << QString()
                                          << u"tackpad: Add your Anthropic API key in Settings first\n"_qs
                                          << QByteArray();
-        QTest::newRow("the service fails")
-            << u"sk-ring"_qs << QString() << names << Responses {FakeAnthropic::error(400, u"bad request"_qs)} << 1
-            << QString() << u"tackpad: AI request failed: bad request\n"_qs << QByteArray("sk-ring");
         QTest::newRow("an unknown note") << u"sk-ring"_qs << QString() << QStringList {u"Summarise"_qs, u"Nope"_qs}
                                          << summary << 1 << QString() << u"tackpad: no note “Nope” in %1\n"_qs
                                          << QByteArray();

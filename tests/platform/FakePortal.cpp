@@ -109,7 +109,6 @@ void FakePortal::bindShortcuts(const QDBusMessage &message, const QDBusConnectio
     QMutexLocker lock(&m_mutex);
     ++m_record.binds;
     m_record.bindSession = arguments.value(0).value<QDBusObjectPath>().path();
-    m_record.boundShortcuts = shortcuts;
     QList<BoundShortcut> bound;
     for (const BoundShortcut &shortcut : shortcuts) {
         if (m_behaviour.bindListsShortcut)

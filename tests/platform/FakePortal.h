@@ -28,7 +28,6 @@ public:
         int binds = 0;
         QStringList sessions; // handles handed out, in order
         QString bindSession;
-        QList<BoundShortcut> boundShortcuts;
         QStringList closedSessions;
     };
 

@@ -3,7 +3,6 @@
 #include <QFileInfo>
 #include <QLocalSocket>
 #include <QProcess>
-#include <QSet>
 #include <QSignalSpy>
 #include <QStandardPaths>
 #include <QTest>
@@ -11,24 +10,12 @@
 #include <QUuid>
 #include <QtEndian>
 
-#include <memory>
-#include <vector>
-
 // Every test uses a name of its own, so lock files and sockets of one test never meet another's (or the user's).
 class TestSingleInstance : public QObject {
     Q_OBJECT
 
 private Q_SLOTS:
     void init() { m_name = QStringLiteral("tackpad-test-") + QUuid::createUuid().toString(QUuid::Id128).left(12); }
-
-    void cleanup()
-    {
-        for (auto &probe : m_probes) {
-            probe->kill();
-            probe->waitForFinished(5000);
-        }
-        m_probes.clear();
-    }
 
     void primaryReadsWhatArrives_data()
     {
@@ -127,10 +114,12 @@ private Q_SLOTS:
     {
         QFETCH(bool, crash);
         if (crash) {
-            QProcess *crashing = startProbe(QStringLiteral("crash"));
-            QVERIFY(crashing->waitForFinished(10000));
-            QCOMPARE(crashing->readAllStandardOutput().trimmed(), QByteArray("primary"));
-            QCOMPARE(crashing->exitStatus(), QProcess::CrashExit);
+            QProcess crashing;
+            crashing.setProcessChannelMode(QProcess::ForwardedErrorChannel);
+            crashing.start(QStringLiteral(PLATFORM_PROBE), {m_name});
+            QVERIFY(crashing.waitForFinished(10000));
+            QCOMPARE(crashing.readAllStandardOutput().trimmed(), QByteArray("primary"));
+            QCOMPARE(crashing.exitStatus(), QProcess::CrashExit);
         } else {
             SingleInstance primary(m_name);
             QVERIFY(primary.tryBecomePrimary());
@@ -146,46 +135,7 @@ private Q_SLOTS:
         checkForwardReaches(next, {QStringLiteral("reopen")});
     }
 
-    void simultaneousLaunchesElectOnePrimary()
-    {
-        const int launches = 6;
-        for (int i = 0; i < launches; ++i)
-            startProbe(QStringLiteral("launch"), {QStringLiteral("launch-%1").arg(i)});
-        // All but one forward and exit; the one left running is the primary.
-        const auto running = [this] {
-            QList<QProcess *> result;
-            for (const auto &probe : m_probes) {
-                if (probe->state() != QProcess::NotRunning)
-                    result.append(probe.get());
-            }
-            return result;
-        };
-        QTRY_COMPARE_WITH_TIMEOUT(running().size(), 1, 20000);
-        QProcess *primary = running().first();
-        QSet<QByteArray> forwarded;
-        for (const auto &probe : m_probes) {
-            if (probe.get() != primary) {
-                QCOMPARE(probe->readAllStandardOutput().trimmed(), QByteArray("forwarded"));
-                forwarded.insert("received " + probe->arguments().last().toUtf8());
-            }
-        }
-        QCOMPARE(forwarded.size(), launches - 1);
-        // The primary received exactly the commands of the others.
-        QTRY_COMPARE(primary->bytesAvailable() > 0 ? primary->peek(1 << 16).count('\n') : 0, launches);
-        QList<QByteArray> lines = primary->readAllStandardOutput().trimmed().split('\n');
-        QCOMPARE(lines.takeFirst(), QByteArray("primary"));
-        QCOMPARE(QSet<QByteArray>(lines.begin(), lines.end()), forwarded);
-    }
-
 private:
-    QProcess *startProbe(const QString &mode, const QStringList &command = {})
-    {
-        auto &probe = m_probes.emplace_back(std::make_unique<QProcess>());
-        probe->setProcessChannelMode(QProcess::ForwardedErrorChannel);
-        probe->start(QStringLiteral(PLATFORM_PROBE), QStringList {QStringLiteral("instance"), m_name, mode} + command);
-        return probe.get();
-    }
-
     // Forwards `command` from a later launch and checks that `primary` receives it.
     void checkForwardReaches(SingleInstance &primary, const QStringList &command)
     {
@@ -202,7 +152,6 @@ private:
     }
 
     QString m_name;
-    std::vector<std::unique_ptr<QProcess>> m_probes;
 };
 
 int main(int argc, char *argv[])

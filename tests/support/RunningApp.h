@@ -9,12 +9,11 @@
 #include <QRegularExpression>
 #include <QTemporaryDir>
 #include <QTest>
-#include <QUrl>
 
 #include <memory>
 
 // The real `tackpad` binary as a user meets it, under Xvfb with openbox (scripts/headless --x11), with a home
-// folder of its own: its settings file, its output (the store's and the shell's debug lines included, which say
+// folder of its own: its output (the store's and the shell's debug lines included, which say
 // what the user was shown), and every process started, killed at the end if still running.
 class RunningApp {
 public:
@@ -44,23 +43,6 @@ public:
         QDir().mkpath(path(name));
         return path(name);
     }
-    // Where QSettings keeps the application's settings under this home.
-    QString settingsFile() const { return path(u".config/Tackpad/Tackpad.conf"_qs); }
-    void writeSettings(const QString &ini) const { writeFile(settingsFile(), ini); }
-    QString settingsText() const { return readFile(settingsFile()); }
-
-    // The settings of an earlier run: the terms agreed, `open` opened last, `listed` in the Workspaces menu.
-    void writeSettingsOf(const QString &open, const QStringList &listed) const
-    {
-        writeSettings(
-            u"[General]\nonboardingAccepted=true\nworkspaceTipShown=true\nnotesFolder=%1\nworkspaces=%2\n"_qs.arg(
-                QUrl::fromLocalFile(open).toString(QUrl::FullyEncoded), listed.join(u", "_qs)));
-    }
-
-    static void writeNote(const QString &path, const QString &properties, const QString &body)
-    {
-        writeFile(path, u"---\ntackpad: \"%1\"\n---\n%2"_qs.arg(properties, body));
-    }
 
     QProcess *start(const QStringList &arguments = {})
     {
@@ -80,9 +62,8 @@ public:
     {
         return QTest::qWaitFor([&] { return m_log.contains(text); }, timeoutMs);
     }
-    const QString &log() const { return m_log; }
 
-    // Empty when the process quit by itself with status 0; otherwise what went wrong, with where it hangs.
+    // Empty when the process quit by itself with status 0; otherwise what went wrong.
     QString quitProblem(QProcess *process) const;
 
 private:
@@ -128,14 +109,6 @@ inline bool activateWindow(const QString &title)
     return QTest::qWaitFor([&] { return xdotool(arguments); }, RunningApp::patienceMs);
 }
 
-// The title of the window that has the focus, as the window manager says.
-inline QString activeWindowTitle()
-{
-    QProcess process;
-    process.start(u"xdotool"_qs, {u"getactivewindow"_qs, u"getwindowname"_qs});
-    return process.waitForFinished(10000) ? QString::fromUtf8(process.readAllStandardOutput()).trimmed() : QString();
-}
-
 // Types the folder into the open folder panel and waits for the file that choosing it makes. The typed path may
 // first only open the folder in the panel; Return again then chooses it, only while the panel is still open (the
 // key would otherwise land in a note).
@@ -151,15 +124,8 @@ inline bool chooseFolderInPanel(const QString &folder, const QString &expectedFi
 
 inline QString RunningApp::quitProblem(QProcess *process) const
 {
-    if (!process->waitForFinished(patienceMs) && process->state() != QProcess::NotRunning) {
-        // Where it hangs, from gdb (on every machine this runs on).
-        QProcess gdb;
-        gdb.start(u"gdb"_qs,
-            {u"-p"_qs, QString::number(process->processId()), u"-batch"_qs, u"-ex"_qs, u"thread apply all bt 20"_qs});
-        gdb.waitForFinished(60000);
-        return u"Tackpad did not quit; its output:\n"_qs + m_log.right(2000) + u"\nwhere it is:\n"_qs
-            + QString::fromUtf8(gdb.readAllStandardOutput());
-    }
+    if (!process->waitForFinished(patienceMs) && process->state() != QProcess::NotRunning)
+        return u"Tackpad did not quit; its output:\n"_qs + m_log.right(2000);
     if (process->exitStatus() != QProcess::NormalExit || process->exitCode() != 0)
         return u"Tackpad ended with status %1; its output:\n"_qs.arg(process->exitCode()) + m_log.right(2000);
     return {};
