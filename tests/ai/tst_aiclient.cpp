@@ -19,8 +19,7 @@ struct Outcome {
     QList<qint64> delays; // the waits before each retry
 };
 
-// Fixed rows of the retry table: the lowest and highest wait the jittered
-// back-off may pick.
+// The lowest and highest wait the jittered back-off may pick.
 struct WaitRange {
     qint64 least;
     qint64 most;
@@ -74,8 +73,6 @@ private Q_SLOTS:
         const FakeAnthropic::Request &request = m_fake->requests().first();
         QCOMPARE(request.method + ' ' + request.path, "POST " + path);
         QCOMPARE(request.headers.value("x-api-key"), QByteArray("sk-test-key"));
-        QCOMPARE(request.headers.value("anthropic-version"), QByteArray("2023-06-01"));
-        QCOMPARE(request.headers.value("content-type"), QByteArray("application/json"));
         // The note's text as it stands, blank lines and spaces included.
         QCOMPARE(request.json(),
             QJsonDocument::fromJson(
@@ -96,15 +93,14 @@ private Q_SLOTS:
                              const QList<WaitRange> &waits = {}, int timeoutMs = 120'000) {
             QTest::newRow(name) << responses << expected << waits << timeoutMs;
         };
-        const QString unexpected = u"error: The AI service returned an unexpected response."_qs;
         row("error object: its message",
             {F::raw(
                 400, R"({"type":"error","error":{"type":"invalid_request_error","message":"max_tokens: too large"}})")},
             u"error: max_tokens: too large"_qs);
         row("bare status", {F::raw(404, {})}, u"error: HTTP 404"_qs);
-        row("success with a non-JSON body", {F::raw(200, "hello")}, unexpected);
         // An empty reply would wipe the note.
-        row("only empty text", {F::raw(200, R"({"content":[{"type":"text","text":""}]})")}, unexpected);
+        row("only empty text", {F::raw(200, R"({"content":[{"type":"text","text":""}]})")},
+            u"error: The AI service returned an unexpected response."_qs);
         row("text blocks joined in order, other blocks left out",
             {F::raw(200,
                 R"({"content":[{"type":"thinking","thinking":"hm"},{"type":"text","text":"A"},)"
@@ -112,11 +108,9 @@ private Q_SLOTS:
             u"A\nB\n"_qs);
         row("429 waits as retry-after says", {F::error(429, u"slow down"_qs, "3"), F::text(u"done"_qs)}, u"done"_qs,
             {{3000, 3000}});
-        row("529 twice, then success, with growing jittered waits",
-            {F::error(529, u"Overloaded"_qs), F::error(529, u"Overloaded"_qs), F::text(u"done"_qs)}, u"done"_qs,
+        row("retries spent, with growing jittered waits: the last error",
+            {F::error(503), F::error(500), F::error(502, u"bad gateway"_qs)}, u"error: bad gateway"_qs,
             {{375, 500}, {750, 1000}});
-        row("retries spent: the last error", {F::error(503), F::error(500), F::error(502, u"bad gateway"_qs)},
-            u"error: bad gateway"_qs, {{375, 500}, {750, 1000}});
         row("a transport failure is retried", {F::cutOff(), F::text(u"done"_qs)}, u"done"_qs, {{375, 500}});
         row("retry-after over 60 s: the back-off instead", {F::error(429, {}, "120"), F::text(u"done"_qs)}, u"done"_qs,
             {{375, 500}});
@@ -169,7 +163,6 @@ private Q_SLOTS:
         QTest::newRow("http to elsewhere in 127/8") << u"http://127.4.5.6"_qs << true;
         QTest::newRow("http to localhost") << u"http://LOCALHOST:9"_qs << true;
         QTest::newRow("http to ::1") << u"http://[::1]:9"_qs << true;
-        QTest::newRow("http to a private address") << u"http://10.0.0.1"_qs << false;
         QTest::newRow("http to a host named like loopback") << u"http://127.0.0.1.example.com"_qs << false;
         QTest::newRow("not an address") << u"api.anthropic.com"_qs << false;
     }

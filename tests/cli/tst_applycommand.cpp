@@ -7,7 +7,6 @@
 #include "windows/NoteWindows.h"
 #include "windows/Toast.h"
 
-#include <QApplication>
 #include <QFile>
 #include <QProcess>
 #include <QSignalSpy>
@@ -209,11 +208,5 @@ private:
     std::unique_ptr<ApplyServer> m_server;
 };
 
-int main(int argc, char **argv)
-{
-    QApplication app(argc, argv);
-    TestApplyCommand test;
-    return QTest::qExec(&test, argc, argv);
-}
-
+QTEST_MAIN(TestApplyCommand)
 #include "tst_applycommand.moc"

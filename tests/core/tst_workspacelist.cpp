@@ -27,22 +27,6 @@ private Q_SLOTS:
         m_list = std::make_unique<WorkspaceList>(settings(), m_disks.fileSystem());
     }
 
-    void openingAddsUpToTenAndReportsTheSecond()
-    {
-        using O = WorkspaceList::Opened;
-        for (int i = 1; i <= 11; ++i)
-            QCOMPARE(m_list->noteWorkspaceOpened(u"/w/%1"_qs.arg(i)),
-                i == 2        ? O::AddedSecond
-                    : i <= 10 ? O::Added
-                              : O::NotAdded);
-        QCOMPARE(m_list->paths().size(), 10);
-        QCOMPARE(m_list->noteWorkspaceOpened(u"/w/3/"_qs), O::NotAdded); // already listed
-        QCOMPARE(m_list->indexOf(u"/w/3"_qs), 2);
-        // Set directly, eleven keep the first ten in the file too.
-        m_list->setPaths(m_list->paths() << u"/w/x"_qs);
-        QCOMPARE(settings().stringList(SettingsKey::workspaces).size(), 10);
-    }
-
     // A list written by hand or by another version is read as what it can mean: no empty or relative entries, no
     // folder twice, ten at most.
     void storedListIsReadClean()
@@ -86,17 +70,6 @@ private Q_SLOTS:
         QVERIFY(!m_list->importOfferDeclined(u"/home/a/Gone"_qs));
         QVERIFY(m_list->importOfferDeclined(u"/home/a/Notes"_qs));
         QVERIFY(!m_list->pruneDeadWorkspaces()); // nothing more to drop
-    }
-
-    void declinedOffers()
-    {
-        // Only the latest fifty declines are remembered.
-        for (int i = 0; i < 51; ++i)
-            m_list->recordImportOfferDeclined(u"/f/%1"_qs.arg(i));
-        QVERIFY(!m_list->importOfferDeclined(u"/f/0"_qs));
-        QVERIFY(m_list->importOfferDeclined(u"/f/1"_qs));
-        QVERIFY(m_list->importOfferDeclined(u"/f/50/"_qs));
-        QCOMPARE(settings().stringList(SettingsKey::importOfferDeclinedFolders).size(), 50);
     }
 
 private:

@@ -51,18 +51,6 @@ QString randomText(QRandomGenerator &random, int maxLength, bool allowNewlines)
     return text;
 }
 
-// A foreign line that the codec must keep as foreign: not a delimiter, not one of our own keys, one line.
-QString randomForeignLine(QRandomGenerator &random)
-{
-    for (;;) {
-        const QString line = randomText(random, 8, false);
-        const qsizetype colon = line.indexOf(QLatin1Char(':'));
-        const QString key = colon >= 0 ? line.left(colon).trimmed() : QString();
-        if (!line.trimmed().startsWith(u"---"_qs) && key != u"tackpad"_qs && !key.startsWith(u"tackpad-"_qs))
-            return line;
-    }
-}
-
 NoteMetadata randomValidMeta(QRandomGenerator &random)
 {
     // Braced initialisers evaluate in order, so the sequence stays the same for a given seed.
@@ -139,7 +127,6 @@ private Q_SLOTS:
             QTest::newRow(name) << u"tackpad: \""_qs + list + u"\""_qs << expected;
         };
         tokens("numbers: C syntax with exponent and sign", u"x1e2 y+5"_qs, {.x = 100, .y = 5});
-        tokens("numbers: fractions and hexadecimal floats", u"x.5 y0x10"_qs, {.x = 0.5, .y = 16});
         tokens("numbers: rejected text leaves the default", u"xabc x xinf xnan x1,5 x1e x--1 x0x"_qs, {});
         tokens("clamps: below the minimum", u"w50 h10 s2 z-99999999999"_qs,
             {.width = 140, .height = 60, .z = -1000000000, .fontSize = 8});
@@ -152,7 +139,6 @@ private Q_SLOTS:
         tokens("flags: every flag", u"rolled float hidden adopt prompt"_qs,
             {.rolledUp = true, .floatOnTop = true, .hidden = true, .adopt = true, .isPrompt = true});
         tokens("flags: keep is adopt, flags are case-sensitive", u"keep Float HIDDEN"_qs, {.adopt = true});
-        tokens("robustness: tabs and repeated blanks", u"\tx1  \t y2 "_qs, {.x = 1, .y = 2});
         tokens("robustness: later token wins", u"x1 x2"_qs, {.x = 2});
 
         QTest::newRow("named: colour without # gains one, unusable colour ignored")
@@ -213,13 +199,6 @@ private Q_SLOTS:
         QCOMPARE(Frontmatter::serialize(meta, foreign, body), expected);
     }
 
-    void serializeWithoutTackpad()
-    {
-        QCOMPARE(Frontmatter::serializeWithoutTackpad({}, u"# Hi\n"_qs), u"# Hi\n"_qs);
-        QCOMPARE(Frontmatter::serializeWithoutTackpad({u"title: A"_qs, u"x"_qs}, u"text"_qs),
-            u"---\ntitle: A\nx\n---\ntext"_qs);
-    }
-
     void parseOfSerializeGivesBackTheInput()
     {
         QRandomGenerator random(77);
@@ -227,22 +206,13 @@ private Q_SLOTS:
             const NoteMetadata m = randomValidMeta(random);
             QStringList foreign;
             for (int i = random.bounded(4); i > 0; --i)
-                foreign << randomForeignLine(random);
+                foreign << u"k"_qs + randomText(random, 8, false); // a letter first: no delimiter, none of our keys
             const QString body = randomText(random, 40, true);
             QCOMPARE(Frontmatter::parse(Frontmatter::serialize(m, foreign, body)), withMeta(m, foreign, body));
             // Without our properties (at least one real key, so that the block counts) the rest survives as well.
             const QStringList kept = foreign + QStringList {u"source: "_qs + randomText(random, 4, false)};
             QCOMPARE(Frontmatter::parse(Frontmatter::serializeWithoutTackpad(kept, body)), withoutMeta(kept, body));
         }
-    }
-
-    void largeBodyIsNotCopiedLineByLine()
-    {
-        // A 50 MB note must parse as one slice of the text, body intact.
-        const QString body = QString(u"line of text\n"_qs).repeated(4 * 1024 * 1024);
-        const Parsed parsed = Frontmatter::parse(Frontmatter::serialize(NoteMetadata(), {}, body));
-        QVERIFY(parsed.hadMeta);
-        QVERIFY(parsed.body == body); // QVERIFY, not QCOMPARE: a failure must not print 50 MB
     }
 };
 

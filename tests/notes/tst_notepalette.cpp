@@ -12,9 +12,8 @@ private Q_SLOTS:
         QTest::addColumn<QString>("expected"); // empty: must fail
 
         QTest::newRow("nominal: lower case without #, blanks around") << u"  fbf4a6\t"_qs << u"#FBF4A6"_qs;
-        // Three and eight digits are forms other colour parsers accept; a note colour is exactly six.
+        // Three digits is a form other colour parsers accept; a note colour is exactly six.
         QTest::newRow("robustness: three digits") << u"#FFF"_qs << QString();
-        QTest::newRow("robustness: eight digits") << u"#FFFFFFFF"_qs << QString();
         QTest::newRow("robustness: full-width digits") << u"#ＦＦＦＦＦＦ"_qs << QString();
     }
 
@@ -45,16 +44,6 @@ private Q_SLOTS:
         QFETCH(QString, hex);
         QFETCH(bool, light);
         QCOMPARE(NotePalette::usesLightForeground(*NotePalette::colorFromHexString(hex)), light);
-    }
-
-    void swatchIsARoundedSquareWithOutline()
-    {
-        const QImage image = NotePalette::swatch(u"#CDE8F9"_qs, 2.0);
-        QCOMPARE(image.size(), QSize(28, 28));
-        QCOMPARE(QColor(image.pixel(14, 14)).name().toUpper(), u"#CDE8F9"_qs);
-        QCOMPARE(qAlpha(image.pixel(0, 0)), 0); // outside the inset
-        QCOMPARE(qAlpha(image.pixel(8, 8)), 255); // well inside the rounded square
-        QVERIFY(qAlpha(image.pixel(3, 3)) < 255); // the corner is rounded off
     }
 };
 

@@ -12,9 +12,6 @@
 
 using namespace StoreTest;
 
-using SettingsMap = QMap<QString, QVariant>;
-Q_DECLARE_METATYPE(NewNoteDefaults::Style)
-
 class TestFileOperations : public QObject {
     Q_OBJECT
 
@@ -79,38 +76,22 @@ private Q_SLOTS:
         QCOMPARE(changed.count(), 1);
 
         // The second new note gets the next number and the next place in the cascade.
-        NoteController *second = store.create(QString(), QStringLiteral("New note"), 365.0, 365.0, QString("#FFFFFF"));
+        store.create(QString(), QStringLiteral("New note"), 365.0, 365.0, QString("#FFFFFF"));
         QCOMPARE(readFile(ws.path("New note (2).md")),
             QStringLiteral("---\ntackpad: \"x108 y502 w365 h365 z2 #FFFFFF s12\"\n---\n"));
-
-        // A note made from another one (a link, say) sits down and right of it, on top of everything.
-        NoteController *near = store.create(QString(), QStringLiteral("Linked"), {}, {}, {}, second);
-        QCOMPARE(QPointF(near->note().meta.x, near->note().meta.y), QPointF(132, 478));
-        QCOMPARE(near->note().meta.z, 3);
     }
 
     // The look of a new note, read back through the settings file as the next launch reads it.
-    void newNoteStyle_data()
+    void unusableRememberedStyleFallsBackOrIsClamped()
     {
-        QTest::addColumn<SettingsMap>("stored");
-        QTest::addColumn<NewNoteDefaults::Style>("expected");
-        QTest::newRow("nominal: the last styled note's look") << SettingsMap {{"defaultNoteColor", "#CDE8F9"},
-            {"defaultNoteFloat", true}, {"defaultNoteFontSize", 16.0}, {"defaultNoteWidth", 400.0},
-            {"defaultNoteHeight", 300.0}} << NewNoteDefaults::Style {"#CDE8F9", true, 16, 400, 300};
-        QTest::newRow("robustness: unusable remembered values fall back or are clamped") << SettingsMap {
-            {"defaultNoteColor", "red"}, {"defaultNoteWidth", "wide"}, {"defaultNoteHeight", 99999.0},
-            {"defaultNoteFontSize", 100.0}} << NewNoteDefaults::Style {"#FBF4A6", false, 48, 140, 20000};
-    }
-
-    void newNoteStyle()
-    {
-        QFETCH(SettingsMap, stored);
-        QFETCH(NewNoteDefaults::Style, expected);
         Workspace ws;
-        for (auto it = stored.cbegin(); it != stored.cend(); ++it)
-            ws.config.setValue(it.key().toLatin1().constData(), it.value());
+        ws.config.setValue("defaultNoteColor", "red");
+        ws.config.setValue("defaultNoteWidth", "wide");
+        ws.config.setValue("defaultNoteHeight", 99999.0);
+        ws.config.setValue("defaultNoteFontSize", 100.0);
         ws.config.sync();
-        QCOMPARE(NewNoteDefaults::newNoteStyle(Settings(ws.config.fileName())), expected);
+        QCOMPARE(NewNoteDefaults::newNoteStyle(Settings(ws.config.fileName())),
+            (NewNoteDefaults::Style {"#FBF4A6", false, 48, 140, 20000}));
     }
 
     void cascade()

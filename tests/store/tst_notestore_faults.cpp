@@ -77,9 +77,12 @@ private Q_SLOTS:
         Workspace ws;
         NoteController *note = ws.openWith("a.md", noteText(properties, "first\n"));
         NoteStore &store = *ws.store;
+        QSignalSpy failed(&store, &NoteStore::saveFailed);
         QVERIFY(QFile::setPermissions(ws.path("a.md"), QFileDevice::ReadOwner | QFileDevice::ReadGroup));
         edit(store, note, "first RO-TYPED\n");
         store.flushAllSaves();
+        store.flushAllSaves();
+        QCOMPARE(failed.count(), 1); // the user is told once, not on every keystroke
         appendTo(ws.path("a.md"), "appended elsewhere\n");
         store.refreshFromDisk("a.md");
         QCOMPARE(note->note().body, QStringLiteral("first RO-TYPED\nappended elsewhere\n"));

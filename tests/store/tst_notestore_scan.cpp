@@ -1,8 +1,10 @@
-// Which files become notes, and how the store follows changes that other programs make to the folder.
+// Which files become notes, how the store saves them, and how it follows changes that other programs make to the
+// folder.
 
 #include "support/StoreTestSupport.h"
 
 #include <QDateTime>
+#include <QElapsedTimer>
 #include <QSignalSpy>
 #include <QTest>
 
@@ -45,9 +47,6 @@ private Q_SLOTS:
             original, {"applyFrame Note.md", "applyAppearance Note.md", "applyRolledState Note.md"});
         row("nominal: hidden elsewhere orders the window out", noteText(props + " hidden", original), original,
             {"applyAppearance Note.md", "applyRolledState Note.md", "hideWindow Note.md"});
-        row("nominal: CR LF written elsewhere arrives as line feeds",
-            "---\r\ntackpad: \"x100 y100 w300 h200 z1 #FBF4A6 s12\"\r\n---\r\na\r\nb\r\n", "a\nb\n",
-            {"setEditorText Note.md"});
         row("robustness: a character cut off at the end is not dropped", "---\ntackpad: \"x1\"\n---\nend \xc3",
             original, {});
     }
@@ -90,6 +89,14 @@ private Q_SLOTS:
             << u"first line typed\nappended\n"_qs << u""_qs;
         QTest::newRow("nominal: only the stacking order is waiting: the outside text is taken")
             << u"text\n"_qs << u""_qs << u"text\nmore\n"_qs << u"text\nmore\n"_qs << u""_qs;
+        QTest::newRow("nominal: both inserted at the same place: both kept, ours first")
+            << u"list\n"_qs << u"list\nmine\n"_qs << u"list\ntheirs\n"_qs << u"list\nmine\ntheirs\n"_qs << u""_qs;
+        QTest::newRow("robustness: emoji and accents stay whole")
+            << u"Café 👍🏽 ok"_qs << u"Café 👍🏽 ok!"_qs << u"Cafés 👍🏽 ok"_qs
+            << u"Cafés 👍🏽 ok!"_qs << u""_qs;
+        QTest::newRow("robustness: one deleted what the other changed")
+            << u"keep\ndrop me\n"_qs << u"keep\n"_qs << u"keep\ndrop me now\n"_qs << u"keep\n"_qs
+            << u"keep\ndrop me now\n"_qs;
         QTest::newRow("robustness: both rewrote the same words")
             << u"original\n"_qs << u"typed in the window\n"_qs << u"edited elsewhere\n"_qs
             << u"typed in the window\n"_qs << u"edited elsewhere\n"_qs;
@@ -223,6 +230,79 @@ private Q_SLOTS:
         QVERIFY(!store.create(QString(), QStringLiteral("After")));
         store.rescan();
         QCOMPARE(reports.size(), 1);
+    }
+
+    // Quick edits give one write, and every edit restarts the wait. The delays are scaled down to a tenth so that
+    // the rule is checked without waiting out the real ones.
+    void editsAreDebouncedIntoOneWrite()
+    {
+        Workspace ws;
+        NoteController *note = ws.openWith("Note.md", noteText("x1", "start\n"), true);
+        NoteStore &store = *ws.store;
+        store.setDelayScale(0.1);
+        QSignalSpy written(&store, &NoteStore::noteWritten);
+
+        for (int i = 0; i < 10; ++i)
+            edit(store, note, QStringLiteral("edit %1\n").arg(i));
+        QElapsedTimer sinceLastEdit;
+        QTimer::singleShot(40, &store, [&] {
+            edit(store, note, QStringLiteral("last\n"));
+            sinceLastEdit.start();
+        });
+        QVERIFY(written.wait(3000));
+        // Timers may fire a few per cent early; the write still waited for the whole delay after the last edit.
+        QVERIFY2(sinceLastEdit.isValid() && sinceLastEdit.elapsed() >= 70,
+            qPrintable(QString::number(sinceLastEdit.elapsed())));
+        QVERIFY(readFile(ws.path("Note.md")).endsWith(QLatin1String("last\n")));
+        QVERIFY(!store.hasPendingSave("Note.md"));
+        QCOMPARE(written.count(), 1);
+    }
+
+    // Other front matter and a byte order mark are kept.
+    void saveWritesTheWholeFileAtomically()
+    {
+        Workspace ws;
+        NoteController *note
+            = ws.openWith("Note.md", "\xEF\xBB\xBF---\ntitle: Shopping\ntackpad: \"x1\"\n---\n- milk\n");
+        NoteStore &store = *ws.store;
+        QSignalSpy written(&store, &NoteStore::noteWritten);
+
+        note->note().meta.color = QStringLiteral("#B8E0F5");
+        note->note().body += QLatin1String("- bread\n");
+        store.noteReplaced(note);
+        store.flushAllSaves();
+        const QString expected = QStringLiteral(
+            "---\ntitle: Shopping\ntackpad: \"x1 y120 w270 h260 z0 #B8E0F5 s12\"\n---\n- milk\n- bread\n");
+        QCOMPARE(readBytes(ws.path("Note.md")), "\xEF\xBB\xBF" + expected.toUtf8());
+        QCOMPARE(note->lastDiskContent(), expected);
+        QCOMPARE(ws.files(), QStringList {"Note.md"}); // no temporary file left beside it
+
+        // The same text once more: nothing to write.
+        store.noteReplaced(note);
+        store.flushAllSaves();
+        QCOMPARE(written.count(), 1);
+    }
+
+    // A raise saves the new stacking order, but writes nothing for the note already on top, nor ever to an ordinary
+    // file shown as a note.
+    void raiseSavesOnlyARealChangeOfANote()
+    {
+        Workspace ws;
+        writeInPlace(ws.path("Top.md"), noteText("x300 z9", "top\n"));
+        writeInPlace(ws.path("Plain.md"), "text\n");
+        NoteController *note = ws.openWith("Note.md", noteText("x1 z5", "text\n"));
+        NoteStore &store = *ws.store;
+        NoteController *plain = store.addController("Plain.md", "text\n", Frontmatter::parse("text\n"));
+        store.bringToFront(note);
+        QCOMPARE(note->note().meta.z, 10);
+        QVERIFY(store.hasPendingSave("Note.md"));
+        store.flushAllSaves();
+        store.bringToFront(note);
+        QCOMPARE(note->note().meta.z, 10);
+        QVERIFY(!store.hasPendingSave("Note.md"));
+        store.bringToFront(plain);
+        QCOMPARE(plain->note().meta.z, 11);
+        QVERIFY(!store.hasPendingSave("Plain.md"));
     }
 
 private:
