@@ -19,11 +19,56 @@ qsizetype runLength(QStringView text, qsizetype from, int step, QChar c)
     return count;
 }
 
-// A run of n marker characters around a text reads as wrapped in marker: "**" needs two or more ("***" is bold and
-// italic), "*" needs an odd count (two are bold, not italic).
-bool isWrappedBy(qsizetype run, qsizetype markerLength)
+// Does one emphasis of the given strength pair a marker of the run `opening` with one of the run `closing`? Emphasis
+// never spans lines, so a pair is looked for within the line that holds both.
+bool isPair(QStringView text, MarkdownStyler::TextRange opening, MarkdownStyler::TextRange closing, bool strong)
 {
-    return markerLength >= 2 ? run >= 2 : run % 2 == 1;
+    if (text.mid(opening.location, closing.end() - opening.location).contains(u'\n'))
+        return false;
+    const qsizetype lineStart = opening.location == 0 ? 0 : text.lastIndexOf(u'\n', opening.location - 1) + 1;
+    qsizetype lineEnd = text.indexOf(u'\n', closing.end());
+    if (lineEnd < 0)
+        lineEnd = text.size();
+    const auto within = [](MarkdownStyler::TextRange inner, MarkdownStyler::TextRange outer) {
+        return inner.location >= outer.location && inner.end() <= outer.end();
+    };
+    const QList<MarkdownStyler::EmphasisSpan> spans
+        = MarkdownStyler::emphasisSpans(text, {lineStart, lineEnd - lineStart}, [](qsizetype) { return true; });
+    return std::any_of(spans.begin(), spans.end(), [&](const MarkdownStyler::EmphasisSpan &span) {
+        return span.strong == strong && within(span.openerRange, opening) && within(span.closerRange, closing);
+    });
+}
+
+// The selection without its outer blanks and line breaks, which belong outside any markers; a selection of blanks
+// only becomes a caret at its start.
+std::pair<qsizetype, qsizetype> trimmedSelection(QStringView text, qsizetype start, qsizetype end)
+{
+    qsizetype from = start;
+    qsizetype to = end;
+    while (from < to && text[from].isSpace())
+        ++from;
+    while (to > from && text[to - 1].isSpace())
+        --to;
+    return from < to ? std::pair {from, to} : std::pair {start, start};
+}
+
+qsizetype indentColumns(QStringView line)
+{
+    qsizetype columns = 0;
+    for (const QChar c : line) {
+        if (c == u' ')
+            ++columns;
+        else if (c == u'\t')
+            columns = (columns / 4 + 1) * 4;
+        else
+            break;
+    }
+    return columns;
+}
+
+bool isBlank(QStringView line)
+{
+    return line.trimmed().isEmpty();
 }
 
 qsizetype outdentLength(QStringView line)
@@ -54,6 +99,8 @@ qsizetype mapPosition(qsizetype position, const QList<Edit> &edits)
 
 std::optional<EditPlan> returnInList(const Paragraph &line, qsizetype caretInLine)
 {
+    if (line.inCode)
+        return std::nullopt;
     const std::optional<MarkdownStyler::ListPrefix> prefix = MarkdownStyler::listPrefix(line.text);
     if (!prefix)
         return std::nullopt;
@@ -77,9 +124,14 @@ std::optional<EditPlan> returnInList(const Paragraph &line, qsizetype caretInLin
 std::optional<EditPlan> shiftListItems(
     const QList<Paragraph> &paragraphs, qsizetype anchor, qsizetype position, bool outdent)
 {
+    const auto isItem = [](const Paragraph &p) { return !p.inCode && MarkdownStyler::listPrefix(p.text).has_value(); };
+    const bool anyItem = std::any_of(paragraphs.begin(), paragraphs.end(), isItem);
+    // Without list items a caret is left to the key's usual meaning; a selection is never typed over with a tab.
+    if (!anyItem && anchor == position)
+        return std::nullopt;
     EditPlan plan;
     for (const Paragraph &paragraph : paragraphs) {
-        if (!MarkdownStyler::listPrefix(paragraph.text))
+        if (anyItem ? !isItem(paragraph) : isBlank(paragraph.text))
             continue;
         if (!outdent) {
             plan.edits.append(Edit {paragraph.start, 0, indentUnit});
@@ -87,39 +139,56 @@ std::optional<EditPlan> shiftListItems(
             plan.edits.append(Edit {paragraph.start, remove, QString()});
         }
     }
-    bool anyItem = false;
-    for (const Paragraph &paragraph : paragraphs)
-        anyItem = anyItem || MarkdownStyler::listPrefix(paragraph.text).has_value();
-    if (!anyItem)
-        return std::nullopt;
     plan.anchor = mapPosition(anchor, plan.edits);
     plan.position = mapPosition(position, plan.edits);
     return plan;
+}
+
+bool isIndentedCode(QStringView line, const std::function<std::optional<QString>()> &previousLine)
+{
+    if (indentColumns(line) < 4 || isBlank(line))
+        return false;
+    // Indented lines before this one belong to the same block, whatever it is; the first line that is not indented
+    // decides, with a blank line in between.
+    bool blankBetween = false;
+    while (const std::optional<QString> previous = previousLine()) {
+        if (isBlank(*previous)) {
+            blankBetween = true;
+            continue;
+        }
+        const qsizetype columns = indentColumns(*previous);
+        if (columns >= 4)
+            continue;
+        // A lesser indent is a list item's content, where deeper lines are the item's too.
+        return blankBetween && columns == 0 && !MarkdownStyler::listPrefix(*previous);
+    }
+    // At the start of the text only a blank line makes it code: a first line indented by Tab is a list item.
+    return blankBetween;
 }
 
 EditPlan toggleWrap(QStringView text, qsizetype selectionStart, qsizetype selectionEnd, QStringView marker)
 {
     const qsizetype m = marker.size();
     const QChar c = marker.front();
-    const qsizetype s = selectionStart;
-    const qsizetype e = selectionEnd;
+    const bool strong = m >= 2;
+    const auto [s, e] = trimmedSelection(text, selectionStart, selectionEnd);
     EditPlan plan;
 
-    if (e - s > 2 * m) {
+    if (e > s) {
         // The markers are part of the selection.
-        const qsizetype inside
-            = qMin(runLength(text.mid(s, e - s), 0, 1, c), runLength(text.mid(s, e - s), e - s - 1, -1, c));
-        if (2 * inside < e - s && isWrappedBy(inside, m)) {
+        const QStringView selected = text.mid(s, e - s);
+        const qsizetype lead = runLength(selected, 0, 1, c);
+        const qsizetype trail = runLength(selected, e - s - 1, -1, c);
+        if (lead >= m && trail >= m && lead + trail < e - s && isPair(text, {s, lead}, {e - trail, trail}, strong)) {
             plan.edits = {Edit {s, m, QString()}, Edit {e - m, m, QString()}};
             plan.anchor = s;
             plan.position = e - 2 * m;
             return plan;
         }
-    }
-    if (e > s) {
         // The markers are right around the selection.
-        const qsizetype around = qMin(runLength(text, s - 1, -1, c), runLength(text, e, 1, c));
-        if (around >= m && isWrappedBy(around, m)) {
+        const qsizetype before = runLength(text, s - 1, -1, c);
+        const qsizetype after = runLength(text, e, 1, c);
+        if (before >= m && after >= m && isPair(text, {s - before, before}, {e, after}, strong)) {
             plan.edits = {Edit {s - m, m, QString()}, Edit {e, m, QString()}};
             plan.anchor = s - m;
             plan.position = e - m;
@@ -135,17 +204,17 @@ EditPlan toggleWrap(QStringView text, qsizetype selectionStart, qsizetype select
     return plan;
 }
 
-EditPlan wrapLink(qsizetype selectionStart, qsizetype selectionEnd)
+EditPlan wrapLink(QStringView text, qsizetype selectionStart, qsizetype selectionEnd)
 {
     static const QString placeholder = QStringLiteral("url");
+    const auto [start, end] = trimmedSelection(text, selectionStart, selectionEnd);
     EditPlan plan;
-    if (selectionEnd > selectionStart)
-        plan.edits = {Edit {selectionStart, 0, QStringLiteral("[")},
-            Edit {selectionEnd, 0, QStringLiteral("](") + placeholder + u')'}};
+    if (end > start)
+        plan.edits = {Edit {start, 0, QStringLiteral("[")}, Edit {end, 0, QStringLiteral("](") + placeholder + u')'}};
     else
-        plan.edits = {Edit {selectionStart, 0, QStringLiteral("[](") + placeholder + u')'}};
+        plan.edits = {Edit {start, 0, QStringLiteral("[](") + placeholder + u')'}};
     // After "[", the text and "](".
-    plan.anchor = selectionEnd + 3;
+    plan.anchor = end + 3;
     plan.position = plan.anchor + placeholder.size();
     return plan;
 }

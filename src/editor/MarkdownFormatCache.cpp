@@ -3,6 +3,7 @@
 #include "editor/HiddenFont.h"
 
 #include <QFontDatabase>
+#include <QFontInfo>
 #include <QGuiApplication>
 #include <QScreen>
 
@@ -28,6 +29,37 @@ QColor rgb(qreal r, qreal g, qreal b, qreal a = 1.0)
 bool familyExists(const std::optional<QString> &name)
 {
     return name && !name->isEmpty() && QFontDatabase::hasFamily(*name);
+}
+
+// An installed colour-emoji family, or nothing.
+QString colourEmojiFamily()
+{
+    static const QString family = [] {
+        const QStringList families = QFontDatabase::families();
+        for (const char *known : {"Noto Color Emoji", "Apple Color Emoji", "Segoe UI Emoji", "Twemoji", "JoyPixels"}) {
+            if (families.contains(QLatin1String(known)))
+                return QString::fromLatin1(known);
+        }
+        for (const QString &name : families) {
+            if (name.contains(u"Color Emoji", Qt::CaseInsensitive))
+                return name;
+        }
+        return QString();
+    }();
+    return family;
+}
+
+// Emoji the face lacks come from the colour-emoji font before any other: the system's fallback order may put a
+// monochrome symbol font first, or none at all.
+QFont withEmojiFallback(QFont font)
+{
+    // The family actually matched: a generic name such as "Sans Serif" is no family of its own, and in a list the
+    // font database would skip it and make the emoji font the face of all text.
+    const QString face = QFontInfo(font).family();
+    const QString emoji = colourEmojiFamily();
+    if (!emoji.isEmpty() && face != emoji)
+        font.setFamilies({face, emoji});
+    return font;
 }
 
 QFont bodyFont(const Theme &theme)
@@ -77,10 +109,10 @@ MarkdownFormatCache::MarkdownFormatCache(const Theme &theme)
     : m_theme(theme)
     , m_pixelsPerPoint(screenPixelsPerPoint())
 {
-    m_fonts[size_t(FontRole::Body)] = bodyFont(theme);
+    m_fonts[size_t(FontRole::Body)] = withEmojiFallback(bodyFont(theme));
     for (int level = 1; level <= 6; ++level)
-        m_fonts[size_t(level)] = headingFont(theme, level);
-    m_fonts[size_t(FontRole::Code)] = codeFont(theme);
+        m_fonts[size_t(level)] = withEmojiFallback(headingFont(theme, level));
+    m_fonts[size_t(FontRole::Code)] = withEmojiFallback(codeFont(theme));
     m_metrics.reserve(m_fonts.size());
     for (const QFont &font : m_fonts)
         m_metrics.emplace_back(font);

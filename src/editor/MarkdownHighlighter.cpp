@@ -161,30 +161,41 @@ void MarkdownHighlighter::setCaretPosition(int position)
 {
     if (!m_document)
         return;
-    QTextBlock block = m_document->findBlock(position);
-    if (!block.isValid())
-        block = m_document->lastBlock();
+    const QTextBlock block = caretBlock(position);
     const QTextBlock old = activeBlock();
     if (old == block)
         return;
-    m_active = QTextCursor(block);
+    m_active = block.isValid() ? QTextCursor(block) : QTextCursor();
     if (m_suspended)
         return;
     ensureLaidOut();
     DirtyRange dirty(m_document);
-    if (old.isValid())
-        restyleIsolated(old, &dirty);
+    restyleIsolated(old, &dirty);
     restyleIsolated(block, &dirty);
-    const std::optional<FenceBlock> oldCode = old.isValid() ? enclosingFenceBlock(old) : std::nullopt;
+    const std::optional<FenceBlock> oldCode = enclosingFenceBlock(old);
     const std::optional<FenceBlock> newCode = enclosingFenceBlock(block);
     const bool sameCode = oldCode && newCode && oldCode->open == newCode->open;
     if (!sameCode) {
-        if (old.isValid())
-            m_fenceFixups.append(QTextCursor(old));
-        m_fenceFixups.append(QTextCursor(block));
+        for (const QTextBlock &changed : {old, block}) {
+            if (changed.isValid())
+                m_fenceFixups.append(QTextCursor(changed));
+        }
         if (!hasPendingRestyle())
             runFenceFixups(&dirty);
     }
+}
+
+QTextBlock MarkdownHighlighter::caretBlock(int position) const
+{
+    if (position < 0)
+        return {};
+    const QTextBlock block = m_document->findBlock(position);
+    return block.isValid() ? block : m_document->lastBlock();
+}
+
+bool MarkdownHighlighter::isInFencedCode(const QTextBlock &block)
+{
+    return codeBefore(block);
 }
 
 namespace {
@@ -259,8 +270,10 @@ void MarkdownHighlighter::onContentsChange(int position, int removed, int added)
         return;
 
     const QTextBlock oldActive = activeBlock();
-    if (m_caretProvider)
-        m_active = QTextCursor(m_document->findBlock(qMax(0, m_caretProvider())));
+    if (m_caretProvider) {
+        const QTextBlock caret = caretBlock(m_caretProvider());
+        m_active = caret.isValid() ? QTextCursor(caret) : QTextCursor();
+    }
     const QTextBlock newActive = activeBlock();
 
     m_inContentsChange = true;
@@ -291,12 +304,12 @@ void MarkdownHighlighter::onContentsChange(int position, int removed, int added)
     // stretch over everything in between: the paragraph the caret left and, around both, the fences of a code block
     // the caret entered or left.
     if (oldActive != newActive) {
-        if (oldActive.isValid()) {
-            m_afterEdit.append(QTextCursor(oldActive));
-            m_fenceFixups.append(QTextCursor(oldActive));
+        for (const QTextBlock &changed : {oldActive, newActive}) {
+            if (changed.isValid()) {
+                m_afterEdit.append(QTextCursor(changed));
+                m_fenceFixups.append(QTextCursor(changed));
+            }
         }
-        m_afterEdit.append(QTextCursor(newActive));
-        m_fenceFixups.append(QTextCursor(newActive));
     }
     if (fenceInvolved || flips) {
         // The code block around the edit may have gained or lost a fence: its fences may have to show or hide.

@@ -47,12 +47,17 @@ public:
     void restyleAll();
 
     // The caret moved. When it entered another paragraph, the old and the new one are restyled (markers hide and
-    // show), and so are the fence lines of a code block it entered or left.
+    // show), and so are the fence lines of a code block it entered or left. A negative position means no caret (an
+    // editor without focus): no paragraph is active.
     void setCaretPosition(int position);
-    // Lets edits restyle with the caret's new paragraph already active (the editor's cursor moves with the edit).
+    // Lets edits restyle with the caret's new paragraph already active (the editor's cursor moves with the edit);
+    // negative when no paragraph is to be active.
     void setCaretProvider(std::function<int()> provider) { m_caretProvider = std::move(provider); }
-    // The active paragraph, or an invalid block before any caret was set.
+    // The active paragraph, or an invalid block when there is none.
     QTextBlock activeBlock() const;
+
+    // Is the paragraph a line of a fenced code block (its closing fence included), as last styled?
+    static bool isInFencedCode(const QTextBlock &block);
 
     // The paragraph's range as the styling rules see it: with its newline, except the last paragraph's.
     static MarkdownStyler::TextRange paragraphRange(const QTextBlock &block);
@@ -97,6 +102,7 @@ private:
     void restyleWholeDocument();
 
     bool isActive(const QTextBlock &block) const;
+    QTextBlock caretBlock(int position) const;
     bool fenceHidden(const QTextBlock &fence, bool inCodeBefore) const;
     std::optional<FenceBlock> enclosingFenceBlock(const QTextBlock &block) const;
     void ensureLaidOut() const;

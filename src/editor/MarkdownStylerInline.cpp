@@ -136,6 +136,10 @@ public:
             links(text);
         if (text.contains(u"[["))
             wikiLinks(text);
+        // Before the passes that style inside ordinary text: a bare address is one link even where a "#" or a "*" in
+        // it would read as a tag or emphasis.
+        if (text.contains(u"http"))
+            autolinks(text);
         if (text.contains(u"~~"))
             delimitedContent(text, Patterns::strike(), [](CharStyle &s) { s.strike = true; });
         if (text.contains(u"=="))
@@ -145,8 +149,6 @@ public:
             emphasis();
         if (text.contains(u'#'))
             tags(text);
-        if (text.contains(u"http"))
-            autolinks(text);
     }
 
 private:
@@ -285,11 +287,14 @@ private:
     {
         forEachMatch(text, Patterns::autolink(), [this](const QRegularExpressionMatch &m, qsizetype offset) {
             const qsizetype start = offset + m.capturedStart(0);
-            const qsizetype end = offset + m.capturedEnd(0);
+            qsizetype end = offset + m.capturedEnd(0);
             // An address inside claimed text is a Markdown link's address: it is a link already.
             if (m_claims.any(start, end))
                 return;
-            addLink(start, end, m.captured(0));
+            // Punctuation at the end closes a sentence or an emphasis around the address; it is no part of it.
+            while (end > start && QStringView(u"?!.,:;*_~").contains(m_line[end - 1]))
+                --end;
+            addLink(start, end, m_line.mid(start, end - start).toString());
             m_claims.claim(start, end);
         });
     }

@@ -3,6 +3,7 @@
 #include "editor/MarkdownHighlighter.h"
 
 #include <QAbstractTextDocumentLayout>
+#include <QApplication>
 #include <QBuffer>
 #include <QImage>
 #include <QKeyEvent>
@@ -23,6 +24,12 @@ bool isImageFile(const QUrl &url)
         return false;
     static const QMimeDatabase database;
     return database.mimeTypeForFile(url.toLocalFile()).name().startsWith(u"image/");
+}
+
+// Other programs read U+2028 and U+2029 as odd characters on one line.
+QString withLineFeeds(QString text)
+{
+    return text.replace(QChar::ParagraphSeparator, u'\n').replace(QChar::LineSeparator, u'\n');
 }
 
 bool allImageFiles(const QMimeData *source)
@@ -78,7 +85,9 @@ MarkdownTextView::MarkdownTextView(QWidget *parent)
     viewport()->setMouseTracking(true);
 
     m_highlighter = new MarkdownHighlighter(document(), this);
-    m_highlighter->setCaretProvider([this] { return textCursor().position(); });
+    m_highlighter->setCaretProvider([this] { return activeCaret(); });
+    m_settle.setSingleShot(true);
+    connect(&m_settle, &QTimer::timeout, this, &MarkdownTextView::syncActiveParagraph);
 
     // Restyling also emits contentsChanged; only a change with characters added or removed is an edit. It is
     // reported once the edit is complete and laid out.
@@ -90,9 +99,7 @@ MarkdownTextView::MarkdownTextView(QWidget *parent)
         if (std::exchange(m_textChanged, false))
             Q_EMIT textEdited();
     });
-    connect(this, &QTextEdit::cursorPositionChanged, this,
-        [this] { m_highlighter->setCaretPosition(textCursor().position()); });
-    m_highlighter->setCaretPosition(textCursor().position());
+    connect(this, &QTextEdit::cursorPositionChanged, this, &MarkdownTextView::syncActiveParagraph);
 
     applyTheme();
 }
@@ -250,6 +257,11 @@ bool MarkdownTextView::event(QEvent *event)
 
 void MarkdownTextView::keyPressEvent(QKeyEvent *event)
 {
+    // Typing right after a click needs no wait for the click to settle.
+    if (m_settle.isActive()) {
+        m_settle.stop();
+        syncActiveParagraph();
+    }
     const Command command = commandFor(event);
     if (command != Command::None && runCommand(command)) {
         event->accept();
@@ -262,6 +274,9 @@ MarkdownTextView::Command MarkdownTextView::commandFor(const QKeyEvent *event) c
 {
     if (isReadOnly())
         return Command::None;
+    // The text's only line separator is the line feed; QTextEdit would insert U+2028 here.
+    if (event->matches(QKeySequence::InsertLineSeparator))
+        return Command::LineBreak;
     const Qt::KeyboardModifiers modifiers = event->modifiers() & ~Qt::KeypadModifier;
     switch (event->key()) {
     case Qt::Key_Return:
@@ -293,7 +308,10 @@ bool MarkdownTextView::runCommand(Command command)
         break;
     case Command::ListReturn:
         if (!cursor.hasSelection())
-            plan = returnInList({cursor.block().position(), cursor.block().text()}, cursor.positionInBlock());
+            plan = returnInList(paragraph(cursor.block()), cursor.positionInBlock());
+        break;
+    case Command::LineBreak:
+        plan = EditPlan {{Edit {start, end - start, QStringLiteral("\n")}}, start + 1, start + 1};
         break;
     case Command::Indent:
     case Command::Outdent: {
@@ -301,7 +319,7 @@ bool MarkdownTextView::runCommand(Command command)
         QTextBlock block = document()->findBlock(start);
         const QTextBlock last = document()->findBlock(end > start ? end - 1 : end);
         for (; block.isValid(); block = block.next()) {
-            paragraphs.append({block.position(), block.text()});
+            paragraphs.append(paragraph(block));
             if (block == last)
                 break;
         }
@@ -315,13 +333,80 @@ bool MarkdownTextView::runCommand(Command command)
         plan = toggleWrap(markdown(), start, end, u"*");
         break;
     case Command::Link:
-        plan = wrapLink(start, end);
+        plan = wrapLink(markdown(), start, end);
         break;
     }
     if (!plan)
         return false;
     applyPlan(*plan);
     return true;
+}
+
+Paragraph MarkdownTextView::paragraph(const QTextBlock &block) const
+{
+    return {block.position(), block.text(), isCode(block)};
+}
+
+bool MarkdownTextView::isCode(const QTextBlock &block) const
+{
+    if (MarkdownHighlighter::isInFencedCode(block))
+        return true;
+    QTextBlock previous = block;
+    return isIndentedCode(block.text(), [&previous]() -> std::optional<QString> {
+        previous = previous.previous();
+        return previous.isValid() ? std::optional(previous.text()) : std::nullopt;
+    });
+}
+
+int MarkdownTextView::activeCaret() const
+{
+    return m_focused ? textCursor().position() : -1;
+}
+
+void MarkdownTextView::syncActiveParagraph()
+{
+    if (m_pointerDown || m_settle.isActive())
+        return;
+    m_highlighter->setCaretPosition(activeCaret());
+}
+
+void MarkdownTextView::holdActiveParagraph()
+{
+    m_pointerDown = true;
+    m_settle.stop();
+}
+
+void MarkdownTextView::settleActiveParagraph()
+{
+    // The paragraphs that change activity are restyled once no second click can follow.
+    m_pointerDown = false;
+    m_settle.start(QApplication::doubleClickInterval());
+}
+
+void MarkdownTextView::focusInEvent(QFocusEvent *event)
+{
+    QTextEdit::focusInEvent(event);
+    m_focused = true;
+    // Focus that comes with a click (on the editor, or on a window that was not active) arrives before the press or
+    // next to it: the press, not the paragraph the caret rested in, decides what becomes active.
+    if (event->reason() == Qt::MouseFocusReason || event->reason() == Qt::ActiveWindowFocusReason) {
+        if (!m_pointerDown)
+            m_settle.start(QApplication::doubleClickInterval());
+        return;
+    }
+    syncActiveParagraph();
+}
+
+void MarkdownTextView::focusOutEvent(QFocusEvent *event)
+{
+    QTextEdit::focusOutEvent(event);
+    // A context menu is still editing here.
+    if (event->reason() == Qt::PopupFocusReason)
+        return;
+    m_focused = false;
+    m_pointerDown = false;
+    m_settle.stop();
+    syncActiveParagraph();
 }
 
 void MarkdownTextView::applyPlan(const EditPlan &plan)
@@ -365,14 +450,27 @@ void MarkdownTextView::mousePressEvent(QMouseEvent *event)
             }
         }
     }
+    if (event->button() == Qt::LeftButton)
+        holdActiveParagraph();
     QTextEdit::mousePressEvent(event);
+}
+
+void MarkdownTextView::mouseDoubleClickEvent(QMouseEvent *event)
+{
+    if (event->button() == Qt::LeftButton)
+        holdActiveParagraph();
+    QTextEdit::mouseDoubleClickEvent(event);
 }
 
 void MarkdownTextView::mouseMoveEvent(QMouseEvent *event)
 {
     QTextEdit::mouseMoveEvent(event);
-    if (event->buttons() == Qt::NoButton)
+    if (event->buttons() == Qt::NoButton) {
         updatePointer(event->position().toPoint());
+        // A drag of the selection ends without a release here.
+        if (m_pointerDown)
+            settleActiveParagraph();
+    }
 }
 
 void MarkdownTextView::mouseReleaseEvent(QMouseEvent *event)
@@ -387,6 +485,8 @@ void MarkdownTextView::mouseReleaseEvent(QMouseEvent *event)
         return;
     }
     QTextEdit::mouseReleaseEvent(event);
+    if (m_pointerDown && event->button() == Qt::LeftButton)
+        settleActiveParagraph();
 }
 
 void MarkdownTextView::updatePointer(const QPoint &viewportPoint)
@@ -443,8 +543,17 @@ bool MarkdownTextView::canInsertFromMimeData(const QMimeData *source) const
 
 void MarkdownTextView::insertFromMimeData(const QMimeData *source)
 {
-    if (!insertImages(source))
-        QTextEdit::insertFromMimeData(source);
+    if (insertImages(source))
+        return;
+    // Line and paragraph separators from other programs arrive as the line feeds they stand for.
+    QString text = source->text();
+    if (text.contains(QChar::LineSeparator) || text.contains(QChar::ParagraphSeparator)) {
+        QMimeData plain;
+        plain.setText(withLineFeeds(text));
+        QTextEdit::insertFromMimeData(&plain);
+        return;
+    }
+    QTextEdit::insertFromMimeData(source);
 }
 
 bool MarkdownTextView::insertImages(const QMimeData *source)
@@ -475,9 +584,7 @@ QMimeData *MarkdownTextView::createMimeDataFromSelection() const
 {
     // Copies carry the Markdown only: the document's HTML would carry the styling's paragraph formats.
     auto *data = new QMimeData;
-    QString text = textCursor().selectedText();
-    text.replace(QChar::ParagraphSeparator, u'\n');
-    data->setText(text);
+    data->setText(withLineFeeds(textCursor().selectedText()));
     return data;
 }
 

@@ -5,16 +5,19 @@
 #include "editor/Theme.h"
 
 #include <QTextEdit>
+#include <QTimer>
 #include <QUrl>
 
 #include <functional>
 #include <optional>
 
 class MarkdownHighlighter;
+class QTextBlock;
 
 // The note editor: plain Markdown text, styled live by a MarkdownHighlighter, with the editing commands of a notes
 // editor (list continuation, indenting list items, bold/italic/link wrapping, checkbox clicks) and image insertion
-// through its owner's attachment import.
+// through its owner's attachment import. The caret's paragraph shows its markers only while the editor has the
+// keyboard focus, so that a note that is not being edited reads as clean text.
 //
 // setMarkdown() and markdown() deliberately hide QTextEdit's rich-text conversions of the same names: this editor's
 // text is the Markdown itself.
@@ -60,8 +63,11 @@ protected:
     bool event(QEvent *event) override;
     void keyPressEvent(QKeyEvent *event) override;
     void mousePressEvent(QMouseEvent *event) override;
+    void mouseDoubleClickEvent(QMouseEvent *event) override;
     void mouseMoveEvent(QMouseEvent *event) override;
     void mouseReleaseEvent(QMouseEvent *event) override;
+    void focusInEvent(QFocusEvent *event) override;
+    void focusOutEvent(QFocusEvent *event) override;
     void resizeEvent(QResizeEvent *event) override;
     void changeEvent(QEvent *event) override;
     bool canInsertFromMimeData(const QMimeData *source) const override;
@@ -69,9 +75,15 @@ protected:
     QMimeData *createMimeDataFromSelection() const override;
 
 private:
-    enum class Command { None, ListReturn, Indent, Outdent, Bold, Italic, Link };
+    enum class Command { None, ListReturn, LineBreak, Indent, Outdent, Bold, Italic, Link };
     Command commandFor(const QKeyEvent *event) const;
     bool runCommand(Command command);
+    MarkdownEditing::Paragraph paragraph(const QTextBlock &block) const;
+    bool isCode(const QTextBlock &block) const;
+    int activeCaret() const;
+    void syncActiveParagraph();
+    void holdActiveParagraph();
+    void settleActiveParagraph();
     void applyPlan(const MarkdownEditing::EditPlan &plan);
     int characterAt(const QPoint &viewportPoint) const;
     void updatePointer(const QPoint &viewportPoint);
@@ -86,4 +98,9 @@ private:
     bool m_textChanged = false;
     bool m_settingPalette = false;
     std::optional<QString> m_pressedLink;
+    // Which paragraph shows its markers follows the caret only while the editor has the keyboard, and not while a
+    // click, a double-click or a drag is under way: restyling shifts the text under the pointer.
+    bool m_focused = false;
+    bool m_pointerDown = false;
+    QTimer m_settle;
 };

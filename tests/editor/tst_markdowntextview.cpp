@@ -50,6 +50,22 @@ QPoint pointOf(const MarkdownTextView &view, int position)
     return (point - QPointF(view.horizontalScrollBar()->value(), view.verticalScrollBar()->value())).toPoint();
 }
 
+// Just inside the left edge of the glyph of the character at position, in viewport coordinates.
+QPoint leftEdgeOf(const MarkdownTextView &view, int position)
+{
+    const QTextBlock block = view.document()->findBlock(position);
+    const QTextLine line = block.layout()->lineForTextPosition(position - block.position());
+    const qreal x = line.cursorToX(position - block.position()) + 1;
+    const QPointF point = block.layout()->position() + QPointF(x, line.y() + line.height() / 2);
+    return (point - QPointF(view.horizontalScrollBar()->value(), view.verticalScrollBar()->value())).toPoint();
+}
+
+// The markers of a paragraph show only while it is active.
+bool markersShown(const MarkdownTextView &view, int blockNumber)
+{
+    return view.highlighter()->activeBlock() == view.document()->findBlockByNumber(blockNumber);
+}
+
 } // namespace
 
 class MarkdownTextViewTest : public QObject {
@@ -91,9 +107,18 @@ private Q_SLOTS:
         row("Return after a rule is a plain newline", "---|", enter, none, "---\n|");
         row("Return inside the prefix is a plain newline", "-| item", enter, none, "-\n| item");
         row("Return in a heading is a plain newline", "# Head|", enter, none, "# Head\n|");
+        row("Return in fenced code is a plain newline", "```\n * comment|\n```", enter, none,
+            "```\n * comment\n|\n```");
+        row("Return in indented code is a plain newline", "text\n\n    - item|", enter, none, "text\n\n    - item\n|");
+        row("Return under an item's blank line continues", "- a\n\n    - b|", enter, none, "- a\n\n    - b\n    - |");
+        row("Shift+Return is a line feed, no list", "- milk|", enter, shift, "- milk\n|");
         row("Tab indents the item", "- a|", Qt::Key_Tab, none, "    - a|");
         row("Tab indents the selected items only", "- [a\ntext\n- b]", Qt::Key_Tab, none, "    - [a\ntext\n    - b]");
         row("Tab outside a list inserts a tab", "a|", Qt::Key_Tab, none, "a\t|");
+        row("Tab in fenced code inserts a tab", "```\n- a|\n```", Qt::Key_Tab, none, "```\n- a\t|\n```");
+        row("Tab over a selection without items indents its lines", "a [word\n\nb] c", Qt::Key_Tab, none,
+            "    a [word\n\n    b] c");
+        row("Shift+Tab over a selection without items outdents", "    [a\n\tb]", Qt::Key_Backtab, shift, "[a\nb]");
         row("Shift+Tab outdents", "    - a|", Qt::Key_Backtab, shift, "- a|");
         row("Shift+Tab outdents a tab", "\t\t- a|", Qt::Key_Backtab, shift, "\t- a|");
         row("Shift+Tab outdents fewer blanks", "  - a|", Qt::Key_Backtab, shift, "- a|");
@@ -106,7 +131,10 @@ private Q_SLOTS:
         row("Ctrl+I wraps", "[word]", Qt::Key_I, ctrl, "*[word]*");
         row("Ctrl+I over bold adds a star", "**[word]**", Qt::Key_I, ctrl, "***[word]***");
         row("Ctrl+I: bold italic to bold", "***[word]***", Qt::Key_I, ctrl, "**[word]**");
+        row("Ctrl+I over two italics wraps them", "[*a* and *b*]", Qt::Key_I, ctrl, "*[*a* and *b*]*");
+        row("Ctrl+B leaves outer blanks outside", "[one ]two", Qt::Key_B, ctrl, "**[one]** two");
         row("Ctrl+K makes a link", "see [docs] now", Qt::Key_K, ctrl, "see [docs]([url]) now");
+        row("Ctrl+K leaves outer blanks outside", "[delta ]epsilon", Qt::Key_K, ctrl, "[delta]([url]) epsilon");
         row("Ctrl+K without a selection", "a |", Qt::Key_K, ctrl, "a []([url])");
     }
 
@@ -162,6 +190,62 @@ private Q_SLOTS:
         QCOMPARE(clicked.first().first().toString(), expected);
         QCOMPARE(m_view->textCursor().position(), caret);
         QCOMPARE(m_view->markdown(), text + u'\n');
+    }
+
+    void clickInInactiveParagraphHitsTheTextUnderThePointer_data()
+    {
+        // The second paragraph's markers show once it is active: restyling during the click would shift "c" and
+        // "a" by the width of twelve stars.
+        QTest::addColumn<QString>("pressOn");
+        QTest::addColumn<QString>("releaseOn"); // empty for a double-click
+        QTest::addColumn<QString>("selected");
+        QTest::newRow("double-click selects the word under the pointer") << "c" << QString() << "c";
+        QTest::newRow("drag selects what it passes over") << "a"
+                                                          << "c"
+                                                          << "a b ";
+    }
+
+    void clickInInactiveParagraphHitsTheTextUnderThePointer()
+    {
+        QFETCH(QString, pressOn);
+        QFETCH(QString, releaseOn);
+        QFETCH(QString, selected);
+        m_view->activateWindow();
+        QVERIFY(QTest::qWaitForWindowActive(m_view.get()));
+        m_view->setFocus(Qt::OtherFocusReason);
+        load(*m_view, QStringLiteral("# Ti|tle\n**x** **y** **z** a b c"));
+        QTRY_VERIFY(markersShown(*m_view, 0));
+        const QString text = m_view->markdown();
+        QWidget *viewport = m_view->viewport();
+        const QPoint press = leftEdgeOf(*m_view, int(text.lastIndexOf(pressOn)));
+        if (releaseOn.isEmpty()) {
+            QTest::mousePress(viewport, Qt::LeftButton, {}, press);
+            QTest::mouseRelease(viewport, Qt::LeftButton, {}, press);
+            QTest::mouseDClick(viewport, Qt::LeftButton, {}, press);
+            QTest::mouseRelease(viewport, Qt::LeftButton, {}, press);
+        } else {
+            const QPoint release = leftEdgeOf(*m_view, int(text.lastIndexOf(releaseOn)));
+            QTest::mousePress(viewport, Qt::LeftButton, {}, press);
+            QTest::mouseMove(viewport, release);
+            QTest::mouseRelease(viewport, Qt::LeftButton, {}, release);
+        }
+        QCOMPARE(m_view->textCursor().selectedText(), selected);
+        QTRY_VERIFY(markersShown(*m_view, 1)); // once the click is over
+    }
+
+    void onlyAFocusedEditorHasAnActiveParagraph()
+    {
+        load(*m_view, QStringLiteral("# Ti|tle\ntext"));
+        m_view->activateWindow();
+        QVERIFY(QTest::qWaitForWindowActive(m_view.get()));
+        m_view->setFocus(Qt::OtherFocusReason);
+        QTRY_VERIFY(markersShown(*m_view, 0));
+        m_view->clearFocus();
+        QVERIFY(!m_view->highlighter()->activeBlock().isValid());
+        load(*m_view, QStringLiteral("# Title\nte|xt")); // a caret moved from elsewhere (a search) activates nothing
+        QVERIFY(!m_view->highlighter()->activeBlock().isValid());
+        m_view->setFocus(Qt::TabFocusReason);
+        QVERIFY(markersShown(*m_view, 1));
     }
 
     void pastedImageDataGoesToTheImporter()
