@@ -197,6 +197,12 @@ void keystrokeShort(benchmark::State &state)
 void caretMoveLong(benchmark::State &state)
 {
     const auto view = editorWith(longNote());
+    // Only the editor with the keyboard shows the markers of the caret's paragraph.
+    // Focus that comes with window activation waits for a possible click, so it is given again from the program.
+    view->activateWindow();
+    QCoreApplication::processEvents();
+    view->clearFocus();
+    view->setFocus(Qt::OtherFocusReason);
     // Two neighbouring paragraphs that both have markers to show and hide.
     QTextBlock first = middleParagraph(view->document());
     while (!first.text().contains(u'*') || !first.next().text().contains(u'*'))
