@@ -91,9 +91,11 @@ QList<NoteController *> HiddenNotesWindow::hidden() const
 void HiddenNotesWindow::show()
 {
     reload();
-    m_panel->show();
-    m_panel->raise();
-    m_panel->activateWindow();
+    // Return unhides the row it is on, so a row is chosen from the start: the first one, unless the user's choice
+    // from before is still listed.
+    if (!m_table->selectionModel()->hasSelection() && !m_hidden.isEmpty())
+        m_table->selectRow(0);
+    m_panel->present();
     m_table->setFocus(Qt::OtherFocusReason);
 }
 
