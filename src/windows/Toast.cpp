@@ -8,17 +8,27 @@ namespace {
 
 constexpr int padding = 10;
 constexpr qreal cornerRadius = 8;
-constexpr int textFlags = Qt::AlignCenter | Qt::TextWordWrap;
+constexpr int textFlags = Qt::AlignCenter;
 
-// Every word wider than a line is cut in its middle; the words in between stay whole, to wrap between them.
-QString shortenLongWords(const QString &text, const QFontMetrics &metrics, int lineWidth)
+// The message broken into lines between its words; a word wider than a line (a long file name) is cut in its
+// middle and stands on a line of its own, never broken further.
+QStringList wrappedLines(const QString &text, const QFontMetrics &metrics, int lineWidth)
 {
-    QStringList words = text.split(QLatin1Char(' '));
-    for (QString &word : words) {
+    QStringList lines;
+    QString line;
+    for (QString word : text.split(QLatin1Char(' '))) {
         if (metrics.horizontalAdvance(word) > lineWidth)
             word = metrics.elidedText(word, Qt::ElideMiddle, lineWidth);
+        const QString longer = line.isEmpty() ? word : line + QLatin1Char(' ') + word;
+        if (!line.isEmpty() && metrics.horizontalAdvance(longer) > lineWidth) {
+            lines.append(line);
+            line = word;
+        } else {
+            line = longer;
+        }
     }
-    return words.join(QLatin1Char(' '));
+    lines.append(line);
+    return lines;
 }
 
 } // namespace
@@ -42,15 +52,12 @@ Toast::Toast(const QString &text)
 void Toast::fitToText()
 {
     const QFontMetrics metrics(font());
-    const int lineWidth = maximumWidth - 2 * padding;
-    m_shownText = shortenLongWords(text(), metrics, lineWidth);
-    // A message that fits on one line is laid out on one: word wrapping would otherwise break it at some width of
-    // its own choosing.
-    const int singleLine = metrics.horizontalAdvance(m_shownText);
-    const int width = std::min(singleLine + 1, lineWidth);
-    m_textRect = metrics.boundingRect(QRect(0, 0, width, 10000), textFlags, m_shownText);
-    m_textRect.setWidth(std::max(m_textRect.width(), width));
-    m_textRect.moveTopLeft(QPoint(padding, padding));
+    const QStringList lines = wrappedLines(text(), metrics, maximumWidth - 2 * padding);
+    m_shownText = lines.join(QLatin1Char('\n'));
+    int width = 0;
+    for (const QString &line : lines)
+        width = std::max(width, metrics.horizontalAdvance(line));
+    m_textRect = QRect(padding, padding, width + 1, int(lines.size()) * metrics.lineSpacing());
     setFixedSize(m_textRect.width() + 2 * padding, m_textRect.height() + 2 * padding);
 }
 

@@ -20,7 +20,7 @@ public:
     static Toast *show(const QString &text, double seconds = defaultSeconds, QWidget *over = nullptr);
     // The toast currently on screen, if any (tests and the shell use it to know what the user was told).
     static Toast *current();
-    // The message as drawn: over-long words shortened in the middle.
+    // The message as drawn: broken into lines, over-long words shortened in the middle.
     QString shownText() const { return m_shownText; }
 
 protected:

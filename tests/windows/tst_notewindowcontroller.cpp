@@ -154,7 +154,7 @@ private Q_SLOTS:
         QTest::newRow("short message on one line")
             << u"Attachment not found: a.png"_qs << u"Attachment not found: a.png"_qs << QString() << 1;
         QTest::newRow("long name cut in its middle")
-            << u"Attachment not found: "_qs + QString(120, u'x') + u"-end.png"_qs << u"Attachment not found: xxx"_qs
+            << u"Attachment not found: "_qs + QString(120, u'x') + u"-end.png"_qs << u"Attachment not found:\nxxx"_qs
             << u"xx-end.png"_qs << 2;
     }
 
