@@ -1,6 +1,7 @@
 #include "app/MessageBoxAlertPresenter.h"
 
 #include "app/AppLog.h"
+#include "windows/DialogStacking.h"
 
 #include <QAbstractButton>
 #include <QApplication>
@@ -23,6 +24,7 @@ int MessageBoxAlertPresenter::show(const Alert &alert)
     QMessageBox box(alert.style == Alert::Warning ? QMessageBox::Warning : QMessageBox::Information,
         QApplication::applicationDisplayName(), alert.message, QMessageBox::NoButton, QApplication::activeWindow());
     box.setWindowModality(Qt::ApplicationModal);
+    DialogStacking::keepAboveFloatingNotes(&box);
     box.setInformativeText(alert.informativeText);
     // One role for every button keeps them in the order given; the platform would otherwise sort them by role.
     QList<QAbstractButton *> buttons;

@@ -1,5 +1,7 @@
 #include "app/OnboardingDialog.h"
 
+#include "windows/DialogStacking.h"
+
 #include <QDialogButtonBox>
 #include <QLabel>
 #include <QPushButton>
@@ -20,6 +22,7 @@ OnboardingDialog::OnboardingDialog(QWidget *parent)
 {
     setWindowTitle(tr("Welcome to Tackpad"));
     setWindowModality(Qt::ApplicationModal);
+    DialogStacking::keepAboveFloatingNotes(this);
 
     auto *title = new QLabel(tr("<h2>Welcome to Tackpad</h2>"), this);
     auto *text = new QLabel(this);

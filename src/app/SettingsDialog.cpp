@@ -6,6 +6,7 @@
 #include "notes/NotePalette.h"
 #include "platform/GlobalHotKey.h"
 #include "platform/KeyStore.h"
+#include "windows/DialogStacking.h"
 
 #include <QCheckBox>
 #include <QColorDialog>
@@ -97,6 +98,7 @@ SettingsDialog::SettingsDialog(Settings settings, KeyStore *keyStore, GlobalHotK
     , m_hotKey(hotKey)
 {
     setWindowTitle(tr("Settings"));
+    DialogStacking::keepAboveFloatingNotes(this);
 
     // The sections scroll; the buttons stay below them, so that Done and Cancel are on screen however small it is.
     auto *content = new QWidget(this);
@@ -209,6 +211,7 @@ QGroupBox *SettingsDialog::buildNewNoteSection()
     m_colorDialog->setObjectName(QStringLiteral("colorDialog"));
     m_colorDialog->setWindowTitle(tr("Note Color"));
     m_colorDialog->setOption(QColorDialog::ShowAlphaChannel, false);
+    DialogStacking::keepAboveFloatingNotes(m_colorDialog);
     connect(m_color, &QComboBox::activated, this, &SettingsDialog::colorChoiceActivated);
     connect(m_colorDialog, &QColorDialog::colorSelected, this, &SettingsDialog::customColorChosen);
     connect(m_colorDialog, &QDialog::rejected, this, [this] { m_color->setCurrentIndex(m_previousColorIndex); });

@@ -12,6 +12,7 @@
 #include "platform/FileManagerReveal.h"
 #include "platform/KeyStore.h"
 #include "store/NoteStore.h"
+#include "windows/DialogStacking.h"
 #include "windows/DismissablePanel.h"
 #include "windows/HiddenNotesWindow.h"
 #include "windows/SearchWindow.h"
@@ -80,6 +81,7 @@ WorkspaceSession::Services TackpadApplication::makeServices()
     services.alerts = &m_alerts;
     services.chooseFolder = []() -> std::optional<QString> {
         QFileDialog dialog(nullptr, tr("Select folder for TackPad"));
+        DialogStacking::keepAboveFloatingNotes(&dialog);
         dialog.setFileMode(QFileDialog::Directory);
         dialog.setOption(QFileDialog::ShowDirsOnly, true);
         dialog.setLabelText(QFileDialog::Accept, tr("Use This Folder"));
@@ -90,6 +92,7 @@ WorkspaceSession::Services TackpadApplication::makeServices()
     };
     services.chooseMarkdownFiles = [] {
         QFileDialog dialog(nullptr, tr("Import Markdown Files"));
+        DialogStacking::keepAboveFloatingNotes(&dialog);
         dialog.setFileMode(QFileDialog::ExistingFiles);
         addExplanation(dialog,
             tr("Choose Markdown files to turn into sticky notes.\nIf the file is already in the current folder, the "
@@ -186,9 +189,13 @@ void TackpadApplication::showWorkspaceEditor()
 
 void TackpadApplication::showAbout()
 {
-    QMessageBox::about(nullptr, tr("About Tackpad"),
+    QMessageBox about(QMessageBox::NoIcon, tr("About Tackpad"),
         tr("<b>Tackpad %1</b><p>Sticky notes kept as plain Markdown files.</p><p><a href=\"%2\">%2</a></p>")
-            .arg(QString::fromLatin1(AppInfo::version), QString::fromLatin1(AppInfo::website)));
+            .arg(QString::fromLatin1(AppInfo::version), QString::fromLatin1(AppInfo::website)),
+        QMessageBox::Ok);
+    about.setIconPixmap(QApplication::windowIcon().pixmap(64, 64));
+    DialogStacking::keepAboveFloatingNotes(&about);
+    about.exec();
 }
 
 void TackpadApplication::quit()

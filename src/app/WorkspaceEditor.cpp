@@ -1,6 +1,7 @@
 #include "app/WorkspaceEditor.h"
 
 #include "core/WorkspaceList.h"
+#include "windows/DialogStacking.h"
 
 #include <QDialogButtonBox>
 #include <QFileDialog>
@@ -22,6 +23,7 @@ WorkspaceEditor::WorkspaceEditor(WorkspaceList &workspaces, QWidget *parent)
     , m_downButton(new QPushButton(tr("Move Down"), this))
 {
     setWindowTitle(tr("Edit Workspaces"));
+    DialogStacking::keepAboveFloatingNotes(this);
     chooseFolder = [this] { return QFileDialog::getExistingDirectory(this, tr("Add a workspace folder"), QString()); };
 
     m_list->setDragDropMode(QAbstractItemView::InternalMove);

@@ -91,9 +91,14 @@ QList<NoteController *> HiddenNotesWindow::hidden() const
 void HiddenNotesWindow::show()
 {
     reload();
-    m_panel->show();
-    m_panel->raise();
-    m_panel->activateWindow();
+    // Return unhides the row it is on, so a row is chosen from the start: the first one, unless the user's choice
+    // from before is still listed.
+    // (Through the selection model: the view's selectRow would read the keys still held from the shortcut that
+    // opened the panel, Ctrl+Shift, as a request to extend or toggle the selection.)
+    if (!m_table->selectionModel()->hasSelection() && !m_hidden.isEmpty())
+        m_table->selectionModel()->setCurrentIndex(
+            m_model->index(0, 0), QItemSelectionModel::ClearAndSelect | QItemSelectionModel::Rows);
+    m_panel->present();
     m_table->setFocus(Qt::OtherFocusReason);
 }
 

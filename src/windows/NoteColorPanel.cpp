@@ -1,5 +1,7 @@
 #include "windows/NoteColorPanel.h"
 
+#include "windows/DialogStacking.h"
+
 #include <QColorDialog>
 
 NoteColorPanel::NoteColorPanel(QObject *parent)
@@ -19,6 +21,7 @@ QColorDialog &NoteColorPanel::dialog()
         m_dialog->setWindowTitle(tr("Note Color"));
         // A panel left open must not keep the application alive, nor end it when it closes.
         m_dialog->setAttribute(Qt::WA_QuitOnClose, false);
+        DialogStacking::keepAboveFloatingNotes(m_dialog.get());
     }
     return *m_dialog;
 }

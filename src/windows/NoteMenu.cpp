@@ -2,29 +2,37 @@
 
 #include "notes/NotePalette.h"
 #include "store/NoteStore.h"
+#include "windows/NoteMenuIcons.h"
 #include "windows/NoteWindowController.h"
 
 #include <QIcon>
 #include <QMenu>
+#include <QPainter>
 #include <QPixmap>
 
 namespace NoteMenu {
 
 namespace {
 
-QIcon themed(std::initializer_list<const char *> names)
+QIcon symbol(const QMenu *menu, const char *bundled, std::initializer_list<const char *> themeNames)
 {
-    for (const char *name : names) {
-        const QIcon icon = QIcon::fromTheme(QString::fromLatin1(name));
-        if (!icon.isNull())
-            return icon;
-    }
-    return {};
+    return NoteMenuIcons::icon(bundled, themeNames, menu->palette());
 }
 
-QIcon swatchIcon(const QString &hex)
+QIcon swatchIcon(const QString &displayHex, bool current)
 {
-    return QIcon(QPixmap::fromImage(NotePalette::swatch(hex, 2.0)));
+    QImage swatch = NotePalette::swatch(displayHex, 2.0);
+    if (current) {
+        // The colour in use carries a check mark on its own swatch: a menu style's check box beside an icon is
+        // easily missed, or not drawn at all.
+        const bool light = NotePalette::usesLightForeground(QColor(displayHex));
+        QPainter painter(&swatch);
+        painter.setRenderHint(QPainter::Antialiasing);
+        painter.setPen(QPen(light ? QColor(Qt::white) : QColor::fromRgbF(0.12f, 0.12f, 0.12f), 1.7, Qt::SolidLine,
+            Qt::RoundCap, Qt::RoundJoin));
+        painter.drawPolyline(QPolygonF {{3.6, 7.4}, {6.0, 9.8}, {10.6, 4.4}});
+    }
+    return QIcon(QPixmap::fromImage(swatch));
 }
 
 QAction *addItem(QMenu *menu, const QString &title, const QIcon &icon, std::function<void()> action)
@@ -37,15 +45,16 @@ QAction *addItem(QMenu *menu, const QString &title, const QIcon &icon, std::func
 void addPromptItems(QMenu *menu, NoteWindowController &controller)
 {
     const Note &note = controller.note();
-    QAction *usePrompt = addItem(menu, QStringLiteral("Use as AI Prompt"), themed({"tools-wizard", "help-hint"}),
-        [&controller] { controller.togglePrompt(); });
+    const QIcon sparkles = symbol(menu, "sparkles", {"tools-wizard", "help-hint"});
+    QAction *usePrompt
+        = addItem(menu, QStringLiteral("Use as AI Prompt"), sparkles, [&controller] { controller.togglePrompt(); });
     usePrompt->setCheckable(true);
     usePrompt->setChecked(note.meta.isPrompt);
 
     const auto prompts = controller.store().promptControllers();
     if (prompts.empty())
         return;
-    QMenu *apply = menu->addMenu(themed({"tools-wizard", "help-hint"}), QStringLiteral("Apply AI Prompt"));
+    QMenu *apply = menu->addMenu(sparkles, QStringLiteral("Apply AI Prompt"));
     for (NoteController *prompt : prompts) {
         const QString filename = prompt->note().filename;
         QAction *item
@@ -60,22 +69,27 @@ void addColorItems(QMenu *menu, NoteWindowController &controller)
 {
     const NoteMetadata &meta = controller.note().meta;
     const bool darkMode = controller.store().settings().darkMode();
-    QMenu *colors = menu->addMenu(themed({"color-management", "preferences-desktop-color"}), QStringLiteral("Color"));
+    QMenu *colors = menu->addMenu(
+        symbol(menu, "palette", {"color-management", "preferences-desktop-color"}), QStringLiteral("Color"));
     for (const auto &preset : NotePalette::colors) {
         const QString hex = QString::fromLatin1(preset.hex);
+        const bool current = hex.compare(meta.color, Qt::CaseInsensitive) == 0;
         QAction *item = addItem(colors, QString::fromLatin1(preset.name),
-            swatchIcon(NotePalette::displayHex(hex, darkMode)), [&controller, hex] { controller.setNoteColor(hex); });
+            swatchIcon(NotePalette::displayHex(hex, darkMode), current),
+            [&controller, hex] { controller.setNoteColor(hex); });
         item->setData(hex);
         item->setCheckable(true);
-        item->setChecked(hex.compare(meta.color, Qt::CaseInsensitive) == 0);
+        item->setChecked(current);
         item->setEnabled(!meta.isPrompt); // a prompt note is always white
     }
     colors->addSeparator();
-    QAction *custom = addItem(colors, QStringLiteral("Custom…"),
-        swatchIcon(NotePalette::displayHex(meta.color, darkMode)), [&controller] { controller.pickCustomColor(); });
-    custom->setCheckable(true);
-    custom->setChecked(!NotePalette::isPreset(meta.color));
-    custom->setEnabled(!meta.isPrompt);
+    const bool custom = !NotePalette::isPreset(meta.color);
+    QAction *customItem
+        = addItem(colors, QStringLiteral("Custom…"), swatchIcon(NotePalette::displayHex(meta.color, darkMode), custom),
+            [&controller] { controller.pickCustomColor(); });
+    customItem->setCheckable(true);
+    customItem->setChecked(custom);
+    customItem->setEnabled(!meta.isPrompt);
 }
 
 } // namespace
@@ -85,31 +99,33 @@ void addNoteItems(QMenu *menu, NoteWindowController &controller, const QString &
     const NoteMetadata &meta = controller.note().meta;
 
     addItem(menu, meta.rolledUp ? QStringLiteral("Unroll") : QStringLiteral("Roll Up"),
-        themed({meta.rolledUp ? "go-down" : "go-up"}), [&controller] { controller.toggleRolled(); });
-    QAction *floatItem = addItem(menu, QStringLiteral("Float on Top"), themed({"window-pin", "pin"}),
+        meta.rolledUp ? symbol(menu, "unroll", {"go-down"}) : symbol(menu, "roll-up", {"go-up"}),
+        [&controller] { controller.toggleRolled(); });
+    QAction *floatItem = addItem(menu, QStringLiteral("Float on Top"), symbol(menu, "pin", {"window-pin", "pin"}),
         [&controller] { controller.toggleFloat(); });
     floatItem->setCheckable(true);
     floatItem->setChecked(meta.floatOnTop);
-    addItem(
-        menu, QStringLiteral("Hide Note"), themed({"view-hidden", "hint"}), [&controller] { controller.hideNote(); });
+    addItem(menu, QStringLiteral("Hide Note"), symbol(menu, "hide", {"view-hidden", "hint"}),
+        [&controller] { controller.hideNote(); });
     addPromptItems(menu, controller);
     if (controller.aiRequestInFlight())
-        addItem(menu, QStringLiteral("Cancel AI Request"), themed({"process-stop"}),
+        addItem(menu, QStringLiteral("Cancel AI Request"), symbol(menu, "stop", {"process-stop"}),
             [&controller] { controller.cancelAiRequest(); });
     addColorItems(menu, controller);
-    addItem(menu, QStringLiteral("Bigger Text"), themed({"zoom-in", "format-font-size-more"}),
+    addItem(menu, QStringLiteral("Bigger Text"), symbol(menu, "text-bigger", {"zoom-in", "format-font-size-more"}),
         [&controller] { controller.biggerFont(); });
-    addItem(menu, QStringLiteral("Smaller Text"), themed({"zoom-out", "format-font-size-less"}),
+    addItem(menu, QStringLiteral("Smaller Text"), symbol(menu, "text-smaller", {"zoom-out", "format-font-size-less"}),
         [&controller] { controller.smallerFont(); });
     menu->addSeparator();
-    addItem(menu, QStringLiteral("Rename…"), themed({"edit-rename", "document-edit"}),
+    addItem(menu, QStringLiteral("Rename…"), symbol(menu, "rename", {"edit-rename", "document-edit"}),
         [&controller] { controller.renameNote(); });
-    addItem(menu, revealTitle, themed({"system-file-manager", "folder-open"}),
+    addItem(menu, revealTitle, symbol(menu, "reveal", {"system-file-manager", "folder-open"}),
         [&controller] { controller.revealInFileManager(); });
     addItem(menu, meta.adopt ? QStringLiteral("Close Note") : QStringLiteral("Delete Note…"),
-        themed({meta.adopt ? "window-close" : "edit-delete"}), [&controller] { controller.deleteNote(); });
-    addItem(
-        menu, QStringLiteral("Duplicate Note"), themed({"edit-copy"}), [&controller] { controller.duplicateNote(); });
+        meta.adopt ? symbol(menu, "stop", {"window-close"}) : symbol(menu, "delete", {"edit-delete"}),
+        [&controller] { controller.deleteNote(); });
+    addItem(menu, QStringLiteral("Duplicate Note"), symbol(menu, "duplicate", {"edit-copy"}),
+        [&controller] { controller.duplicateNote(); });
 }
 
 } // namespace NoteMenu

@@ -14,6 +14,8 @@ NoteWindow::NoteWindow(QWidget *parent)
     , m_body(new QWidget(this))
 {
     setAttribute(Qt::WA_QuitOnClose, false);
+    // Qt shows tool tips only over the active window; the title bar's buttons explain themselves on every note.
+    setAttribute(Qt::WA_AlwaysShowToolTips);
     setMouseTracking(true);
     auto *layout = new QVBoxLayout(this);
     // The body keeps clear of the window's side and bottom edges so that those few pixels belong to the window,
@@ -34,14 +36,6 @@ NoteWindow::NoteWindow(QWidget *parent)
     bodyBoxLayout->setSpacing(0);
 
     connect(m_titleBar, &TitleBarView::moveStarted, this, [this] { m_userIsPlacing = true; });
-    m_liveResizeEnd.setSingleShot(true);
-    m_liveResizeEnd.setInterval(400);
-    connect(&m_liveResizeEnd, &QTimer::timeout, this, [this] {
-        if (!m_liveResize || m_resizeEdges)
-            return;
-        m_liveResize = false;
-        Q_EMIT liveResizeEnded();
-    });
 }
 
 void NoteWindow::setBackgroundColor(const QColor &color)
@@ -56,13 +50,36 @@ void NoteWindow::changeFlags(Qt::WindowType flag, bool on)
 {
     if (windowFlags().testFlag(flag) == on)
         return;
+    Qt::WindowFlags flags = windowFlags();
+    flags.setFlag(flag, on);
+    // QWidget::setWindowFlags re-creates the native window: it disappears for a moment, the window manager hands the
+    // keyboard to another note, and what the user types next lands there. The stacking hint is a state the window
+    // system changes on a mapped window, so the native window is told directly and the widget only takes note.
+    if (flag == Qt::WindowStaysOnTopHint && windowHandle()) {
+        overrideWindowFlags(flags);
+        windowHandle()->setFlags(flags);
+        return;
+    }
+    recreateWithFlags(flags);
+}
+
+void NoteWindow::recreateWithFlags(Qt::WindowFlags flags)
+{
+    // The window type (tool window or not) is fixed when the window is mapped: it takes a new native window, shown
+    // again where it was, and given the keyboard back if it had it.
     const bool wasVisible = isVisible();
-    // Changing window flags re-creates the native window and hides it; show it again where it was.
+    const bool wasActive = isActiveWindow();
+    const bool showsWithoutActivating = testAttribute(Qt::WA_ShowWithoutActivating);
     const QRect geometry = this->geometry();
-    setWindowFlag(flag, on);
+    setWindowFlags(flags);
     setGeometry(geometry);
-    if (wasVisible)
-        show();
+    if (!wasVisible)
+        return;
+    setAttribute(Qt::WA_ShowWithoutActivating, !wasActive);
+    show();
+    setAttribute(Qt::WA_ShowWithoutActivating, showsWithoutActivating);
+    if (wasActive)
+        activateWindow();
 }
 
 void NoteWindow::setFloating(bool floating)
@@ -72,12 +89,10 @@ void NoteWindow::setFloating(bool floating)
 
 void NoteWindow::setToolWindow(bool tool)
 {
-    // Qt::Tool includes Qt::Window, so clearing it must not clear the window bit as well.
+    // Qt::Tool is a window type (it includes Qt::Window): the type is swapped as a whole, never cleared bit by bit.
     if (windowFlags().testFlag(Qt::Tool) == tool)
         return;
-    changeFlags(Qt::Tool, tool);
-    if (!tool)
-        setWindowFlag(Qt::Window, true);
+    recreateWithFlags((windowFlags() & ~Qt::WindowType_Mask) | (tool ? Qt::Tool : Qt::Window));
 }
 
 bool NoteWindow::isFloating() const
@@ -97,12 +112,36 @@ void NoteWindow::showEvent(QShowEvent *event)
 
 bool NoteWindow::eventFilter(QObject *watched, QEvent *event)
 {
-    if (event->type() == QEvent::Expose && watched == windowHandle() && windowHandle()->isExposed()
-        && !m_exposedSinceShown) {
+    if (watched != windowHandle())
+        return QWidget::eventFilter(watched, event);
+    if (event->type() == QEvent::Expose && windowHandle()->isExposed() && !m_exposedSinceShown) {
         m_exposedSinceShown = true;
         m_sinceExposed.start();
     }
+    if (m_liveResize && !m_resizeEdges && windowManagerResizeEnded(*event))
+        endLiveResize();
     return QWidget::eventFilter(watched, event);
+}
+
+bool NoteWindow::windowManagerResizeEnded(const QEvent &event)
+{
+    // A window-manager resize holds the pointer until the button goes up; then Qt hands the window the release
+    // (over whichever of its widgets lies under the pointer), or, when the pointer ended up outside, the next motion
+    // comes with no button down. A pause with the button held ends nothing.
+    if (event.type() == QEvent::MouseButtonRelease)
+        return true;
+    return event.type() == QEvent::MouseMove && static_cast<const QMouseEvent &>(event).buttons() == Qt::NoButton;
+}
+
+void NoteWindow::endLiveResize()
+{
+    m_liveResize = false;
+    Q_EMIT liveResizeEnded();
+}
+
+QColor NoteWindow::edgeColor()
+{
+    return QColor::fromRgbF(0, 0, 0, 0.15f);
 }
 
 void NoteWindow::paintEvent(QPaintEvent *)
@@ -111,7 +150,7 @@ void NoteWindow::paintEvent(QPaintEvent *)
     p.fillRect(rect(), m_background);
     // A hairline border (half a point) of black at 15 %, so that a white note on a white page still has an edge.
     p.setRenderHint(QPainter::Antialiasing);
-    p.setPen(QPen(QColor::fromRgbF(0, 0, 0, 0.15f), 1.0));
+    p.setPen(QPen(edgeColor(), 1.0));
     p.drawRect(QRectF(rect()).adjusted(0.5, 0.5, -0.5, -0.5));
 }
 
@@ -124,8 +163,6 @@ void NoteWindow::moveEvent(QMoveEvent *event)
 void NoteWindow::resizeEvent(QResizeEvent *event)
 {
     QWidget::resizeEvent(event);
-    if (m_liveResize)
-        m_liveResizeEnd.start();
     Q_EMIT resized();
 }
 
@@ -181,7 +218,6 @@ void NoteWindow::beginLiveResize()
 {
     m_userIsPlacing = true;
     m_liveResize = true;
-    m_liveResizeEnd.start();
 }
 
 void NoteWindow::mousePressEvent(QMouseEvent *event)
@@ -226,9 +262,7 @@ void NoteWindow::mouseReleaseEvent(QMouseEvent *event)
 {
     if (m_resizeEdges) {
         m_resizeEdges = {};
-        m_liveResizeEnd.stop();
-        m_liveResize = false;
-        Q_EMIT liveResizeEnded();
+        endLiveResize();
     }
     QWidget::mouseReleaseEvent(event);
 }

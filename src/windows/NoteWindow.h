@@ -4,7 +4,6 @@
 #include <QElapsedTimer>
 #include <QPoint>
 #include <QRect>
-#include <QTimer>
 #include <QWidget>
 
 class TitleBarView;
@@ -24,6 +23,8 @@ public:
     // The area below the title bar; the editor goes in here.
     QWidget *body() const { return m_body; }
 
+    // The hairline edge round the note (the title bar draws its part).
+    static QColor edgeColor();
     void setBackgroundColor(const QColor &color);
     QColor backgroundColor() const { return m_background; }
     void setFloating(bool floating);
@@ -65,9 +66,12 @@ protected:
 
 private:
     void changeFlags(Qt::WindowType flag, bool on);
+    void recreateWithFlags(Qt::WindowFlags flags);
     Qt::Edges edgesAt(const QPoint &position) const;
     void updateCursor(Qt::Edges edges);
     void beginLiveResize();
+    void endLiveResize();
+    static bool windowManagerResizeEnded(const QEvent &event);
 
     TitleBarView *m_titleBar;
     QWidget *m_body;
@@ -80,7 +84,4 @@ private:
     bool m_exposedSinceShown = false;
     QElapsedTimer m_sinceExposed;
     bool m_userIsPlacing = false;
-    // A window-manager resize grabs the pointer, so its end is never seen as a mouse release here: it is taken to
-    // have ended when no resize arrived for a moment.
-    QTimer m_liveResizeEnd;
 };

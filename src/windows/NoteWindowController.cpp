@@ -1,7 +1,6 @@
 #include "windows/NoteWindowController.h"
 
 #include "core/Alerts.h"
-#include "editor/MarkdownStyler.h"
 #include "editor/MarkdownTextView.h"
 #include "notes/NotePalette.h"
 #include "notes/ScreenCoordinates.h"
@@ -10,11 +9,8 @@
 #include "windows/NoteMenu.h"
 #include "windows/NoteWindow.h"
 #include "windows/TitleBarView.h"
-#include "windows/Toast.h"
 
 #include <QContextMenuEvent>
-#include <QDir>
-#include <QFileInfo>
 #include <QGuiApplication>
 #include <QLayout>
 #include <QMenu>
@@ -212,6 +208,7 @@ bool NoteWindowController::platformReportsPositions()
 
 void NoteWindowController::setWindowFrame(const QRectF &fileRect)
 {
+    finishRollAnimation();
     const QRect qtRect = ScreenCoordinates::toQtRect(fileRect, primaryScreenHeight()).toAlignedRect();
     const bool wasSuppressed = m_suppressFrameCallbacks;
     m_suppressFrameCallbacks = true;
@@ -352,6 +349,7 @@ void NoteWindowController::applyAppearance()
 
 void NoteWindowController::applyRolledState(bool animated)
 {
+    finishRollAnimation();
     const bool wasSuppressed = m_suppressFrameCallbacks;
     m_suppressFrameCallbacks = true;
     const NoteMetadata &meta = note().meta;
@@ -371,16 +369,30 @@ void NoteWindowController::applyRolledState(bool animated)
     }
     placed(target);
     if (animated && m_window->isVisible() && target != current) {
-        auto *animation = new QPropertyAnimation(m_window.get(), "geometry", this);
-        animation->setDuration(120);
-        animation->setEndValue(target);
-        connect(animation, &QPropertyAnimation::finished, this,
-            [this, wasSuppressed] { m_suppressFrameCallbacks = wasSuppressed; });
-        animation->start(QAbstractAnimation::DeleteWhenStopped);
+        m_rollAnimation = new QPropertyAnimation(m_window.get(), "geometry", this);
+        m_rollAnimation->setDuration(120);
+        m_rollAnimation->setEndValue(target);
+        m_suppressedBeforeRoll = wasSuppressed;
+        connect(m_rollAnimation, &QPropertyAnimation::finished, this, &NoteWindowController::finishRollAnimation);
+        m_rollAnimation->start(QAbstractAnimation::DeleteWhenStopped);
         return;
     }
     m_window->setGeometry(target);
     m_suppressFrameCallbacks = wasSuppressed;
+}
+
+void NoteWindowController::finishRollAnimation()
+{
+    if (!m_rollAnimation)
+        return;
+    // Whatever comes next (another click on the roll button, a change from the file) starts from the frame the
+    // metadata gave the window, never from one halfway through the animation.
+    QPropertyAnimation *animation = m_rollAnimation;
+    m_rollAnimation = nullptr;
+    const QRect end = animation->endValue().toRect();
+    animation->stop();
+    m_window->setGeometry(end);
+    m_suppressFrameCallbacks = m_suppressedBeforeRoll;
 }
 
 // --- Window operations
@@ -478,13 +490,26 @@ void NoteWindowController::changed(bool rememberStyle)
 
 void NoteWindowController::toggleRolled()
 {
+    finishRollAnimation();
     NoteMetadata &meta = note().meta;
     if (!meta.rolledUp)
-        meta.height = std::max(double(m_window->height()), minContentHeight);
+        rememberUnrolledHeight();
     meta.rolledUp = !meta.rolledUp;
     applyRolledState(true);
     applyAppearance();
     changed(false);
+}
+
+void NoteWindowController::rememberUnrolledHeight()
+{
+    NoteMetadata &meta = note().meta;
+    // A note taller than the screen is shown cut to it: its file keeps the full height.
+    if (displayFrame().height() < frameFor(meta).height())
+        return;
+    const double before = meta.height;
+    meta.height = std::max(double(m_window->height()), minContentHeight);
+    // The note's top edge stays where it is; y is its bottom edge.
+    meta.y += before - meta.height;
 }
 
 void NoteWindowController::toggleFloat()
@@ -574,43 +599,4 @@ void NoteWindowController::revealInFileManager()
 {
     if (m_environment.revealFile)
         m_environment.revealFile(store().filePath(note().filename));
-}
-
-// --- Links
-
-bool NoteWindowController::handleLink(const QString &link)
-{
-    const QUrl url(link);
-    if (const auto target = MarkdownStyler::wikiTarget(url)) {
-        store().followWikiLink(*target, this);
-        return true;
-    }
-    const QString decoded = QUrl::fromPercentEncoding(link.toUtf8());
-    if (decoded.startsWith(QLatin1String("attachments/")))
-        return openAttachmentLink(decoded);
-    const QUrl external = url.isValid() ? url : QUrl::fromUserInput(link);
-    const QString scheme = external.scheme().toLower();
-    if (scheme == QLatin1String("http") || scheme == QLatin1String("https") || scheme == QLatin1String("mailto")) {
-        if (m_environment.openUrl)
-            m_environment.openUrl(external);
-        return true;
-    }
-    return false;
-}
-
-bool NoteWindowController::openAttachmentLink(const QString &decodedLink)
-{
-    const QString folder = QDir::cleanPath(store().folder());
-    const QString path = QDir::cleanPath(folder + QLatin1Char('/') + decodedLink);
-    // A link must not climb out of the workspace ("attachments/../../secret"): such a link is refused silently.
-    if (!path.startsWith(folder + QLatin1Char('/')))
-        return false;
-    if (QFileInfo::exists(path)) {
-        if (m_environment.openUrl)
-            m_environment.openUrl(QUrl::fromLocalFile(path));
-    } else {
-        Toast::show(QStringLiteral("Attachment not found: ") + QFileInfo(path).fileName(), Toast::defaultSeconds,
-            m_window.get());
-    }
-    return true;
 }

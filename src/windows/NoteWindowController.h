@@ -13,6 +13,7 @@ class MarkdownTextView;
 class NoteWindow;
 class PromptRun;
 class QMenu;
+class QPropertyAnimation;
 class QShortcut;
 class TitleBarView;
 
@@ -120,6 +121,8 @@ private:
     void showContextMenu(const QPoint &globalPosition, QMenu *menu);
     void setFontSize(double size);
     void onLiveResize();
+    void finishRollAnimation();
+    void rememberUnrolledHeight();
     void onWindowClosing();
     bool openAttachmentLink(const QString &decodedLink);
     void applyReply(const QString &reply, const QString &promptTitle);
@@ -129,6 +132,9 @@ private:
     std::unique_ptr<NoteWindow> m_window;
     MarkdownTextView *m_textView = nullptr;
     bool m_suppressFrameCallbacks = false;
+    // The roll animation under way, if any, and whether frame changes were suppressed before it began.
+    QPointer<QPropertyAnimation> m_rollAnimation;
+    bool m_suppressedBeforeRoll = false;
     // The geometry the window was last given by this application or, while it was being placed, by the window
     // manager. A move or resize that ends anywhere else, once placement has settled, is the user's.
     QRect m_placedGeometry;

@@ -220,9 +220,7 @@ void SearchWindow::show()
 {
     m_orderStale = true;
     runQuery();
-    m_panel->show();
-    m_panel->raise();
-    m_panel->activateWindow();
+    m_panel->present();
     m_field->setFocus(Qt::OtherFocusReason);
     // Typing replaces the last query; the arrow keys keep it.
     m_field->selectAll();

@@ -1,5 +1,7 @@
 #include "windows/TitleBarView.h"
 
+#include "windows/NoteWindow.h"
+
 #include <QAbstractButton>
 #include <QApplication>
 #include <QContextMenuEvent>
@@ -70,15 +72,26 @@ protected:
             break;
         }
         case Glyph::Pin:
-        case Glyph::PinFilled: {
-            // A push pin: a round head on a short needle.
-            p.drawLine(c + QPointF(0, 0.5), c + QPointF(0, 6));
-            if (m_glyph == Glyph::PinFilled)
-                p.setBrush(color);
-            p.drawEllipse(c + QPointF(0, -2.5), 3.2, 3.2);
+        case Glyph::PinFilled:
+            drawPushPin(p, c, m_glyph == Glyph::PinFilled ? color : QColor(Qt::transparent));
             break;
         }
-        }
+    }
+
+    // A push pin seen from the side and leaning right: a flat cap, a waisted body, a wide collar and the needle.
+    static void drawPushPin(QPainter &p, QPointF centre, const QColor &fill)
+    {
+        QPainterPath head;
+        head.addPolygon(QPolygonF {{-3.5, -6.5}, {3.5, -6.5}, {3.5, -5}, {2, -5}, {2, -1.5}, {4.5, 0.5}, {-4.5, 0.5},
+            {-2, -1.5}, {-2, -5}, {-3.5, -5}});
+        head.closeSubpath();
+        p.save();
+        p.translate(centre);
+        p.rotate(40);
+        p.setBrush(fill);
+        p.drawPath(head);
+        p.drawLine(QPointF(0, 0.5), QPointF(0, 6.5));
+        p.restore();
     }
 
 private:
@@ -126,6 +139,7 @@ void TitleBarView::setTitle(const QString &title)
 void TitleBarView::setBarColor(const QColor &color)
 {
     m_barColor = color;
+    styleTitleEditor();
     update();
 }
 
@@ -133,6 +147,7 @@ void TitleBarView::setUsesLightForeground(bool light)
 {
     m_lightForeground = light;
     refreshButtons();
+    styleTitleEditor();
     update();
 }
 
@@ -174,6 +189,42 @@ void TitleBarView::refreshButtons()
     m_pinButton->setGlyph(m_pinned ? TitleBarButton::Glyph::PinFilled : TitleBarButton::Glyph::Pin);
 }
 
+namespace {
+
+QColor mixed(const QColor &from, const QColor &to, float amount)
+{
+    return QColor::fromRgbF(from.redF() + (to.redF() - from.redF()) * amount,
+        from.greenF() + (to.greenF() - from.greenF()) * amount, from.blueF() + (to.blueF() - from.blueF()) * amount);
+}
+
+QString cssColor(const QColor &color)
+{
+    return QStringLiteral("rgba(%1, %2, %3, %4)")
+        .arg(color.red())
+        .arg(color.green())
+        .arg(color.blue())
+        .arg(color.alphaF());
+}
+
+} // namespace
+
+void TitleBarView::styleTitleEditor()
+{
+    if (!m_titleEditor)
+        return;
+    // The name field belongs to the note: a lighter shade of the bar (the note's body colour on light notes), the
+    // bar's own text colour, and a selection in that text colour's tint, instead of the desktop's white box.
+    const QColor text = foregroundColor();
+    const QColor field = mixed(m_barColor, Qt::white, m_lightForeground ? 0.12f : 0.5f);
+    QColor edge = text;
+    edge.setAlphaF(0.35f);
+    const QColor selection = mixed(field, text, 0.25f);
+    m_titleEditor->setStyleSheet(QStringLiteral("QLineEdit { background: %1; color: %2; border: 1px solid %3; "
+                                                "border-radius: 3px; padding: 0 3px; selection-background-color: %4; "
+                                                "selection-color: %2; }")
+                                     .arg(cssColor(field), cssColor(text), cssColor(edge), cssColor(selection)));
+}
+
 QRect TitleBarView::titleRect() const
 {
     return rect().adjusted(barHeight + 4, 0, -(2 * barHeight + 4), 0);
@@ -200,6 +251,10 @@ void TitleBarView::paintEvent(QPaintEvent *)
     p.fillRect(rect(), m_barColor);
     p.setRenderHint(QPainter::Antialiasing);
     p.setRenderHint(QPainter::TextAntialiasing);
+    // The bar covers the top of the window's hairline edge: it draws that part itself (and, rolled up, the bottom
+    // too), so that the edge runs round the whole note and a rolled-up note on a light page still has one.
+    p.setPen(QPen(NoteWindow::edgeColor(), 1.0));
+    p.drawRect(QRectF(rect()).adjusted(0.5, 0.5, -0.5, m_rolledUp ? -0.5 : 1.0));
 
     QFont font = this->font();
     font.setPixelSize(11);
@@ -314,6 +369,7 @@ void TitleBarView::beginTitleEditing(const QString &name)
         m_titleEditor->setFont(font);
         m_titleEditor->installEventFilter(this);
         connect(m_titleEditor, &QLineEdit::returnPressed, this, [this] { finishTitleEditing(true); });
+        styleTitleEditor();
     }
     m_titleEditor->setText(name);
     layoutChildren();

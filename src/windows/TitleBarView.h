@@ -66,6 +66,7 @@ private:
     void layoutChildren();
     void refreshButtons();
     void finishTitleEditing(bool commit);
+    void styleTitleEditor();
 
     QString m_title;
     QColor m_barColor = QColor(0xE2, 0xDC, 0x95);

@@ -2,8 +2,36 @@
 
 #include <QGuiApplication>
 #include <QPainter>
-#include <QPainterPath>
 #include <QScreen>
+
+namespace {
+
+constexpr int padding = 10;
+constexpr qreal cornerRadius = 8;
+constexpr int textFlags = Qt::AlignCenter;
+
+// The message broken into lines between its words; a word wider than a line (a long file name) is cut in its
+// middle and stands on a line of its own, never broken further.
+QStringList wrappedLines(const QString &text, const QFontMetrics &metrics, int lineWidth)
+{
+    QStringList lines;
+    QString line;
+    for (QString word : text.split(QLatin1Char(' '))) {
+        if (metrics.horizontalAdvance(word) > lineWidth)
+            word = metrics.elidedText(word, Qt::ElideMiddle, lineWidth);
+        const QString longer = line.isEmpty() ? word : line + QLatin1Char(' ') + word;
+        if (!line.isEmpty() && metrics.horizontalAdvance(longer) > lineWidth) {
+            lines.append(line);
+            line = word;
+        } else {
+            line = longer;
+        }
+    }
+    lines.append(line);
+    return lines;
+}
+
+} // namespace
 
 QPointer<Toast> Toast::s_current;
 
@@ -13,18 +41,24 @@ Toast::Toast(const QString &text)
     setAttribute(Qt::WA_DeleteOnClose);
     setAttribute(Qt::WA_ShowWithoutActivating);
     setAttribute(Qt::WA_TransparentForMouseEvents);
-    setWordWrap(true);
-    setAlignment(Qt::AlignCenter);
-    setMargin(10);
     QFont f = font();
     f.setPixelSize(13);
     setFont(f);
-    QPalette pal = palette();
-    pal.setColor(QPalette::WindowText, Qt::white);
-    setPalette(pal);
-    setMaximumWidth(360);
+    fitToText();
     m_timer.setSingleShot(true);
     connect(&m_timer, &QTimer::timeout, this, &QWidget::close);
+}
+
+void Toast::fitToText()
+{
+    const QFontMetrics metrics(font());
+    const QStringList lines = wrappedLines(text(), metrics, maximumWidth - 2 * padding);
+    m_shownText = lines.join(QLatin1Char('\n'));
+    int width = 0;
+    for (const QString &line : lines)
+        width = std::max(width, metrics.horizontalAdvance(line));
+    m_textRect = QRect(padding, padding, width + 1, int(lines.size()) * metrics.lineSpacing());
+    setFixedSize(m_textRect.width() + 2 * padding, m_textRect.height() + 2 * padding);
 }
 
 Toast *Toast::show(const QString &text, double seconds, QWidget *over)
@@ -32,12 +66,8 @@ Toast *Toast::show(const QString &text, double seconds, QWidget *over)
     if (s_current)
         s_current->close();
     auto *toast = new Toast(text);
-    toast->adjustSize();
     toast->placeOver(over);
-    // Rounded by a mask, not by translucency: without a compositor translucent corners paint black.
-    QPainterPath path;
-    path.addRoundedRect(QRectF(toast->rect()), 8, 8);
-    toast->setMask(QRegion(path.toFillPolygon().toPolygon()));
+    toast->takeBackground();
     toast->QWidget::show();
     toast->m_timer.start(int(seconds * 1000));
     s_current = toast;
@@ -66,9 +96,30 @@ void Toast::placeOver(QWidget *over)
     move(box.topLeft());
 }
 
-void Toast::paintEvent(QPaintEvent *event)
+void Toast::takeBackground()
+{
+    // The corners outside the rounded box must show what lies behind the toast. Without a compositor (a plain X11
+    // desktop) a translucent window paints them black, and a window mask cuts them with jagged steps: the screen
+    // behind is copied instead and painted under the box. Where the screen cannot be read (Wayland), compositing
+    // is always there and the window is translucent.
+    QScreen *screen = QGuiApplication::screenAt(geometry().center());
+    if (screen && QGuiApplication::platformName() == QLatin1String("xcb")) {
+        const QRect local = geometry().translated(-screen->geometry().topLeft());
+        m_background = screen->grabWindow(0, local.x(), local.y(), local.width(), local.height());
+    }
+    setAttribute(Qt::WA_TranslucentBackground, m_background.isNull());
+}
+
+void Toast::paintEvent(QPaintEvent *)
 {
     QPainter p(this);
-    p.fillRect(rect(), QColor(40, 40, 40, 235));
-    QLabel::paintEvent(event);
+    if (!m_background.isNull())
+        p.drawPixmap(rect(), m_background);
+    p.setRenderHint(QPainter::Antialiasing);
+    p.setPen(Qt::NoPen);
+    p.setBrush(QColor(40, 40, 40, 235));
+    p.drawRoundedRect(QRectF(rect()), cornerRadius, cornerRadius);
+    p.setPen(Qt::white);
+    p.setFont(font());
+    p.drawText(m_textRect, textFlags, m_shownText);
 }

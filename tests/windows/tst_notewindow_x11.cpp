@@ -37,6 +37,34 @@ private:
 
 const QString note = u"Drag me.md"_qs;
 
+// The stacking states (_NET_WM_STATE) the window manager keeps for a window.
+QString windowStates(WId window)
+{
+    QProcess xprop;
+    xprop.start(u"xprop"_qs, {u"-id"_qs, QString::number(window), u"_NET_WM_STATE"_qs});
+    return xprop.waitForFinished(10000) ? QString::fromUtf8(xprop.readAllStandardOutput()) : QString();
+}
+
+// The managed windows, bottom to top.
+QList<WId> stackingOrder()
+{
+    QProcess xprop;
+    xprop.start(u"xprop"_qs, {u"-root"_qs, u"_NET_CLIENT_LIST_STACKING"_qs});
+    if (!xprop.waitForFinished(10000))
+        return {};
+    QList<WId> windows;
+    const QString ids = QString::fromUtf8(xprop.readAllStandardOutput()).section(u'#', 1);
+    for (const QString &id : ids.split(u',', Qt::SkipEmptyParts))
+        windows.append(id.trimmed().toULongLong(nullptr, 16));
+    return windows;
+}
+
+// The window manager's frame around a client window: the client's id is what the stacking list names.
+WId clientWindow(const QWidget *widget)
+{
+    return widget->windowHandle() ? widget->windowHandle()->winId() : 0;
+}
+
 } // namespace
 
 class TestNoteWindowX11 : public QObject {
@@ -96,6 +124,67 @@ private Q_SLOTS:
         QTRY_COMPARE(m_c->window()->height(), 220);
         QCOMPARE(m_c->window()->geometry().top(), top);
         QVERIFY(!m_workspace->propertyLine(note).contains(u"rolled"_qs));
+    }
+
+    // Floating a note changes how it stacks, nothing else: the keyboard stays with it, and what the user types next
+    // lands in that note's file, not in another one's.
+    void floatingKeepsTheKeyboard()
+    {
+        NoteWindowController *other
+            = m_workspace->openNote(u"Other.md"_qs, u"x600 y300 w300 h220 z2"_qs, u"other\n"_qs);
+        QVERIFY(other);
+        QVERIFY(clickAt(m_c->textView()->viewport()->mapToGlobal(QPoint(150, 100))));
+        QTRY_VERIFY(m_c->window()->isActiveWindow() && m_c->textView()->hasFocus());
+        m_c->toggleFloat();
+        QVERIFY(QTest::qWaitForWindowExposed(m_c->window()));
+        QVERIFY(typeText(u"xyz"_qs));
+        QTRY_VERIFY(m_c->note().body.contains(u"xyz"_qs));
+        m_workspace->store->flushAllSaves();
+        QVERIFY(readFile(m_workspace->path(note)).contains(u"xyz"_qs));
+        QCOMPARE(readBytes(m_workspace->path(u"Other.md"_qs)),
+            StoreTest::noteText(u"x600 y300 w300 h220 z2"_qs, u"other\n"_qs));
+        QTRY_VERIFY(windowStates(m_c->window()->winId()).contains(u"_NET_WM_STATE_ABOVE"_qs));
+    }
+
+    // The size shows in the title bar from the press on an edge to the release, however long the user holds still.
+    void sizeShowsForTheWholeResize()
+    {
+        NoteWindow *window = m_c->window();
+        const QPoint corner = window->mapToGlobal(QPoint(window->width() - 2, window->height() - 2));
+        QVERIFY(movePointer(corner));
+        QSignalSpy ended(window, &NoteWindow::liveResizeEnded);
+        PointerGrabCounter grabs;
+        QVERIFY(xdotool({u"mousedown"_qs, u"1"_qs}));
+        if (windowManagerRunning())
+            QTRY_VERIFY_WITH_TIMEOUT(grabs.count() > 0, 20000);
+        QVERIFY(movePointer(corner + QPoint(40, 30)));
+        QTRY_COMPARE(m_c->titleBar()->title(), u"340 × 250"_qs);
+        QVERIFY(!ended.wait(1000)); // holding still, the button down
+        QCOMPARE(m_c->titleBar()->title(), u"340 × 250"_qs);
+        QVERIFY(movePointer(corner + QPoint(60, 30)));
+        QTRY_COMPARE(m_c->titleBar()->title(), u"360 × 250"_qs);
+        QVERIFY(xdotool({u"mouseup"_qs, u"1"_qs}));
+        QTRY_COMPARE(m_c->titleBar()->title(), u"Drag me"_qs);
+        QCOMPARE(ended.count(), 1);
+        QVERIFY(m_workspace->propertyLine(note).contains(u" w360 h250 "_qs));
+    }
+
+    // The colour panel (like every dialog of the application) opens above a note that floats on top.
+    void colourPanelOpensAboveAFloatingNote()
+    {
+        m_c->toggleFloat();
+        QTRY_VERIFY(windowStates(m_c->window()->winId()).contains(u"_NET_WM_STATE_ABOVE"_qs));
+        m_c->pickCustomColor();
+        QWidget *panel = QApplication::activeModalWidget();
+        for (QWidget *window : QApplication::topLevelWidgets())
+            if (window->inherits("QColorDialog") && window->isVisible())
+                panel = window;
+        QVERIFY(panel);
+        QVERIFY(QTest::qWaitForWindowExposed(panel));
+        QTRY_VERIFY(stackingOrder().contains(clientWindow(panel)));
+        QTRY_VERIFY(
+            stackingOrder().indexOf(clientWindow(panel)) > stackingOrder().indexOf(clientWindow(m_c->window())));
+        panel->close();
     }
 
     // Notes off the screen, larger than it, at fractional positions, with the "keep" alias or stacked exactly on top of

@@ -8,7 +8,9 @@
 #include <QApplication>
 #include <QColorDialog>
 #include <QMenu>
+#include <QSignalSpy>
 #include <QStandardPaths>
+#include <QToolTip>
 #include <QtTest/qtestspontaneevent.h>
 
 namespace {
@@ -111,6 +113,65 @@ private Q_SLOTS:
         QVERIFY(c->note().meta.floatOnTop);
         QVERIFY(c->window()->windowFlags().testFlag(Qt::WindowStaysOnTopHint));
         QVERIFY(m_workspace->propertyLine(u"a.md"_qs).endsWith(u" float\""_qs));
+    }
+
+    // Clicks on the roll button that come while the window is still animating: each starts from the frame the file
+    // gives, so the note ends rolled up with its height and top edge as they were.
+    void quickRollTogglesKeepTheFrame()
+    {
+        NoteWindowController *c = open(u"a.md"_qs, u"x200 y300 w300 h240"_qs);
+        c->toggleRolled();
+        c->toggleRolled();
+        QSignalSpy frames(c->window(), &NoteWindow::resized);
+        QVERIFY(frames.wait()); // the window is unrolling
+        c->toggleRolled();
+        QTRY_COMPARE(c->window()->geometry(), qtRect(QRectF(200, 520, 300, 20)).toRect());
+        const QString line = m_workspace->propertyLine(u"a.md"_qs);
+        QVERIFY2(
+            line.startsWith(u"tackpad: \"x200 y300 w300 h240 "_qs) && line.endsWith(u" rolled\""_qs), qPrintable(line));
+    }
+
+    // Tool tips of the title bar show over a note that is not the active window, too.
+    void titleBarToolTipsShowOnEveryNote()
+    {
+        NoteWindowController *a = open(u"a.md"_qs, u"x100 y300 w300 h200"_qs);
+        NoteWindowController *b = open(u"b.md"_qs, u"x500 y300 w300 h200"_qs);
+        b->window()->activateWindow();
+        QTRY_VERIFY(b->window()->isActiveWindow());
+        QWidget *pin = a->titleBar()->childAt(a->titleBar()->width() - 32, 10);
+        QVERIFY(pin);
+        QTest::mouseMove(pin, pin->rect().center());
+        QTRY_VERIFY(QToolTip::isVisible());
+        QCOMPARE(QToolTip::text(), u"Float on Top"_qs);
+    }
+
+    void toastFitsItsMessage_data()
+    {
+        QTest::addColumn<QString>("message");
+        QTest::addColumn<QString>("shownStart");
+        QTest::addColumn<QString>("shownEnd");
+        QTest::addColumn<int>("lines");
+        QTest::newRow("short message on one line")
+            << u"Attachment not found: a.png"_qs << u"Attachment not found: a.png"_qs << QString() << 1;
+        QTest::newRow("long name cut in its middle")
+            << u"Attachment not found: "_qs + QString(120, u'x') + u"-end.png"_qs << u"Attachment not found:\nxxx"_qs
+            << u"xx-end.png"_qs << 2;
+    }
+
+    void toastFitsItsMessage()
+    {
+        QFETCH(QString, message);
+        QFETCH(QString, shownStart);
+        QFETCH(QString, shownEnd);
+        QFETCH(int, lines);
+        const Toast *toast = Toast::show(message);
+        QCOMPARE(toast->text(), message); // what the user was told, whole
+        QVERIFY2(toast->shownText().startsWith(shownStart) && toast->shownText().endsWith(shownEnd),
+            qPrintable(toast->shownText()));
+        QCOMPARE(toast->shownText().contains(u'…'), !shownEnd.isEmpty());
+        const int lineHeight = QFontMetrics(toast->font()).lineSpacing();
+        QCOMPARE((toast->height() - 10) / lineHeight, lines); // the padding is less than a line
+        QVERIFY(toast->width() <= Toast::maximumWidth);
     }
 
     // A note has no close button of its own: closing it from outside (a window manager's Close) hides it.
@@ -242,6 +303,8 @@ private Q_SLOTS:
             << u"attachments/gone.png"_qs << true << QString() << u"Attachment not found: gone.png"_qs;
         QTest::newRow("attachment climbing out refused")
             << u"attachments/../../x.txt"_qs << false << QString() << QString();
+        QTest::newRow("attachment leaving its folder refused")
+            << u"attachments/../x.txt"_qs << false << QString() << QString();
     }
 
     void links()
@@ -252,6 +315,7 @@ private Q_SLOTS:
         QFETCH(QString, toast);
         QDir(m_workspace->folder).mkpath(u"attachments"_qs);
         writeInPlace(m_workspace->path(u"attachments/pic 1.png"_qs), "png");
+        writeInPlace(m_workspace->path(u"x.txt"_qs), "beside the notes");
         NoteWindowController *c = open(u"a.md"_qs, u"x1"_qs);
         if (Toast::current())
             Toast::current()->close();
@@ -259,8 +323,7 @@ private Q_SLOTS:
         const QUrl expected
             = opened.startsWith(u"attachments/"_qs) ? QUrl::fromLocalFile(m_workspace->path(opened)) : QUrl(opened);
         QCOMPARE(m_opened, opened.isEmpty() ? QList<QUrl> {} : QList<QUrl> {expected});
-        if (!toast.isEmpty())
-            QCOMPARE(Toast::current() ? Toast::current()->text() : QString(), toast);
+        QCOMPARE(Toast::current() && Toast::current()->isVisible() ? Toast::current()->text() : QString(), toast);
     }
 
 private:

@@ -17,6 +17,7 @@
 #include <QLabel>
 #include <QLineEdit>
 #include <QPushButton>
+#include <QScreen>
 #include <QSignalSpy>
 #include <QStandardItemModel>
 #include <QStandardPaths>
@@ -258,9 +259,8 @@ private Q_SLOTS:
         QCOMPARE(rows(m_hiddenNotes->table()), QStringList({"apple", "Note 2", "note 10"}));
         QVERIFY(m_hiddenNotes->emptyLabel()->isHidden());
         QVERIFY(m_hiddenNotes->unhideAllButton()->isEnabled());
-        QVERIFY(!m_hiddenNotes->unhideButton()->isEnabled());
+        QVERIFY(m_hiddenNotes->unhideButton()->isEnabled()); // the first row is chosen from the start
         m_hiddenNotes->table()->selectRow(1);
-        QVERIFY(m_hiddenNotes->unhideButton()->isEnabled());
 
         // Hiding a note from its window lists it; the selected note stays selected.
         windowed(controller("Aardvark"))->hideNote();
@@ -274,6 +274,8 @@ private Q_SLOTS:
         QTest::addColumn<QStringList>("unhidden");
         QTest::addColumn<QStringList>("remaining");
 
+        QTest::newRow("nominal: return at once on the first row")
+            << "return" << QStringList {"Alpha"} << QStringList {"Beta", "Delta", "Gamma"};
         QTest::newRow("nominal: double-click on one row")
             << "double-click" << QStringList {"Beta"} << QStringList {"Alpha", "Delta", "Gamma"};
         // Both, although unhiding the first one already reloads the list.
@@ -294,7 +296,9 @@ private Q_SLOTS:
         m_hiddenNotes->show();
         QTableView *table = m_hiddenNotes->table();
         QSignalSpy changes(m_current, &NoteStore::notesChanged);
-        if (how == QLatin1String("double-click")) {
+        if (how == QLatin1String("return")) {
+            QTest::keyClick(table, Qt::Key_Return);
+        } else if (how == QLatin1String("double-click")) {
             doubleClickRow(table, 1);
         } else if (how == QLatin1String("selected")) {
             for (const int row : {0, 3})
@@ -316,6 +320,27 @@ private Q_SLOTS:
         QCOMPARE(m_hiddenNotes->emptyLabel()->isHidden(), !remaining.isEmpty());
         QCOMPARE(m_hiddenNotes->unhideAllButton()->isEnabled(), !remaining.isEmpty());
         QVERIFY(!m_hiddenNotes->unhideButton()->isEnabled());
+    }
+
+    void panelsOpenWhollyOnScreen_data()
+    {
+        QTest::addColumn<bool>("search");
+        QTest::newRow("nominal: search panel") << true;
+        QTest::newRow("nominal: hidden-notes panel") << false;
+    }
+
+    // A panel left hanging off the screen's edge comes back wholly on the screen.
+    void panelsOpenWhollyOnScreen()
+    {
+        QFETCH(bool, search);
+        const auto show = [&] { search ? m_search->show() : m_hiddenNotes->show(); };
+        DismissablePanel *panel = search ? m_search->panel() : m_hiddenNotes->panel();
+        show();
+        panel->cancel();
+        const QRect area = panel->screen()->availableGeometry();
+        panel->move(area.bottomRight() - QPoint(50, 50));
+        show();
+        QVERIFY2(area.contains(panel->frameGeometry()), qPrintable(QDebug::toString(panel->frameGeometry())));
     }
 
     void panelsFollowAWorkspaceSwitch()
