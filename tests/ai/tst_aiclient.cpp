@@ -36,7 +36,6 @@ private Q_SLOTS:
     void init()
     {
         m_fake = std::make_unique<FakeAnthropic>();
-        qputenv(AIClient::baseUrlVariable, m_fake->url().toEncoded());
         m_client = std::make_unique<AIClient>();
         // Waits pass at once and are only recorded: no test waits in real time.
         AIClient::Timing timing;
