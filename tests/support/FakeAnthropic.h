@@ -27,8 +27,7 @@ public:
         bool cutOff = false;
     };
     struct Request {
-        QByteArray method;
-        QByteArray path;
+        QByteArray line; // "POST /v1/messages HTTP/1.1"
         QHash<QByteArray, QByteArray> headers; // names in lower case
         QByteArray body;
         QJsonObject json() const { return QJsonDocument::fromJson(body).object(); }
@@ -90,9 +89,7 @@ private:
             return;
         Request request;
         const QList<QByteArray> lines = buffer.left(headerEnd).split('\n');
-        const QList<QByteArray> requestLine = lines.value(0).trimmed().split(' ');
-        request.method = requestLine.value(0);
-        request.path = requestLine.value(1);
+        request.line = lines.value(0).trimmed();
         for (const QByteArray &line : lines.mid(1)) {
             const qsizetype colon = line.indexOf(':');
             request.headers.insert(line.left(colon).trimmed().toLower(), line.mid(colon + 1).trimmed());
