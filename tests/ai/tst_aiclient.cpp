@@ -36,7 +36,6 @@ private Q_SLOTS:
     void init()
     {
         m_fake = std::make_unique<FakeAnthropic>();
-        qputenv(AIClient::baseUrlVariable, m_fake->url().toEncoded());
         m_client = std::make_unique<AIClient>();
         // Waits pass at once and are only recorded: no test waits in real time.
         AIClient::Timing timing;
@@ -71,7 +70,7 @@ private Q_SLOTS:
 
         QCOMPARE(m_fake->requests().size(), 1);
         const FakeAnthropic::Request &request = m_fake->requests().first();
-        QCOMPARE(request.method + ' ' + request.path, "POST " + path);
+        QCOMPARE(request.line, "POST " + path + " HTTP/1.1");
         QCOMPARE(request.headers.value("x-api-key"), QByteArray("sk-test-key"));
         // The note's text as it stands, blank lines and spaces included.
         QCOMPARE(request.json(),

@@ -58,7 +58,6 @@ private Q_SLOTS:
             Toast::current()->close();
         QDir(PromptTest::trash()).removeRecursively();
         m_fake = std::make_unique<FakeAnthropic>();
-        qputenv(AIClient::baseUrlVariable, m_fake->url().toEncoded());
         m_client = std::make_unique<AIClient>();
         NoteWindowEnvironment environment;
         environment.aiClient = m_client.get();
@@ -96,7 +95,7 @@ private Q_SLOTS:
         // The file as it stands when the reply comes (showing a window raises it, which is saved too).
         m_workspace->store->flushAllSaves();
         const QString before = readFile(path(u"Meeting.md"_qs));
-        m_fake->enqueue(FakeAnthropic::text(u"- new item"_qs));
+        m_fake->enqueue({FakeAnthropic::text(u"- new item"_qs)});
         m_fake->release();
         QTRY_VERIFY(!m_note->aiRequestInFlight());
         QCOMPARE(m_note->textView()->markdown(), u"- new item"_qs);
@@ -157,7 +156,7 @@ private Q_SLOTS:
         QDir().mkpath(QFileInfo(cache).path());
         writeFile(cache, u"in the way"_qs);
         QTest::ignoreMessage(QtWarningMsg, QRegularExpression(u"^TackPad: pre-AI backup failed: "_qs));
-        m_fake->enqueue(FakeAnthropic::text(u"reply"_qs));
+        m_fake->enqueue({FakeAnthropic::text(u"reply"_qs)});
         m_note->applyPrompt(u"Summarise.md"_qs);
         QTRY_COMPARE(m_note->note().body, u"reply"_qs);
         QFile::remove(cache);
@@ -185,7 +184,7 @@ private Q_SLOTS:
             NoteWindowController::PromptOutcome::Cancelled);
         QVERIFY(!m_note->aiRequestInFlight());
         QCOMPARE(toastText(), QString()); // "Thinking…" goes, and no error comes
-        m_fake->enqueue(FakeAnthropic::text(u"too late"_qs));
+        m_fake->enqueue({FakeAnthropic::text(u"too late"_qs)});
         m_fake->release();
         QCOMPARE(m_fake->requests().size(), 1);
 
@@ -206,7 +205,7 @@ private Q_SLOTS:
         QSignalSpy finished(m_note, &NoteWindowController::aiRequestFinished);
         m_workspace->store->shutdown(); // what switching workspaces or quitting does to every note
         QCOMPARE(finished.size(), 1);
-        m_fake->enqueue(FakeAnthropic::text(u"too late"_qs));
+        m_fake->enqueue({FakeAnthropic::text(u"too late"_qs)});
         m_fake->release();
         QCOMPARE(readFile(path(u"Meeting.md"_qs)), before);
         QVERIFY(QDir(PromptTest::trashed()).isEmpty());
@@ -222,7 +221,7 @@ private Q_SLOTS:
         m_workspace->store->flushAllSaves();
         const QString outside = meetingFile + u"- old item\n- added elsewhere\n"_qs;
         writeFile(path(u"Meeting.md"_qs), outside);
-        m_fake->enqueue(FakeAnthropic::text(u"summary"_qs));
+        m_fake->enqueue({FakeAnthropic::text(u"summary"_qs)});
         m_fake->release();
         QTRY_COMPARE(m_note->note().body, u"summary"_qs);
         QCOMPARE(readFile(PromptTest::trashed(u"Meeting (before AI).md"_qs)), outside);

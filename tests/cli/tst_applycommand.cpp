@@ -43,7 +43,6 @@ private Q_SLOTS:
     void init()
     {
         m_fake = std::make_unique<FakeAnthropic>();
-        qputenv(AIClient::baseUrlVariable, m_fake->url().toEncoded());
         m_dir = std::make_unique<QTemporaryDir>();
         makeWorkspace(m_dir->path());
         QDir(PromptTest::trash()).removeRecursively();
@@ -135,7 +134,7 @@ private Q_SLOTS:
         if (!sameWorkspace)
             makeWorkspace(m_other->path());
         startRunningInstance(sameWorkspace ? m_dir->path() : m_other->path());
-        m_fake->enqueue(FakeAnthropic::text(u"- summary"_qs));
+        m_fake->enqueue({FakeAnthropic::text(u"- summary"_qs)});
 
         // The key of the command's environment travels with the command.
         const Finished finished = apply({u"Summarise"_qs, u"Meeting"_qs}, u"sk-env"_qs);

@@ -1,8 +1,8 @@
 // The adapter over a QTextDocument: formats equal to the pure rules after any edit, hidden markers that take no room,
 // paragraph formats that leave undo alone, and restyling that never reports a text change.
-#include "StyleDump.h"
 #include "editor/HiddenFont.h"
 #include "editor/MarkdownHighlighter.h"
+#include "editor/MarkdownStyler.h"
 #include "editor/StyledBlockData.h"
 
 #include <QAbstractTextDocumentLayout>

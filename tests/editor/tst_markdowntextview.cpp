@@ -1,5 +1,4 @@
 // The editor view driven like a user does: keys, clicks, pastes and drops, with the text and undo history checked.
-#include "DrawnText.h"
 #include "editor/MarkdownHighlighter.h"
 #include "editor/MarkdownTextView.h"
 #include "support/TextFiles.h"
@@ -23,19 +22,34 @@ public:
     using MarkdownTextView::insertFromMimeData;
 };
 
-void load(MarkdownTextView &view, const QString &drawn)
+// Texts with the selection drawn in, so that an expectation reads like the editor looks: "|" for the caret, or "["
+// ... "]" around a selection (the first "[" and the last "]" of the text).
+void load(MarkdownTextView &view, QString text)
 {
-    const DrawnText::Selection s = DrawnText::read(drawn);
-    view.setMarkdown(s.text);
+    qsizetype anchor = text.indexOf(u'|');
+    qsizetype position = anchor;
+    if (anchor >= 0) {
+        text.remove(anchor, 1);
+    } else {
+        anchor = text.indexOf(u'[');
+        text.remove(anchor, 1);
+        position = text.lastIndexOf(u']');
+        text.remove(position, 1);
+    }
+    view.setMarkdown(text);
     QTextCursor cursor(view.document());
-    cursor.setPosition(int(s.anchor));
-    cursor.setPosition(int(s.position), QTextCursor::KeepAnchor);
+    cursor.setPosition(int(anchor));
+    cursor.setPosition(int(position), QTextCursor::KeepAnchor);
     view.setTextCursor(cursor);
 }
 
 QString drawn(const MarkdownTextView &view)
 {
-    return DrawnText::draw(view.markdown(), view.textCursor().anchor(), view.textCursor().position());
+    const QTextCursor cursor = view.textCursor();
+    QString text = view.markdown();
+    if (!cursor.hasSelection())
+        return text.insert(cursor.position(), u'|');
+    return text.insert(cursor.selectionEnd(), u']').insert(cursor.selectionStart(), u'[');
 }
 
 // The middle of the glyph of the character at position, in viewport coordinates.

@@ -64,7 +64,14 @@ public:
     }
 
     // Empty when the process quit by itself with status 0; otherwise what went wrong.
-    QString quitProblem(QProcess *process) const;
+    QString quitProblem(QProcess *process) const
+    {
+        if (!process->waitForFinished(patienceMs) && process->state() != QProcess::NotRunning)
+            return u"Tackpad did not quit; its output:\n"_qs + m_log.right(2000);
+        if (process->exitStatus() != QProcess::NormalExit || process->exitCode() != 0)
+            return u"Tackpad ended with status %1; its output:\n"_qs.arg(process->exitCode()) + m_log.right(2000);
+        return {};
+    }
 
 private:
     QProcessEnvironment environment() const
@@ -120,13 +127,4 @@ inline bool chooseFolderInPanel(const QString &folder, const QString &expectedFi
     if (!QTest::qWaitFor([&] { return QFile::exists(expectedFile); }, 3000) && windowShows(panel, 0))
         pressKeys(u"Return"_qs);
     return QTest::qWaitFor([&] { return QFile::exists(expectedFile); }, RunningApp::patienceMs);
-}
-
-inline QString RunningApp::quitProblem(QProcess *process) const
-{
-    if (!process->waitForFinished(patienceMs) && process->state() != QProcess::NotRunning)
-        return u"Tackpad did not quit; its output:\n"_qs + m_log.right(2000);
-    if (process->exitStatus() != QProcess::NormalExit || process->exitCode() != 0)
-        return u"Tackpad ended with status %1; its output:\n"_qs.arg(process->exitCode()) + m_log.right(2000);
-    return {};
 }

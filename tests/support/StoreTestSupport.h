@@ -96,13 +96,6 @@ private:
     std::shared_ptr<QStringList> m_log;
 };
 
-inline NoteStore::ControllerFactory recordingFactory(std::shared_ptr<QStringList> log)
-{
-    return [log](std::unique_ptr<Note> note, NoteStore &store, const QString &lastDiskContent) {
-        return std::make_unique<RecordingController>(std::move(note), store, lastDiskContent, log);
-    };
-}
-
 // Answers alerts with the scripted button indexes (0 when the script has run out) and keeps what it was shown.
 class ScriptedAlertPresenter : public AlertPresenter {
 public:
@@ -119,17 +112,13 @@ public:
 // A workspace folder and a settings file, both temporary, and a store on them.
 struct Workspace {
     QTemporaryDir root;
-    QString folder;
+    QString folder = root.path() + QLatin1String("/notes");
     Settings config {root.path() + QLatin1String("/settings.ini")};
     std::shared_ptr<QStringList> log = std::make_shared<QStringList>();
     ScriptedAlertPresenter alerts;
     std::unique_ptr<NoteStore> store;
 
-    Workspace()
-    {
-        folder = root.path() + QLatin1String("/notes");
-        QDir().mkpath(folder);
-    }
+    Workspace() { QDir().mkpath(folder); }
 
     QString path(const QString &name) const { return folder + QLatin1Char('/') + name; }
     QStringList files() const { return QDir(folder).entryList(QDir::Files | QDir::Hidden); }
@@ -145,7 +134,9 @@ struct Workspace {
     NoteStore &open(bool watch = false)
     {
         store = std::make_unique<NoteStore>(folder, config);
-        store->setControllerFactory(recordingFactory(log));
+        store->setControllerFactory([log = log](std::unique_ptr<Note> note, NoteStore &owner, const QString &lastDisk) {
+            return std::make_unique<RecordingController>(std::move(note), owner, lastDisk, log);
+        });
         store->setAlertPresenter(&alerts);
         store->rescan();
         if (watch)
