@@ -2,8 +2,11 @@
 // against a plain QSyntaxHighlighter floor, one keystroke, the caret moving to another paragraph, and a fence opened
 // in the middle of the long note. Targets (medians): full restyle at most twice the floor; a keystroke at most 2 ms
 // (long) and 0.5 ms (short); a caret move at most 3 ms; opening a fence at most 15 ms, and its restyle to completion
-// at most twice a three-format highlighter's in a QTextEdit, with no slice over 16 ms.
+// at most twice a three-format highlighter's in a QTextEdit, with no slice over 16 ms. Within one long paragraph:
+// styling grows linearly with its length, and a keystroke in a 100,000-character paragraph dense with markers costs
+// at most twice a plain QTextEdit's.
 #include "editor/MarkdownHighlighter.h"
+#include "editor/MarkdownStyler.h"
 #include "editor/MarkdownTextView.h"
 
 #include <QAbstractTextDocumentLayout>
@@ -183,21 +186,27 @@ void sendKey(QWidget *widget, int key, const QString &text)
     QCoreApplication::sendEvent(widget, &release);
 }
 
+// Types a letter where the caret is and takes it back outside the timing.
+void typeAndUndo(benchmark::State &state, QTextEdit *view)
+{
+    const int length = view->document()->characterCount();
+    for (auto _ : state) {
+        sendKey(view, Qt::Key_A, QStringLiteral("a"));
+        state.PauseTiming();
+        if (view->document()->characterCount() != length + 1)
+            state.SkipWithError("the keystroke did not reach the text");
+        sendKey(view, Qt::Key_Backspace, QString());
+        state.ResumeTiming();
+    }
+}
+
 void keystroke(benchmark::State &state, const QString &note)
 {
     const auto view = editorWith(note);
     QTextCursor caret(middleParagraph(view->document()));
     caret.movePosition(QTextCursor::EndOfWord);
     view->setTextCursor(caret);
-    const int length = view->document()->characterCount();
-    for (auto _ : state) {
-        sendKey(view.get(), Qt::Key_A, QStringLiteral("a"));
-        state.PauseTiming();
-        if (view->document()->characterCount() != length + 1)
-            state.SkipWithError("the keystroke did not reach the text");
-        sendKey(view.get(), Qt::Key_Backspace, QString());
-        state.ResumeTiming();
-    }
+    typeAndUndo(state, view.get());
 }
 
 void keystrokeLong(benchmark::State &state)
@@ -363,6 +372,73 @@ void openFenceLongUntilComplete(benchmark::State &state)
     openFence(state, true);
 }
 
+// One paragraph of 100,000 characters dense with markers of every inline kind, some of them left unpaired.
+const QString &denseParagraph()
+{
+    static const QString paragraph = [] {
+        const QStringList pieces = {QStringLiteral("*one* "), QStringLiteral("**two** "), QStringLiteral("_three_ "),
+            QStringLiteral("`code` "), QStringLiteral("[link](https://example.com/a) "), QStringLiteral("#tag "),
+            QStringLiteral("~~gone~~ "), QStringLiteral("==marked== "), QStringLiteral("[[Other note]] "),
+            QStringLiteral("*open "), QStringLiteral("close_ "), QStringLiteral("a**b "), QStringLiteral("snake_case "),
+            QStringLiteral("https://example.com/x* "), QStringLiteral("***all*** ")};
+        QRandomGenerator random(11);
+        QString out;
+        while (out.size() < 100000)
+            out += pieces[random.bounded(pieces.size())];
+        out.truncate(100000);
+        return out;
+    }();
+    return paragraph;
+}
+
+// Many openers of one kind before many closers of the other: no opener of the right kind is ever found, and a
+// matcher that searches the whole stack for each closer is quadratic in the paragraph's length.
+const QString &unmatchedEmphasisParagraph()
+{
+    static const QString paragraph = QStringLiteral("*a ").repeated(12500) + QStringLiteral("b_ ").repeated(12500);
+    return paragraph;
+}
+
+void styleWhole(benchmark::State &state, const QString &text)
+{
+    for (auto _ : state)
+        benchmark::DoNotOptimize(MarkdownStyler::style(text, std::nullopt, MarkdownStyler::TextRange {}));
+}
+
+void styleUnmatchedEmphasis(benchmark::State &state)
+{
+    styleWhole(state, unmatchedEmphasisParagraph());
+}
+
+void styleDenseParagraph(benchmark::State &state)
+{
+    styleWhole(state, denseParagraph());
+}
+
+// A keystroke in the middle of the dense paragraph, in the editor and (the floor) in a plain QTextEdit.
+void keystrokeDenseParagraph(benchmark::State &state)
+{
+    const auto view = editorWith(denseParagraph());
+    QTextCursor caret(view->document());
+    caret.setPosition(int(denseParagraph().size() / 2));
+    view->setTextCursor(caret);
+    typeAndUndo(state, view.get());
+}
+
+void keystrokeDenseParagraphFloor(benchmark::State &state)
+{
+    QTextEdit view;
+    view.setAcceptRichText(false);
+    view.resize(400, 600);
+    view.setPlainText(denseParagraph());
+    view.show();
+    QCoreApplication::processEvents();
+    QTextCursor caret(view.document());
+    caret.setPosition(int(denseParagraph().size() / 2));
+    view.setTextCursor(caret);
+    typeAndUndo(state, &view);
+}
+
 } // namespace
 
 BENCHMARK(fullStyleFloor)->Unit(benchmark::kMillisecond)->UseRealTime();
@@ -374,6 +450,10 @@ BENCHMARK(openFenceLong)->Unit(benchmark::kMillisecond)->UseRealTime();
 BENCHMARK(openFenceLongUntilComplete)->Unit(benchmark::kMillisecond)->UseRealTime();
 BENCHMARK(openFenceLongFloor)->Unit(benchmark::kMillisecond)->UseRealTime();
 BENCHMARK(openFenceLongOnEventLoop)->Unit(benchmark::kMillisecond)->UseRealTime();
+BENCHMARK(styleUnmatchedEmphasis)->Unit(benchmark::kMillisecond)->UseRealTime();
+BENCHMARK(styleDenseParagraph)->Unit(benchmark::kMillisecond)->UseRealTime();
+BENCHMARK(keystrokeDenseParagraph)->Unit(benchmark::kMillisecond)->UseRealTime();
+BENCHMARK(keystrokeDenseParagraphFloor)->Unit(benchmark::kMillisecond)->UseRealTime();
 
 int main(int argc, char **argv)
 {

@@ -253,14 +253,27 @@ private:
     {
         const QList<EmphasisSpan> spans
             = emphasisSpans(m_line, m_range, [this](qsizetype index) { return !m_claims.isClaimed(index); });
+        if (spans.isEmpty())
+            return;
+        // Traits are added over everything between the markers, so a bold link stays a link and becomes bold. Spans
+        // nest as deep as the paragraph is long, so each only marks where it begins and ends, and one sweep counts
+        // how many of each kind hold every character.
+        QVarLengthArray<int, 256> strongDepth(m_line.size() + 1, 0);
+        QVarLengthArray<int, 256> emphasisDepth(m_line.size() + 1, 0);
         for (const EmphasisSpan &span : spans) {
-            // Traits are added over everything between the markers, so a bold link stays a link and becomes bold.
-            for (qsizetype i = span.openerRange.end(); i < span.closerRange.location; ++i) {
-                if (span.strong)
-                    m_canvas.styles[i].bold = true;
-                else
-                    m_canvas.styles[i].italic = true;
-            }
+            auto &depth = span.strong ? strongDepth : emphasisDepth;
+            ++depth[span.openerRange.end()];
+            --depth[span.closerRange.location];
+        }
+        int strong = 0;
+        int emphasized = 0;
+        for (qsizetype i = m_range.location; i < m_range.end(); ++i) {
+            strong += strongDepth[i];
+            emphasized += emphasisDepth[i];
+            if (strong > 0)
+                m_canvas.styles[i].bold = true;
+            if (emphasized > 0)
+                m_canvas.styles[i].italic = true;
         }
         for (const EmphasisSpan &span : spans) {
             hideToken(span.openerRange.location, span.openerRange.end());
@@ -319,42 +332,66 @@ CharClass classify(QStringView text, qsizetype index)
 QList<EmphasisSpan> emphasisSpans(QStringView text, TextRange range, const std::function<bool(qsizetype)> &isUsable)
 {
     QList<Delimiter> delimiters = gatherDelimiters(text, range, isUsable);
+    const qsizetype count = delimiters.size();
+    // The stack is a list linked through indexes, so that taking delimiters out of its middle costs nothing; an index
+    // keeps the run's place in the text whatever is taken out around it. count stands for "past the end".
+    QList<qsizetype> previous(count);
+    QList<qsizetype> next(count);
+    for (qsizetype k = 0; k < count; ++k) {
+        previous[k] = k - 1;
+        next[k] = k + 1;
+    }
+    const auto unlink = [&](qsizetype k) {
+        if (previous[k] >= 0)
+            next[previous[k]] = next[k];
+        if (next[k] < count)
+            previous[next[k]] = previous[k];
+    };
+    // Whether a run can open for a closer depends only on the run itself and on the closer's character, whether the
+    // closer can open, and its length modulo three (for the rule of three). When a closer finds no opener, every run
+    // below it fails every later closer of the same kind too, and runs never return to the stack: the next search of
+    // that kind stops where this one began. Without this bound, many openers of one kind before many closers of another
+    // rescan the whole stack for each closer.
+    qsizetype openersBottom[2][2][3] = {};
     QList<EmphasisSpan> spans;
     qsizetype i = 0;
-    while (i < delimiters.size()) {
-        if (!delimiters[i].canClose) {
-            ++i;
+    while (i < count) {
+        Delimiter &closer = delimiters[i];
+        if (!closer.canClose) {
+            i = next[i];
             continue;
         }
-        qsizetype j = i - 1;
-        for (; j >= 0; --j) {
+        qsizetype &bottom = openersBottom[closer.character == u'_'][closer.canOpen][closer.originalLength % 3];
+        qsizetype j = previous[i];
+        for (; j >= bottom; j = previous[j]) {
             const Delimiter &candidate = delimiters[j];
-            if (candidate.character == delimiters[i].character && candidate.canOpen
-                && !ruleOfThreeForbids(candidate, delimiters[i]))
+            if (candidate.character == closer.character && candidate.canOpen && !ruleOfThreeForbids(candidate, closer))
                 break;
         }
-        if (j < 0) {
-            if (delimiters[i].canOpen)
-                ++i;
-            else
-                delimiters.removeAt(i);
+        if (j < bottom) {
+            bottom = i;
+            const qsizetype following = next[i];
+            if (!closer.canOpen)
+                unlink(i);
+            i = following;
             continue;
         }
         Delimiter &opener = delimiters[j];
-        Delimiter &closer = delimiters[i];
         const qsizetype use = opener.range.length >= 2 && closer.range.length >= 2 ? 2 : 1;
         spans.append(EmphasisSpan {{opener.range.end() - use, use}, {closer.range.location, use}, use == 2});
         opener.range.length -= use;
         closer.range.location += use;
         closer.range.length -= use;
 
-        delimiters.remove(j + 1, i - j - 1);
-        i = j + 1;
-        if (delimiters[i].range.length == 0)
-            delimiters.removeAt(i);
-        if (delimiters[j].range.length == 0) {
-            delimiters.removeAt(j);
-            --i;
+        // The runs between the pair can no longer open or close anything.
+        next[j] = i;
+        previous[i] = j;
+        if (opener.range.length == 0)
+            unlink(j);
+        if (closer.range.length == 0) {
+            const qsizetype following = next[i];
+            unlink(i);
+            i = following;
         }
     }
     return spans;
