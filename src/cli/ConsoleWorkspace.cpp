@@ -9,7 +9,8 @@
 
 namespace ConsoleWorkspace {
 
-std::optional<QString> folder(const std::optional<QString> &requested, const Settings &settings, QTextStream &err)
+std::optional<QString> folder(const std::optional<QString> &requested, const Settings &settings, QTextStream &err,
+    std::vector<NoteFiles::Entry> *entries, std::vector<NoteFiles::Skipped> *skipped)
 {
     QString folder;
     if (requested) {
@@ -31,10 +32,13 @@ std::optional<QString> folder(const std::optional<QString> &requested, const Set
         return std::nullopt;
     }
     QString error;
-    if (!NoteFiles::listNoteFiles(folder, &error)) {
+    std::optional<std::vector<NoteFiles::Entry>> listed = NoteFiles::listNoteFiles(folder, &error, skipped);
+    if (!listed) {
         err << "tackpad: cannot read the workspace folder " << folder << ": " << error << '\n';
         return std::nullopt;
     }
+    if (entries)
+        *entries = std::move(*listed);
     return folder;
 }
 

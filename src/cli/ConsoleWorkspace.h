@@ -1,8 +1,11 @@
 #pragma once
 
+#include "store/NoteFiles.h"
+
 #include <QString>
 
 #include <optional>
+#include <vector>
 
 class QTextStream;
 class Settings;
@@ -11,7 +14,9 @@ class Settings;
 namespace ConsoleWorkspace {
 
 // The folder as an absolute clean path, checked to exist and to be listable; otherwise one line on `err`
-// ("tackpad: …") and nothing.
-std::optional<QString> folder(const std::optional<QString> &requested, const Settings &settings, QTextStream &err);
+// ("tackpad: …") and nothing. The listing made for the check is handed out through `entries` and `skipped` when
+// given (see NoteFiles::listNoteFiles), so that a command that reads every note need not list the folder again.
+std::optional<QString> folder(const std::optional<QString> &requested, const Settings &settings, QTextStream &err,
+    std::vector<NoteFiles::Entry> *entries = nullptr, std::vector<NoteFiles::Skipped> *skipped = nullptr);
 
 } // namespace ConsoleWorkspace

@@ -3,17 +3,26 @@
 #include "cli/ConsoleArguments.h"
 #include "cli/ConsoleWorkspace.h"
 #include "core/Settings.h"
+#include "notes/Frontmatter.h"
+#include "notes/Note.h"
 #include "search/NoteSearch.h"
-#include "store/NoteController.h"
 #include "store/NoteFiles.h"
-#include "store/NoteStore.h"
+#include "store/StoreLog.h"
 
+#include <QFile>
 #include <QJsonArray>
 #include <QJsonDocument>
 #include <QJsonObject>
+#include <QScopeGuard>
+#include <QSet>
 #include <QTextStream>
 
 #include <optional>
+#include <vector>
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
 
 namespace SearchCommand {
 
@@ -26,17 +35,93 @@ constexpr int usageError = ConsoleArguments::usageErrorStatus;
 const QLatin1String hiddenMarker(" (hidden)");
 const QLatin1String snippetIndent("    ");
 
-// The notes as the search panel sees them: read once, with no window and no watching.
-QList<NoteSearch::Candidate> candidatesIn(const QString &folder, const Settings &settings)
+// Candidates are searched a batch at a time and only the notes that hold the query are kept, so that a large
+// workspace never sits in memory whole.
+constexpr qsizetype batchSize = 256;
+
+// The text of a note file, read as NoteFiles::readText reads it but with the fewest system calls (open, fstat, one
+// read, close): over a large workspace those calls, not the search, are most of the command's cost. Anything out
+// of the ordinary (an error, a file too large, one that changed size while read) goes through readText, whose
+// outcome and messages are the store's.
+NoteFiles::ReadResult readNoteText(int folderFd, const QString &folder, const QString &name)
 {
-    NoteStore store(folder, settings);
-    store.rescan();
-    QList<NoteSearch::Candidate> candidates;
-    for (const NoteController *controller : store.controllersByName()) {
-        const Note &note = controller->note();
-        candidates.append({note.filename, note.title(), note.body, note.meta.hidden});
+    const auto usual = [&] { return NoteFiles::readText(folder + QLatin1Char('/') + name); };
+    const int fd = ::openat(folderFd, QFile::encodeName(name).constData(), O_RDONLY | O_CLOEXEC);
+    if (fd < 0)
+        return usual();
+    const auto closing = qScopeGuard([fd] { ::close(fd); });
+    struct stat st;
+    if (::fstat(fd, &st) != 0 || !S_ISREG(st.st_mode) || st.st_size > NoteFiles::maxNoteFileSize)
+        return usual();
+    // One byte more than the size: a read that fills it means the file grew.
+    QByteArray bytes(qsizetype(st.st_size) + 1, Qt::Uninitialized);
+    const ssize_t got = ::read(fd, bytes.data(), size_t(bytes.size()));
+    if (got != st.st_size)
+        return usual();
+    bytes.truncate(qsizetype(got));
+    return NoteFiles::decodeText(bytes);
+}
+
+// The notes that can be among the results, in name order, each read once: the files the app's scan would take for
+// notes (those whose front matter has the property line), with unreadable ones named as the scan names them. No
+// store, no controllers and no watching: building all that for every note cost ten times the search itself, and a
+// search changes nothing in the folder.
+QList<NoteSearch::Candidate> candidatesIn(const QString &folder, std::vector<NoteFiles::Entry> entries,
+    const std::vector<NoteFiles::Skipped> &skipped, const QString &query)
+{
+    for (const NoteFiles::Skipped &entry : skipped)
+        qCWarning(lcStore).noquote() << QStringLiteral("TackPad: skipped %1: %2").arg(entry.name, entry.reason);
+    QStringList names;
+    names.reserve(qsizetype(entries.size()));
+    for (const NoteFiles::Entry &entry : entries)
+        names << entry.name;
+    entries.clear();
+    NoteFiles::sortByName(names);
+    const int folderFd = ::open(QFile::encodeName(folder).constData(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+    const auto closing = qScopeGuard([folderFd] {
+        if (folderFd >= 0)
+            ::close(folderFd);
+    });
+
+    const bool listsEverything = query.trimmed().isEmpty();
+    QList<NoteSearch::Candidate> kept;
+    QList<NoteSearch::Candidate> batch;
+    const auto sift = [&] {
+        if (listsEverything) {
+            kept.append(batch);
+        } else {
+            // A note's result depends on that note alone, so what the search drops from a batch it would drop
+            // from the whole list.
+            const QList<NoteSearch::Result> found = NoteSearch::search(query, batch);
+            QSet<QString> keys;
+            for (const NoteSearch::Result &result : found)
+                keys.insert(result.key);
+            for (NoteSearch::Candidate &candidate : batch) {
+                if (keys.contains(candidate.key))
+                    kept.append(std::move(candidate));
+            }
+        }
+        batch.clear();
+    };
+    for (const QString &name : std::as_const(names)) {
+        const NoteFiles::ReadResult read = readNoteText(folderFd, folder, name);
+        if (read.status != NoteFiles::ReadStatus::Ok) {
+            qCWarning(lcStore).noquote() << QStringLiteral("TackPad: skipped %1: %2").arg(name, read.error);
+            continue;
+        }
+        Frontmatter::Parsed parsed = Frontmatter::parse(read.text);
+        if (!parsed.hadMeta)
+            continue;
+        QString body = std::move(parsed.body);
+        // A blank query shows each note's first non-blank line, which is also the first such line of itself.
+        if (listsEverything)
+            body = NoteSearch::firstLine(body);
+        batch.append({name, Note::titleOf(name), std::move(body), parsed.meta.hidden});
+        if (batch.size() == batchSize)
+            sift();
     }
-    return candidates;
+    sift();
+    return kept;
 }
 
 void printJson(const QList<NoteSearch::Result> &results, QTextStream &out)
@@ -81,12 +166,16 @@ int run(const QStringList &args, QTextStream &out, QTextStream &err, const Setti
     const ConsoleArguments options = ConsoleArguments::ofCommand(QStringLiteral("search"), args);
     if (const std::optional<int> status = options.answer(out, err))
         return *status;
-    const std::optional<QString> folder = ConsoleWorkspace::folder(options.workspace, settings, err);
+    std::vector<NoteFiles::Entry> entries;
+    std::vector<NoteFiles::Skipped> skipped;
+    const std::optional<QString> folder
+        = ConsoleWorkspace::folder(options.workspace, settings, err, &entries, &skipped);
     if (!folder)
         return usageError;
 
+    const QString &query = options.words.first();
     const QList<NoteSearch::Result> results
-        = NoteSearch::search(options.words.first(), candidatesIn(*folder, settings));
+        = NoteSearch::search(query, candidatesIn(*folder, std::move(entries), skipped, query));
     if (options.json)
         printJson(results, out);
     else

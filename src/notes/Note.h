@@ -17,4 +17,6 @@ struct Note {
 
     // The title users see: the file name without its extension.
     QString title() const;
+    // The same for any note file name, without a note.
+    static QString titleOf(const QString &filename);
 };
