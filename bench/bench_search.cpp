@@ -6,6 +6,8 @@
 #include "search/CaseInsensitiveFinder.h"
 #include "search/NoteSearch.h"
 
+#include "GeneratedMarkdown.h"
+
 #include <QRandomGenerator>
 #include <QStringList>
 
@@ -21,41 +23,10 @@ constexpr int maxNotes = 10000;
 const QString foundQuery = QStringLiteral("Quokka"); // planted in every hundredth body
 const QString absentQuery = QStringLiteral("zebrafinch");
 
-const QStringList &vocabulary()
-{
-    static const QStringList words = QStringLiteral(
-        "the of and to in is was for it with as his on be at by had are but from or have an they which one you were "
-        "her all she there would their we him been has when who will more no if out so said what up its about into "
-        "than them can only other new some could time these two may then do first any my now such like our over "
-        "man me even most made after also did many before must through back years where much your way well down "
-        "should because each just those people how too little state good very make world still own see men work "
-        "long get here between both life being under never day same another know while last might us great old "
-        "year off come since against go came right used take three meeting garden invoice Monday recipe milk bread "
-        "project draft release budget travel Berlin café naïve résumé Tuesday call email idea book list")
-                                         .split(u' ');
-    return words;
-}
-
 // Markdown-like notes: headings, list items and paragraphs of varied length, 4 KB each, from a fixed seed.
 QString generatedBody(QRandomGenerator &random, bool withQuery)
 {
-    const QStringList &words = vocabulary();
-    QString body;
-    body.reserve(bodyLength + 400);
-    while (body.size() < bodyLength) {
-        const int kind = random.bounded(10);
-        if (kind == 0)
-            body += QStringLiteral("## ");
-        else if (kind < 3)
-            body += QStringLiteral("- ");
-        const int count = kind < 3 ? 2 + random.bounded(8) : 5 + random.bounded(70);
-        for (int i = 0; i < count; ++i) {
-            if (i > 0)
-                body += u' ';
-            body += words.at(random.bounded(int(words.size())));
-        }
-        body += random.bounded(4) == 0 ? QStringLiteral("\n\n") : QStringLiteral("\n");
-    }
+    QString body = GeneratedMarkdown::body(random, bodyLength, 75);
     body.truncate(bodyLength);
     if (withQuery) {
         const qsizetype at = body.indexOf(u' ', random.bounded(int(bodyLength - 100)));
@@ -68,7 +39,7 @@ const QList<NoteSearch::Candidate> &corpus()
 {
     static const QList<NoteSearch::Candidate> notes = [] {
         QRandomGenerator random(4096);
-        const QStringList &words = vocabulary();
+        const QStringList &words = GeneratedMarkdown::vocabulary();
         QList<NoteSearch::Candidate> candidates;
         candidates.reserve(maxNotes);
         for (int i = 0; i < maxNotes; ++i) {

@@ -14,6 +14,8 @@
 
 #include <benchmark/benchmark.h>
 
+#include "GeneratedMarkdown.h"
+
 #include <fcntl.h>
 #include <spawn.h>
 #include <sys/resource.h>
@@ -33,39 +35,10 @@ constexpr int noteCount = 10000;
 constexpr qsizetype bodyLength = 4096;
 const QByteArray query = "quokka"; // planted, in varied letter case, in every hundredth note
 
-const QStringList &vocabulary()
-{
-    static const QStringList words = QStringLiteral(
-        "the of and to in is was for it with as his on be at by had are but from or have an they which one you were "
-        "her all she there would their we him been has when who will more no if out so said what up its about into "
-        "than them can only other new some could time these two may then do first any my now such like our over "
-        "man me even most made after also did many before must through back years where much your way well down "
-        "meeting garden invoice Monday recipe milk bread project draft release budget travel Berlin café naïve "
-        "résumé Tuesday call email idea book list")
-                                         .split(u' ');
-    return words;
-}
-
 // Markdown-like notes (headings, list items, paragraphs) behind the property line, from a fixed seed.
 QByteArray generatedNote(QRandomGenerator &random, int index)
 {
-    const QStringList &words = vocabulary();
-    QString body;
-    body.reserve(bodyLength + 400);
-    while (body.size() < bodyLength) {
-        const int kind = random.bounded(10);
-        if (kind == 0)
-            body += QStringLiteral("## ");
-        else if (kind < 3)
-            body += QStringLiteral("- ");
-        const int count = kind < 3 ? 2 + random.bounded(8) : 5 + random.bounded(14);
-        for (int i = 0; i < count; ++i) {
-            if (i > 0)
-                body += u' ';
-            body += words.at(random.bounded(int(words.size())));
-        }
-        body += random.bounded(4) == 0 ? QStringLiteral("\n\n") : QStringLiteral("\n");
-    }
+    QString body = GeneratedMarkdown::body(random, bodyLength, 19);
     if (index % 100 == 0)
         body.insert(random.bounded(int(body.size())),
             index % 200 == 0 ? QStringLiteral(" Quokka ") : QStringLiteral(" QUOKKA "));
