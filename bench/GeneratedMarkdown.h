@@ -4,9 +4,9 @@
 #include <QString>
 #include <QStringList>
 
-// Markdown-like note text for the search benchmarks: headings, list items and paragraphs of varied length, words
-// from a fixed vocabulary (a few non-ASCII ones among them), driven by the caller's seeded generator so that every
-// run measures the same text.
+// Markdown-like note text for the benchmarks, the same on every run: plain bodies for the search benchmarks (words
+// from a fixed vocabulary, a few non-ASCII ones among them, driven by the caller's seeded generator), and notes
+// dense with every kind of Markdown the editor styles.
 namespace GeneratedMarkdown {
 
 inline const QStringList &vocabulary()
@@ -45,6 +45,70 @@ inline QString body(QRandomGenerator &random, qsizetype length, int longestParag
         text += random.bounded(4) == 0 ? QStringLiteral("\n\n") : QStringLiteral("\n");
     }
     return text;
+}
+
+// A note of mixed Markdown as people write it: headings, paragraphs with emphasis, links, tags and code spans, runs of
+// list items, tasks and quotes, and a closed code block now and then, with a blank line between blocks. The blank
+// lines matter: they are paragraphs whose style never changes, so a restyle leaves gaps between the paragraphs it
+// changes.
+inline QString note(int lines)
+{
+    QRandomGenerator random(7);
+    const QStringList words = {"note", "window", "sticky", "plain", "text", "folder", "markdown", "quick", "yellow",
+        "editor", "styled", "marker", "layout", "paper", "desk", "idea"};
+    const auto sentence = [&](int count) {
+        QStringList out;
+        for (int i = 0; i < count; ++i)
+            out << words[random.bounded(words.size())];
+        return out.join(u' ');
+    };
+    QStringList out;
+    while (out.size() < lines) {
+        if (!out.isEmpty())
+            out << QString();
+        const int items = 1 + random.bounded(4); // lines of one list, quote or paragraph
+        switch (random.bounded(12)) {
+        case 0:
+            out << QStringLiteral("## ") + sentence(3);
+            break;
+        case 1:
+        case 2:
+            for (int i = 0; i < items; ++i)
+                out << QStringLiteral("- ") + sentence(5) + QStringLiteral(" **") + sentence(2) + QStringLiteral("**");
+            break;
+        case 3:
+            for (int i = 0; i < items; ++i)
+                out << QStringLiteral("- [ ] ") + sentence(6) + QStringLiteral(" #tag");
+            break;
+        case 4:
+            for (int i = 0; i < items; ++i)
+                out << QStringLiteral("- [x] ") + sentence(4) + QStringLiteral(" ~~") + sentence(2)
+                        + QStringLiteral("~~");
+            break;
+        case 5:
+            for (int i = 0; i < items; ++i)
+                out << QStringLiteral("> ") + sentence(7) + QStringLiteral(" *") + sentence(1) + u'*';
+            break;
+        case 6:
+            if (random.bounded(4) == 0) {
+                out << QStringLiteral("```") << QStringLiteral("let value = compute(") + sentence(1) + u')'
+                    << QStringLiteral("print(value)") << QStringLiteral("```");
+                break;
+            }
+            Q_FALLTHROUGH();
+        case 7:
+            for (int i = 0; i < items; ++i)
+                out << QStringLiteral("%1. ").arg(i + 1) + sentence(4) + QStringLiteral(" [link](https://example.com/")
+                        + sentence(1) + u')';
+            break;
+        default:
+            for (int i = 0; i < items; ++i)
+                out << sentence(4) + QStringLiteral(" *") + sentence(2) + QStringLiteral("* and `") + sentence(1)
+                        + QStringLiteral("` with ") + sentence(2) + QStringLiteral(" [[Other note]]");
+        }
+    }
+    out.resize(lines);
+    return out.join(u'\n');
 }
 
 } // namespace GeneratedMarkdown

@@ -1,6 +1,7 @@
 #include "editor/MarkdownTextView.h"
 
 #include "editor/MarkdownHighlighter.h"
+#include "editor/OverlayScrollBar.h"
 
 #include <QAbstractTextDocumentLayout>
 #include <QApplication>
@@ -83,6 +84,7 @@ MarkdownTextView::MarkdownTextView(QWidget *parent)
     setAcceptRichText(false);
     setFrameShape(QFrame::NoFrame);
     viewport()->setMouseTracking(true);
+    new OverlayScrollBar(this);
 
     m_highlighter = new MarkdownHighlighter(document(), this);
     m_highlighter->setCaretProvider([this] { return activeCaret(); });

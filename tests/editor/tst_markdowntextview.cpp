@@ -1,6 +1,7 @@
 // The editor view driven like a user does: keys, clicks, pastes and drops, with the text and undo history checked.
 #include "editor/MarkdownHighlighter.h"
 #include "editor/MarkdownTextView.h"
+#include "editor/OverlayScrollBar.h"
 #include "support/TextFiles.h"
 
 #include <QAbstractTextDocumentLayout>
@@ -408,6 +409,20 @@ private Q_SLOTS:
         QVERIFY(last.layout()->position().y() > 3000 * 10);
         const qreal bottom = last.layout()->position().y() + last.layout()->boundingRect().height();
         QVERIFY(m_view->document()->documentLayout()->documentSize().height() > bottom);
+    }
+
+    void growingPastTheWindowKeepsTheWrapWidth()
+    {
+        // A scroll bar beside the text would narrow it: every paragraph laid out again, lines re-wrapping under the
+        // caret. The editor's bar lies over the text and still scrolls it.
+        const qreal width = m_view->document()->pageSize().width();
+        m_view->setMarkdown(QStringLiteral("line\n").repeated(200));
+        QCOMPARE(m_view->document()->pageSize().width(), width);
+        auto *bar = m_view->findChild<OverlayScrollBar *>();
+        QVERIFY(bar && bar->isVisible());
+        bar->setValue(bar->maximum());
+        QCOMPARE(m_view->verticalScrollBar()->value(), m_view->verticalScrollBar()->maximum());
+        QVERIFY(m_view->verticalScrollBar()->maximum() > 0);
     }
 
     void themeAppliesFontAndColours()
