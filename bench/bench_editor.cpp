@@ -377,6 +377,41 @@ void keystrokeDenseParagraphFloor(benchmark::State &state)
     typeAndUndo(state, &view);
 }
 
+// The same keystroke in a QTextEdit whose QSyntaxHighlighter lays exactly the editor's character formats over the
+// paragraph: what Qt's layout costs for those formats alone, without the editor's own work.
+class SameFormatsHighlighter : public QSyntaxHighlighter {
+public:
+    using QSyntaxHighlighter::QSyntaxHighlighter;
+
+protected:
+    void highlightBlock(const QString &text) override
+    {
+        const MarkdownStyler::ParagraphStyle style = MarkdownStyler::styleParagraph(text, {});
+        for (const MarkdownStyler::StyleRun &run : style.runs) {
+            if (!(run.style == MarkdownStyler::CharStyle {}))
+                setFormat(int(run.start), int(run.length), m_formats.charFormat(run.style));
+        }
+    }
+
+private:
+    MarkdownFormatCache m_formats;
+};
+
+void keystrokeDenseParagraphSameFormats(benchmark::State &state)
+{
+    QTextEdit view;
+    view.setAcceptRichText(false);
+    view.resize(400, 600);
+    SameFormatsHighlighter highlighter(view.document());
+    view.setPlainText(denseParagraph());
+    view.show();
+    QCoreApplication::processEvents();
+    QTextCursor caret(view.document());
+    caret.setPosition(int(denseParagraph().size() / 2));
+    view.setTextCursor(caret);
+    typeAndUndo(state, &view);
+}
+
 } // namespace
 
 BENCHMARK(fullStyleFloor)->Unit(benchmark::kMillisecond)->UseRealTime();
@@ -392,6 +427,7 @@ BENCHMARK(styleUnmatchedEmphasis)->Unit(benchmark::kMillisecond)->UseRealTime();
 BENCHMARK(styleDenseParagraph)->Unit(benchmark::kMillisecond)->UseRealTime();
 BENCHMARK(keystrokeDenseParagraph)->Unit(benchmark::kMillisecond)->UseRealTime();
 BENCHMARK(keystrokeDenseParagraphFloor)->Unit(benchmark::kMillisecond)->UseRealTime();
+BENCHMARK(keystrokeDenseParagraphSameFormats)->Unit(benchmark::kMillisecond)->UseRealTime();
 
 int main(int argc, char **argv)
 {
