@@ -17,7 +17,11 @@
 #include <QSet>
 #include <QTextStream>
 
+#include <algorithm>
+#include <atomic>
 #include <optional>
+#include <span>
+#include <thread>
 #include <vector>
 
 #include <fcntl.h>
@@ -62,10 +66,54 @@ NoteFiles::ReadResult readNoteText(int folderFd, const QString &folder, const QS
     return NoteFiles::decodeText(bytes);
 }
 
+// What one batch of note files leaves: the notes that hold the query, and the messages for files that could not be
+// read, both in name order.
+struct Sifted {
+    QList<NoteSearch::Candidate> kept;
+    QStringList messages;
+};
+
+// Reads, parses and searches one batch of names. A note's result depends on that note alone, so what the search
+// drops from a batch it would drop from the whole list. Runs on several threads at once: it touches nothing shared.
+Sifted sift(int folderFd, const QString &folder, std::span<const QString> names, const QString &query)
+{
+    const bool listsEverything = query.trimmed().isEmpty();
+    Sifted out;
+    QList<NoteSearch::Candidate> batch;
+    for (const QString &name : names) {
+        const NoteFiles::ReadResult read = readNoteText(folderFd, folder, name);
+        if (read.status != NoteFiles::ReadStatus::Ok) {
+            out.messages << QStringLiteral("TackPad: skipped %1: %2").arg(name, read.error);
+            continue;
+        }
+        Frontmatter::Parsed parsed = Frontmatter::parse(read.text);
+        if (!parsed.hadMeta)
+            continue;
+        QString body = std::move(parsed.body);
+        // A blank query shows each note's first non-blank line, which is also the first such line of itself.
+        if (listsEverything)
+            body = NoteSearch::firstLine(body);
+        batch.append({name, Note::titleOf(name), std::move(body), parsed.meta.hidden});
+    }
+    if (listsEverything) {
+        out.kept = std::move(batch);
+        return out;
+    }
+    QSet<QString> keys;
+    for (const NoteSearch::Result &result : NoteSearch::search(query, batch))
+        keys.insert(result.key);
+    for (NoteSearch::Candidate &candidate : batch) {
+        if (keys.contains(candidate.key))
+            out.kept.append(std::move(candidate));
+    }
+    return out;
+}
+
 // The notes that can be among the results, in name order, each read once: the files the app's scan would take for
 // notes (those whose front matter has the property line), with unreadable ones named as the scan names them. No
 // store, no controllers and no watching: building all that for every note cost ten times the search itself, and a
-// search changes nothing in the folder.
+// search changes nothing in the folder. Batches are read on every core: most of the time is spent waiting for
+// the file system, and a large workspace never sits in memory whole.
 QList<NoteSearch::Candidate> candidatesIn(const QString &folder, std::vector<NoteFiles::Entry> entries,
     const std::vector<NoteFiles::Skipped> &skipped, const QString &query)
 {
@@ -83,44 +131,29 @@ QList<NoteSearch::Candidate> candidatesIn(const QString &folder, std::vector<Not
             ::close(folderFd);
     });
 
-    const bool listsEverything = query.trimmed().isEmpty();
-    QList<NoteSearch::Candidate> kept;
-    QList<NoteSearch::Candidate> batch;
-    const auto sift = [&] {
-        if (listsEverything) {
-            kept.append(batch);
-        } else {
-            // A note's result depends on that note alone, so what the search drops from a batch it would drop
-            // from the whole list.
-            const QList<NoteSearch::Result> found = NoteSearch::search(query, batch);
-            QSet<QString> keys;
-            for (const NoteSearch::Result &result : found)
-                keys.insert(result.key);
-            for (NoteSearch::Candidate &candidate : batch) {
-                if (keys.contains(candidate.key))
-                    kept.append(std::move(candidate));
-            }
+    const qsizetype batches = (names.size() + batchSize - 1) / batchSize;
+    std::vector<Sifted> sifted(static_cast<size_t>(batches));
+    std::atomic<qsizetype> next {0};
+    const auto work = [&] {
+        for (qsizetype i = next++; i < batches; i = next++) {
+            const qsizetype begin = i * batchSize;
+            const std::span<const QString> batch(names.constData() + begin, std::min(batchSize, names.size() - begin));
+            sifted[size_t(i)] = sift(folderFd, folder, batch, query);
         }
-        batch.clear();
     };
-    for (const QString &name : std::as_const(names)) {
-        const NoteFiles::ReadResult read = readNoteText(folderFd, folder, name);
-        if (read.status != NoteFiles::ReadStatus::Ok) {
-            qCWarning(lcStore).noquote() << QStringLiteral("TackPad: skipped %1: %2").arg(name, read.error);
-            continue;
-        }
-        Frontmatter::Parsed parsed = Frontmatter::parse(read.text);
-        if (!parsed.hadMeta)
-            continue;
-        QString body = std::move(parsed.body);
-        // A blank query shows each note's first non-blank line, which is also the first such line of itself.
-        if (listsEverything)
-            body = NoteSearch::firstLine(body);
-        batch.append({name, Note::titleOf(name), std::move(body), parsed.meta.hidden});
-        if (batch.size() == batchSize)
-            sift();
+    {
+        const qsizetype threads = std::min<qsizetype>(batches, std::clamp(std::thread::hardware_concurrency(), 1u, 4u));
+        std::vector<std::jthread> helpers;
+        for (qsizetype t = 1; t < threads; ++t)
+            helpers.emplace_back(work);
+        work();
     }
-    sift();
+    QList<NoteSearch::Candidate> kept;
+    for (Sifted &batch : sifted) {
+        for (const QString &message : std::as_const(batch.messages))
+            qCWarning(lcStore).noquote() << message;
+        kept.append(std::move(batch.kept));
+    }
     return kept;
 }
 
