@@ -1,5 +1,7 @@
 #include "platform/Trash.h"
 
+#include "platform/PlatformLog.h"
+
 #include <QFile>
 #include <QFileInfo>
 
@@ -19,6 +21,9 @@ bool moveToTrash(const QString &path, QString *error)
         *error = QStringLiteral("the Trash could not be used");
         return false;
     }
+    QString why;
+    if (!repairRecord(path, file.fileName(), &why))
+        qCWarning(lcPlatform).noquote() << QStringLiteral("TackPad: %1").arg(why);
     return true;
 }
 

@@ -15,4 +15,8 @@ bool moveToTrash(const QString &path, QString *error);
 // always has one). False, with the reason, when they cannot be made.
 bool prepareFolders(QString *error);
 
+// Puts right what the platform's move left wrong in the Trash's record of a file moved from `originalPath` to
+// `trashedPath`; false, with the reason, when that fails (the file stays trashed either way).
+bool repairRecord(const QString &originalPath, const QString &trashedPath, QString *error);
+
 } // namespace Trash

@@ -5,3 +5,8 @@ bool Trash::prepareFolders(QString *)
 {
     return true;
 }
+
+bool Trash::repairRecord(const QString &, const QString &, QString *)
+{
+    return true;
+}
