@@ -32,9 +32,7 @@ std::optional<int> runConsoleCommand(int argc, char *argv[])
 {
     QCoreApplication app(argc, argv);
     setApplicationNames();
-    QTextStream out(stdout);
-    QTextStream err(stderr);
-    return CommandLine::run(QCoreApplication::arguments(), out, err);
+    return CommandLine::runOnStandardStreams(QCoreApplication::arguments());
 }
 
 } // namespace

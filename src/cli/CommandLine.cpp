@@ -4,6 +4,7 @@
 #include "cli/ConsoleArguments.h"
 #include "cli/ConsoleWorkspace.h"
 #include "cli/SearchCommand.h"
+#include "cli/TerminalText.h"
 #include "core/Alerts.h"
 #include "core/Settings.h"
 #include "store/NoteController.h"
@@ -16,7 +17,10 @@
 #include <QJsonObject>
 #include <QTextStream>
 
+#include <cerrno>
 #include <cmath>
+#include <cstdio>
+#include <cstring>
 
 namespace CommandLine {
 
@@ -86,15 +90,11 @@ QJsonObject noteJson(const Note &note)
 QString noteLine(const Note &note)
 {
     const NoteMetadata &meta = note.meta;
+    // One arg() with all values: a title holding "%2" must stay as it is, not take the width's place.
+    const auto number = [](double value) { return QString::number(std::llround(value)); };
     QString line = QStringLiteral("%1\t%2x%3 at (%4, %5)\tz %6\t%7\t%8 pt")
-                       .arg(note.title())
-                       .arg(std::llround(meta.width))
-                       .arg(std::llround(meta.height))
-                       .arg(std::llround(meta.x))
-                       .arg(std::llround(meta.y))
-                       .arg(meta.z)
-                       .arg(meta.color)
-                       .arg(std::llround(meta.fontSize));
+                       .arg(TerminalText::escaped(note.title()), number(meta.width), number(meta.height),
+                           number(meta.x), number(meta.y), QString::number(meta.z), meta.color, number(meta.fontSize));
     if (const QString flags = flagsText(meta); !flags.isEmpty())
         line += QLatin1Char('\t') + flags;
     return line;
@@ -176,7 +176,7 @@ int newNote(const ConsoleArguments &options, QTextStream &out, QTextStream &err,
     const NoteController *created = store.create(body, name);
     if (!created)
         return failure;
-    out << created->note().filename << '\n';
+    out << TerminalText::escaped(created->note().filename) << '\n';
     return 0;
 }
 
@@ -197,6 +197,22 @@ std::optional<int> run(const QStringList &arguments, QTextStream &out, QTextStre
     if (const std::optional<int> status = command.answer(out, err))
         return status;
     return command.command == QLatin1String("list") ? listNotes(command, out, err) : newNote(command, out, err, input);
+}
+
+std::optional<int> runOnStandardStreams(const QStringList &arguments)
+{
+    QTextStream out(stdout);
+    QTextStream err(stderr);
+    const std::optional<int> status = run(arguments, out, err);
+    out.flush();
+    // The stream's own status misses what the C library still buffers: the last flush tells.
+    const bool written = out.status() == QTextStream::Ok && std::fflush(stdout) == 0 && !std::ferror(stdout);
+    if (!status || written)
+        return status;
+    const int reason = errno;
+    err << "tackpad: cannot write the output: " << QString::fromLocal8Bit(std::strerror(reason)) << '\n';
+    err.flush();
+    return writeFailedStatus;
 }
 
 } // namespace CommandLine

@@ -15,4 +15,11 @@ namespace CommandLine {
 // note's text (standard input when null).
 std::optional<int> run(const QStringList &arguments, QTextStream &out, QTextStream &err, QIODevice *input = nullptr);
 
+// The same on the process's standard output and error. Output that could not be written (a full disk, a closed
+// pipe, /dev/full) is reported on standard error and ends the command with writeFailedStatus: a script must never
+// take a cut-off list for the whole one.
+std::optional<int> runOnStandardStreams(const QStringList &arguments);
+
+constexpr int writeFailedStatus = 74; // the usual status for an output error
+
 } // namespace CommandLine

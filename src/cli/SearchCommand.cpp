@@ -2,6 +2,7 @@
 
 #include "cli/ConsoleArguments.h"
 #include "cli/ConsoleWorkspace.h"
+#include "cli/TerminalText.h"
 #include "core/Settings.h"
 #include "notes/Frontmatter.h"
 #include "notes/Note.h"
@@ -178,12 +179,12 @@ void printJson(const QList<NoteSearch::Result> &results, QTextStream &out)
 void printPlain(const QList<NoteSearch::Result> &results, QTextStream &out)
 {
     for (const NoteSearch::Result &result : results) {
-        out << result.title;
+        out << TerminalText::escaped(result.title);
         if (result.hidden)
             out << hiddenMarker;
         out << '\n';
         if (!result.snippet.isEmpty())
-            out << snippetIndent << result.snippet << '\n';
+            out << snippetIndent << TerminalText::escaped(result.snippet) << '\n';
     }
 }
 

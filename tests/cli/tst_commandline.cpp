@@ -87,10 +87,11 @@ private Q_SLOTS:
     void search();
     void problemsChangeNothing_data();
     void problemsChangeNothing();
+    void outputIsSafeAndChecked();
 
 private:
     QProcessEnvironment environment() const;
-    Run run(const QStringList &arguments, const QByteArray &input = {});
+    Run run(const QStringList &arguments, const QByteArray &input = {}, const QString &outputFile = {});
     QString settingsFile() const { return m_home->path() + QLatin1String("/.config/Tackpad/Tackpad.conf"); }
 
     std::unique_ptr<QTemporaryDir> m_home;
@@ -127,10 +128,12 @@ QProcessEnvironment TestCommandLine::environment() const
     return env;
 }
 
-Run TestCommandLine::run(const QStringList &arguments, const QByteArray &input)
+Run TestCommandLine::run(const QStringList &arguments, const QByteArray &input, const QString &outputFile)
 {
     QProcess process;
     process.setProcessEnvironment(environment());
+    if (!outputFile.isEmpty())
+        process.setStandardOutputFile(outputFile);
     process.start(QStringLiteral(TACKPAD_BINARY), QStringList(arguments).replaceInStrings(u"$WS"_qs, m_folder));
     Run result;
     if (!process.waitForStarted())
@@ -344,6 +347,20 @@ void TestCommandLine::problemsChangeNothing()
     QCOMPARE(readFile(m_home->path() + "/file.md"), QStringLiteral("x"));
     QVERIFY(!QFileInfo::exists(m_home->path() + "/gone"));
     QCOMPARE(QDir(m_folder).entryList(QDir::Files | QDir::Hidden), QStringList {});
+}
+
+// What a note holds is printed, never obeyed by the terminal (escape sequences, a bidirectional override, a "%2" that
+// a chained arg() would fill), and output that cannot be written is an error, not a silent success.
+void TestCommandLine::outputIsSafeAndChecked()
+{
+    writeInPlace(m_folder + "/50%2 \x1b[2J.md", noteText("x1", "hello \x1b]0;owned\x07 \xe2\x80\xae world"));
+    QCOMPARE(run({"list", "--workspace", m_folder}).out.section(u'\t', 0, 0), u"50%2 \\x1b[2J"_qs);
+    QCOMPARE(run({"search", "--workspace", m_folder, "hello"}).out,
+        u"50%2 \\x1b[2J\n    hello \\x1b]0;owned\\x07 \\u202e world\n"_qs);
+
+    const Run full = run({"list", "--workspace", m_folder}, {}, QStringLiteral("/dev/full"));
+    QCOMPARE(full.exitCode, 74);
+    QCOMPARE(full.err, u"tackpad: cannot write the output: No space left on device\n"_qs);
 }
 
 QTEST_GUILESS_MAIN(TestCommandLine)
