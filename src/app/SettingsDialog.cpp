@@ -6,6 +6,7 @@
 #include "notes/NotePalette.h"
 #include "platform/GlobalHotKey.h"
 #include "platform/KeyStore.h"
+#include "platform/LoginStart.h"
 #include "windows/DialogStacking.h"
 
 #include <QCheckBox>
@@ -21,6 +22,7 @@
 #include <QHBoxLayout>
 #include <QLabel>
 #include <QLineEdit>
+#include <QMessageBox>
 #include <QPushButton>
 #include <QScreen>
 #include <QScrollArea>
@@ -232,6 +234,11 @@ QGroupBox *SettingsDialog::buildStartupSection()
     m_startupWorkspace->setSizeAdjustPolicy(QComboBox::AdjustToContents);
     form->addRow(m_reopen);
     form->addRow(tr("Default workspace:"), m_startupWorkspace);
+    if (LoginStart::isSupported()) {
+        m_loginStart = new QCheckBox(tr("Start Tackpad when I log in"), group);
+        m_loginStart->setObjectName(QStringLiteral("startAtLogin"));
+        form->addRow(m_loginStart);
+    }
     connect(m_reopen, &QCheckBox::toggled, this, &SettingsDialog::refreshEnabledState);
     return group;
 }
@@ -341,6 +348,8 @@ void SettingsDialog::loadValues()
     m_fontSize->setValue(m_settings.doubleValue(SettingsKey::fixedNoteFontSize));
     m_float->setChecked(m_settings.boolValue(SettingsKey::fixedNoteFloat));
     m_reopen->setChecked(m_settings.boolValue(SettingsKey::reopenLastWorkspace));
+    if (m_loginStart)
+        m_loginStart->setChecked(LoginStart::isEnabled());
     m_menuBarMode->setChecked(m_settings.boolValue(SettingsKey::menuBarMode));
     m_hotKeyWasOn = m_settings.boolValue(SettingsKey::globalNewNoteHotKey);
     m_hotKeyBox->setChecked(m_hotKeyWasOn);
@@ -512,6 +521,7 @@ void SettingsDialog::writeValues()
     writeBool(SettingsKey::reopenLastWorkspace, m_reopen->isChecked());
     if (m_startupWorkspace->currentIndex() >= 0)
         m_settings.setValue(SettingsKey::startupWorkspace, m_startupWorkspace->currentData().toString());
+    writeLoginStart();
 
     writeBool(SettingsKey::menuBarMode, m_menuBarMode->isChecked());
     writeBool(SettingsKey::globalNewNoteHotKey, m_hotKeyBox->isChecked());
@@ -544,6 +554,16 @@ void SettingsDialog::writeDouble(const char *key, double value)
 void SettingsDialog::setBusy(bool busy)
 {
     m_buttons->setEnabled(!busy);
+}
+
+// Only a change is written: an entry the user made or edited by hand stays as it is while the box says the same.
+void SettingsDialog::writeLoginStart()
+{
+    if (!m_loginStart || m_loginStart->isChecked() == LoginStart::isEnabled())
+        return;
+    QString error;
+    if (!LoginStart::setEnabled(m_loginStart->isChecked(), &error))
+        QMessageBox::warning(this, tr("Could not change starting at login"), error);
 }
 
 void SettingsDialog::done(int result)

@@ -80,6 +80,7 @@ private:
     void finish();
     void keyOperationFinished(const QString &error);
     void writeValues();
+    void writeLoginStart();
     void writeBool(const char *key, bool value);
     void writeDouble(const char *key, double value);
     void setBusy(bool busy);
@@ -101,6 +102,7 @@ private:
     QColorDialog *m_colorDialog = nullptr;
 
     QCheckBox *m_reopen = nullptr;
+    QCheckBox *m_loginStart = nullptr; // null where the platform cannot start the app at login
     QComboBox *m_startupWorkspace = nullptr;
 
     QCheckBox *m_menuBarMode = nullptr;

@@ -5,15 +5,18 @@
 #include "support/TextFiles.h"
 
 #include <QApplication>
+#include <QCheckBox>
 #include <QColorDialog>
 #include <QComboBox>
 #include <QDBusConnection>
 #include <QDBusConnectionInterface>
+#include <QFileInfo>
 #include <QFontDatabase>
 #include <QLabel>
 #include <QLineEdit>
 #include <QMetaProperty>
 #include <QPushButton>
+#include <QScopeGuard>
 #include <QSettings>
 #include <QSignalSpy>
 #include <QStandardPaths>
@@ -265,6 +268,39 @@ private Q_SLOTS:
                 QCOMPARE(control(*dialog, name)->isEnabled(), !on);
             }
         }
+    }
+
+    // The box shows and changes the desktop's own autostart entry, which the user may also change by hand.
+    void startAtLoginFollowsTheAutostartEntry()
+    {
+        const QByteArray realHome = qgetenv("HOME");
+        qputenv("HOME", QFile::encodeName(m_dir->path()));
+        const auto restoreHome = qScopeGuard([&realHome] { qputenv("HOME", realHome); });
+        const QString entry = QStandardPaths::writableLocation(QStandardPaths::GenericConfigLocation)
+            + QStringLiteral("/autostart/app.tackpad.Tackpad.desktop");
+        QVERIFY(entry.startsWith(m_dir->path()));
+
+        auto dialog = open();
+        QVERIFY(!control<QCheckBox>(*dialog, "startAtLogin")->isChecked()); // off until asked
+        setControl(*dialog, QStringLiteral("startAtLogin"), true);
+        click(*dialog, "doneButton");
+        const QString text = readFile(entry);
+        QVERIFY2(text.contains(QStringLiteral("\nExec=\"%1\"\n").arg(QCoreApplication::applicationFilePath())),
+            qPrintable(text));
+        QVERIFY(control<QCheckBox>(*open(), "startAtLogin")->isChecked());
+
+        // Switched off with the desktop's tools: shown off, and turning it on again writes a working entry.
+        writeInPlace(entry, (text + QStringLiteral("Hidden=true\n")).toUtf8());
+        dialog = open();
+        QVERIFY(!control<QCheckBox>(*dialog, "startAtLogin")->isChecked());
+        setControl(*dialog, QStringLiteral("startAtLogin"), true);
+        click(*dialog, "doneButton");
+        QCOMPARE(readFile(entry), text);
+
+        dialog = open();
+        setControl(*dialog, QStringLiteral("startAtLogin"), false);
+        click(*dialog, "doneButton");
+        QVERIFY(!QFileInfo::exists(entry));
     }
 
     void customColor_data()
