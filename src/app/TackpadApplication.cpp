@@ -135,6 +135,8 @@ void TackpadApplication::handleCommand(const QStringList &command)
         return;
     if (command.value(0) == QLatin1String("new-note"))
         m_session.newNote();
+    else if (command.value(0) == QLatin1String("import"))
+        m_session.importFiles(command.mid(1));
     else
         m_session.reopen();
 }

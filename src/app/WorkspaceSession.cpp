@@ -507,10 +507,18 @@ void WorkspaceSession::importMarkdownFile()
         AskingScope asking(*this);
         files = m_services.chooseMarkdownFiles();
     }
-    for (const QString &file : std::as_const(files)) {
+    importFiles(files);
+}
+
+void WorkspaceSession::importFiles(const QStringList &files)
+{
+    if (!ensureStore(false))
+        return;
+    for (const QString &file : files) {
         if (!m_store || m_quitRequested)
             return;
-        m_store->importFile(file, false);
+        if (NoteController *imported = m_store->importFile(file, false))
+            imported->showWindow(true);
     }
 }
 

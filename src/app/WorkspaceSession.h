@@ -67,6 +67,9 @@ public:
     // --- Actions of the menus, the hot key and the command line
     void newNote();
     void importMarkdownFile();
+    // Imports files as the Import menu item does (those given on the command line, "Open with" included) and
+    // brings each new note to the front; asks for a workspace first when none is open.
+    void importFiles(const QStringList &files);
     void changeFolder();
     void showAllNotes();
     void switchToWorkspacePath(const QString &path);

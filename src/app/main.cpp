@@ -1,5 +1,6 @@
 #include "app/TackpadApplication.h"
 #include "cli/CommandLine.h"
+#include "cli/ConsoleArguments.h"
 #include "core/AppInfo.h"
 #include "platform/QuitSignalHandler.h"
 #include "platform/SingleInstance.h"
@@ -35,6 +36,14 @@ std::optional<int> runConsoleCommand(int argc, char *argv[])
     return CommandLine::runOnStandardStreams(QCoreApplication::arguments());
 }
 
+// What the running Tackpad is asked to do: show the notes, open a new note, or import files.
+QStringList applicationCommand(const ConsoleArguments &arguments)
+{
+    if (!arguments.files.isEmpty())
+        return QStringList {QStringLiteral("import")} + arguments.files;
+    return {arguments.newNote ? QStringLiteral("new-note") : QStringLiteral("reopen")};
+}
+
 } // namespace
 
 int main(int argc, char *argv[])
@@ -54,8 +63,7 @@ int main(int argc, char *argv[])
     // Notes come and go; the application lives until the user quits it.
     QApplication::setQuitOnLastWindowClosed(false);
 
-    const bool newNote = QCoreApplication::arguments().contains(QLatin1String("--new-note"));
-    const QStringList command {newNote ? QStringLiteral("new-note") : QStringLiteral("reopen")};
+    const QStringList command = applicationCommand(ConsoleArguments::ofCommandLine(QCoreApplication::arguments()));
 
     SingleInstance instance(QStringLiteral("tackpad"));
     if (!instance.tryBecomePrimary()) {
@@ -73,7 +81,7 @@ int main(int argc, char *argv[])
     QObject::connect(&instance, &SingleInstance::commandReceived, &tackpad, &TackpadApplication::handleCommand);
     if (!tackpad.launch())
         return 0;
-    if (newNote)
+    if (command.first() != QLatin1String("reopen"))
         tackpad.handleCommand(command);
     return app.exec();
 }

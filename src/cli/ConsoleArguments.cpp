@@ -3,6 +3,7 @@
 #include "core/AppInfo.h"
 
 #include <QCommandLineParser>
+#include <QFileInfo>
 #include <QTextStream>
 
 namespace {
@@ -148,8 +149,16 @@ ConsoleArguments ConsoleArguments::ofCommandLine(const QStringList &arguments)
         result.newNote = parser.isSet(newNoteOption);
         return result;
     }
-    if (!isCommand(positional.first()))
-        return usageError(unknown.arg(positional.first()));
+    if (!isCommand(positional.first())) {
+        for (const QString &word : positional) {
+            const QFileInfo file(word);
+            if (!file.isFile())
+                return usageError(unknown.arg(word));
+            result.files << file.absoluteFilePath();
+        }
+        result.request = Request::Application;
+        return result;
+    }
     result.command = positional.first();
     result.words = positional.mid(1);
     return result;
@@ -216,7 +225,7 @@ std::optional<int> ConsoleArguments::answer(QTextStream &out, QTextStream &err) 
 QString ConsoleArguments::helpText()
 {
     return QStringLiteral(
-        "Usage: tackpad [--new-note] [QT OPTION...]\n"
+        "Usage: tackpad [--new-note] [QT OPTION...] [FILE.md...]\n"
         "       tackpad list [--workspace DIR] [--json]\n"
         "       tackpad new [--workspace DIR] [--title TITLE] [TEXT | -]\n"
         "       tackpad search [--workspace DIR] [--json] QUERY\n"
@@ -225,6 +234,7 @@ QString ConsoleArguments::helpText()
         "\n"
         "Tackpad keeps sticky notes as plain Markdown files in a folder you choose.\n"
         "Without a command it shows your notes; --new-note opens a new note in the running Tackpad.\n"
+        "Files named on the command line are imported into the open workspace as notes.\n"
         "Qt's own options (-platform NAME, -session ID, -style NAME, -display X11DISPLAY, ...) go\n"
         "to the application.\n"
         "\n"

@@ -10,7 +10,8 @@ class QTextStream;
 //
 // Every option of the console commands is long, so a word with a single dash ("-", "- milk", "-5") is text, and
 // "--" ends the options. Qt's own options (-session, -platform, -style, -display, …) ask for the application: the
-// session manager restores it with "-session <id>". They stay in argv, for QApplication to read.
+// session manager restores it with "-session <id>". They stay in argv, for QApplication to read. Words that name
+// existing files (and no command) ask for the application to import those files.
 struct ConsoleArguments {
     enum class Request { Application, Help, Version, Command, UsageError };
 
@@ -34,5 +35,8 @@ struct ConsoleArguments {
     std::optional<QString> title;
     bool json = false;
     bool newNote = false;
+    // Files to import into the open workspace, as absolute paths: `tackpad FILE.md…`, which is also how the
+    // desktop's "Open with" starts the application.
+    QStringList files;
     QString error; // the usage error, without the "tackpad: " in front
 };

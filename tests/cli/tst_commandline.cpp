@@ -36,6 +36,8 @@ QString readBack(const QStringList &words)
     const std::optional<int> status = read.answer(outStream, errStream);
     switch (read.request) {
     case Request::Application:
+        if (!read.files.isEmpty())
+            return u"application, import "_qs + read.files.join(u" | "_qs);
         return read.newNote ? u"application, new note"_qs : u"application"_qs;
     case Request::Help:
         return status == 0 && out == ConsoleArguments::helpText() ? u"help"_qs : u"broken help"_qs;
@@ -160,6 +162,13 @@ void TestCommandLine::readsEveryCommandLineAlike_data()
         {"-platform", "offscreen", "--platform=xcb", "-style=fusion", "-reverse", "-display", ":1", "-name", "n",
             "-qwindowtitle", "T", "-stylesheet", "s.qss"},
         u"application"_qs);
+    // "Open with" from a file manager: the files go to the app, as absolute paths.
+    const QString here = QDir::currentPath();
+    const QString source = QStringLiteral(TACKPAD_TEST_DATA_DIR "/CMakeLists.txt");
+    row("files: named files are imported by the app", {QDir(here).relativeFilePath(source), source},
+        u"application, import "_qs + source + u" | "_qs + source);
+    row("usage: a file that does not exist", {"no such note.md"},
+        u"2 tackpad: unknown command or option 'no such note.md'\n"_qs);
     row("help: -h among a command's words", {"list", "--workspace", "/w", "-h"}, u"help"_qs);
     row("version: -v", {"-v"}, u"Tackpad "_qs + QString::fromLatin1(AppInfo::version));
     row("list: --workspace=DIR and --json", {"list", "--workspace=/w", "--json"}, u"list, workspace /w, json []"_qs);
