@@ -38,7 +38,10 @@ ApiKeyField::ApiKeyField(QWidget *parent)
     m_key->setObjectName(QStringLiteral("apiKey"));
     m_key->setEchoMode(QLineEdit::Password);
     m_key->setMinimumWidth(widthShowingEveryPlaceholder());
-    m_remove = new QPushButton(tr("Remove"), this);
+    // The form's label names this whole field; the line edit inside is what takes the keyboard and is read out.
+    m_key->setAccessibleName(tr("Anthropic API key"));
+    setFocusProxy(m_key);
+    m_remove = new QPushButton(tr("R&emove"), this);
     m_remove->setObjectName(QStringLiteral("removeKey"));
     m_remove->setAutoDefault(false);
     auto *row = new QHBoxLayout(this);

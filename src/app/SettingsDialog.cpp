@@ -3,6 +3,7 @@
 #include "app/ApiKeyField.h"
 #include "core/AppInfo.h"
 #include "core/WorkspaceList.h"
+#include "editor/HiddenFont.h"
 #include "notes/NotePalette.h"
 #include "platform/GlobalHotKey.h"
 #include "platform/KeyStore.h"
@@ -80,9 +81,9 @@ void addField(QFormLayout *form, QWidget *field)
 QString trayCheckBoxText()
 {
 #ifdef Q_OS_MACOS
-    return SettingsDialog::tr("Show TackPad in the menu bar instead of the Dock");
+    return SettingsDialog::tr("Show TackPad in the menu &bar instead of the Dock");
 #else
-    return SettingsDialog::tr("Show TackPad in the system tray instead of the taskbar");
+    return SettingsDialog::tr("Show TackPad in the system &tray instead of the taskbar");
 #endif
 }
 
@@ -185,7 +186,7 @@ QGroupBox *SettingsDialog::buildNewNoteSection()
     auto *group = new QGroupBox(tr("New notes"), this);
     auto *form = newForm(group);
 
-    m_usePrevious = new QCheckBox(tr("Use selected note's settings for new notes"), group);
+    m_usePrevious = new QCheckBox(tr("&Use selected note's settings for new notes"), group);
     m_usePrevious->setObjectName(QLatin1String(SettingsKey::usePreviousNoteSettings));
     form->addRow(m_usePrevious);
 
@@ -196,12 +197,14 @@ QGroupBox *SettingsDialog::buildNewNoteSection()
     m_color = new QComboBox(group);
     m_color->setObjectName(QLatin1String(SettingsKey::fixedNoteColor));
     m_color->setIconSize(QSize(14, 14));
-    m_float = new QCheckBox(tr("Float new notes on top"), group);
+    m_float = new QCheckBox(tr("&Float new notes on top"), group);
     m_float->setObjectName(QLatin1String(SettingsKey::fixedNoteFloat));
-    const std::pair<QString, QWidget *> rows[]
-        = {{tr("Width:"), m_width}, {tr("Height:"), m_height}, {tr("Font size:"), m_fontSize}, {tr("Color:"), m_color}};
+    const std::pair<QString, QWidget *> rows[] = {{tr("&Width:"), m_width}, {tr("&Height:"), m_height},
+        {tr("Font si&ze:"), m_fontSize}, {tr("&Color:"), m_color}};
     for (const auto &[text, field] : rows) {
         auto *label = new QLabel(text, group);
+        // The buddy gives the field its name for screen readers and makes the label's mnemonic reach it.
+        label->setBuddy(field);
         form->addRow(label, field);
         m_fixedWidgets << label << field;
     }
@@ -226,16 +229,16 @@ QGroupBox *SettingsDialog::buildStartupSection()
     auto *group = new QGroupBox(tr("Startup"), this);
     auto *form = newForm(group);
 
-    m_reopen = new QCheckBox(tr("Reopen last workspace on startup"), group);
+    m_reopen = new QCheckBox(tr("&Reopen last workspace on startup"), group);
     m_reopen->setObjectName(QLatin1String(SettingsKey::reopenLastWorkspace));
     m_startupWorkspace = new QComboBox(group);
     m_startupWorkspace->setObjectName(QLatin1String(SettingsKey::startupWorkspace));
     m_startupWorkspace->setPlaceholderText(tr("None"));
     m_startupWorkspace->setSizeAdjustPolicy(QComboBox::AdjustToContents);
     form->addRow(m_reopen);
-    form->addRow(tr("Default workspace:"), m_startupWorkspace);
+    form->addRow(tr("Default wor&kspace:"), m_startupWorkspace);
     if (LoginStart::isSupported()) {
-        m_loginStart = new QCheckBox(tr("Start Tackpad when I log in"), group);
+        m_loginStart = new QCheckBox(tr("Start Tackpad when I &log in"), group);
         m_loginStart->setObjectName(QStringLiteral("startAtLogin"));
         form->addRow(m_loginStart);
     }
@@ -258,7 +261,7 @@ QGroupBox *SettingsDialog::buildDesktopSection()
     form->addRow(m_noTrayNote);
     m_noTrayNote->setVisible(!QSystemTrayIcon::isSystemTrayAvailable());
 
-    m_hotKeyBox = new QCheckBox(tr("Create a new note from anywhere with %1").arg(GlobalHotKey::keyText()), group);
+    m_hotKeyBox = new QCheckBox(tr("Create a new note from &anywhere with %1").arg(GlobalHotKey::keyText()), group);
     m_hotKeyBox->setObjectName(QLatin1String(SettingsKey::globalNewNoteHotKey));
     form->addRow(m_hotKeyBox);
     form->addRow(explanation(tr("System-wide keyboard shortcut – works even when TackPad isn't the active app."),
@@ -274,7 +277,7 @@ QGroupBox *SettingsDialog::buildAppearanceSection()
     auto *group = new QGroupBox(tr("Appearance"), this);
     auto *form = newForm(group);
 
-    m_darkMode = new QCheckBox(tr("Use Dark Mode (dark note colors)"), group);
+    m_darkMode = new QCheckBox(tr("Use Dark &Mode (dark note colors)"), group);
     m_darkMode->setObjectName(QLatin1String(SettingsKey::darkMode));
     form->addRow(m_darkMode);
     form->addRow(explanation(tr("Preset note colors switch to dark versions. Files keep their stored colors, so this "
@@ -283,7 +286,7 @@ QGroupBox *SettingsDialog::buildAppearanceSection()
     m_font = new QComboBox(group);
     m_font->setObjectName(QLatin1String(SettingsKey::noteFontFamily));
     m_font->setMaxVisibleItems(20);
-    form->addRow(tr("Note font:"), m_font);
+    form->addRow(tr("Note fo&nt:"), m_font);
     // The swatches show the colours as the notes will look.
     connect(m_darkMode, &QCheckBox::toggled, this, &SettingsDialog::refreshColorIcons);
     return group;
@@ -297,7 +300,7 @@ QGroupBox *SettingsDialog::buildAiSection()
     form->setFieldGrowthPolicy(QFormLayout::AllNonFixedFieldsGrow);
 
     m_keyField = new ApiKeyField(group);
-    form->addRow(tr("Anthropic API key:"), m_keyField);
+    form->addRow(tr("Anthropic API ke&y:"), m_keyField);
     addField(form, m_keyField->problemLabel());
     connect(m_keyField, &ApiKeyField::busyChanged, this, &SettingsDialog::setBusy);
     addField(form,
@@ -309,7 +312,7 @@ QGroupBox *SettingsDialog::buildAiSection()
     m_model->setObjectName(QLatin1String(SettingsKey::aiModel));
     m_model->setPlaceholderText(QString::fromLatin1(Settings::defaultAiModel));
     m_model->setMinimumWidth(m_keyField->minimumSizeHint().width());
-    form->addRow(tr("Model:"), m_model);
+    form->addRow(tr("M&odel:"), m_model);
     return group;
 }
 
@@ -327,7 +330,7 @@ QWidget *SettingsDialog::buildButtonRow()
 
     m_buttons = new QDialogButtonBox(QDialogButtonBox::Cancel, row);
     m_buttons->button(QDialogButtonBox::Cancel)->setObjectName(QStringLiteral("cancelButton"));
-    m_done = m_buttons->addButton(tr("Done"), QDialogButtonBox::AcceptRole);
+    m_done = m_buttons->addButton(tr("&Done"), QDialogButtonBox::AcceptRole);
     m_done->setObjectName(QStringLiteral("doneButton"));
     m_done->setDefault(true);
     connect(m_buttons, &QDialogButtonBox::accepted, this, &SettingsDialog::finish);
@@ -453,7 +456,8 @@ void SettingsDialog::fillFontChoices()
     m_font->addItem(tr("System font"));
     QStringList families;
     for (const QString &family : QFontDatabase::families()) {
-        if (!QFontDatabase::isPrivateFamily(family))
+        // The editor's own font for hidden markers draws nothing: no family a user could want.
+        if (!QFontDatabase::isPrivateFamily(family) && family != HiddenFont::family())
             families.append(family);
     }
     const std::optional<QString> stored = m_settings.noteFontFamily();
