@@ -6,11 +6,19 @@ SANITIZE_DIR ?= build-sanitize
 COVERAGE_DIR ?= build-coverage
 JOBS ?= $(shell nproc 2>/dev/null || echo 2)
 CMAKE_FLAGS ?=
+PREFIX ?= /usr/local
+# Which packages scripts/bootstrap installs: `run` only what building and running need; every other target needs
+# the test tools too (CI runs `make test`).
+BOOTSTRAP_SET ?= test
 
-.PHONY: run test bench sanitize coverage build configure bootstrap format clean
+.PHONY: run test bench sanitize coverage build configure bootstrap install package format clean
 
 bootstrap:
-	@scripts/bootstrap
+	@scripts/bootstrap $(BOOTSTRAP_SET)
+
+run: BOOTSTRAP_SET = run
+package: BOOTSTRAP_SET = package
+install: BOOTSTRAP_SET = run
 
 $(BUILD_DIR)/build.ninja:
 	cmake -S . -B $(BUILD_DIR) -G Ninja -DCMAKE_BUILD_TYPE=RelWithDebInfo $(CMAKE_FLAGS)
@@ -22,6 +30,14 @@ build: configure
 
 run: build
 	$(BUILD_DIR)/src/app/tackpad $(ARGS)
+
+# Installs the build under PREFIX (default /usr/local); DESTDIR stages it elsewhere, as packagers do.
+install: build
+	DESTDIR="$(DESTDIR)" cmake --install $(BUILD_DIR) --prefix "$(PREFIX)"
+
+# A Debian package of the build: $(BUILD_DIR)/tackpad_<version>_<arch>.deb.
+package: build
+	cmake --build $(BUILD_DIR) --target package
 
 test: build
 	scripts/headless --x11 -- ctest --test-dir $(BUILD_DIR) --output-on-failure -j $(JOBS) --timeout 300
