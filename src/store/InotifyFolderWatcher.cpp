@@ -65,21 +65,26 @@ void InotifyFolderWatcher::stop()
         ::close(m_fd);
     m_fd = -1;
     m_watch = -1;
+    m_movedFrom.clear();
 }
 
 void InotifyFolderWatcher::readEvents()
 {
     alignas(inotify_event) char buffer[64 * 1024];
     QSet<QString> names;
-    // The two halves of a rename share a cookie; a half without its partner was a move into or out of the folder.
-    QHash<uint32_t, QString> movedFrom;
     QList<std::pair<QString, QString>> moves;
     bool wholeFolder = false;
     bool watchGone = false;
-    for (;;) {
+    // A few buffers at a time: while a checkout writes thousands of files the queue refills as fast as it is read,
+    // and the event loop must turn in between. The notifier fires again for the rest.
+    for (int reads = 0; reads < 4; ++reads) {
         const ssize_t length = ::read(m_fd, buffer, sizeof buffer);
-        if (length <= 0)
-            break; // EAGAIN: the queue is empty
+        if (length <= 0) {
+            // EAGAIN: the queue is empty. A half of a rename still without its partner was a move into or out of
+            // the folder.
+            m_movedFrom.clear();
+            break;
+        }
         for (ssize_t offset = 0; offset < length;) {
             const auto *event = reinterpret_cast<const inotify_event *>(buffer + offset);
             offset += ssize_t(sizeof(inotify_event) + event->len);
@@ -90,9 +95,9 @@ void InotifyFolderWatcher::readEvents()
                 const QString name = QFile::decodeName(event->name);
                 names.insert(name);
                 if (event->mask & IN_MOVED_FROM)
-                    movedFrom.insert(event->cookie, name);
-                else if ((event->mask & IN_MOVED_TO) && movedFrom.contains(event->cookie))
-                    moves.append({movedFrom.take(event->cookie), name});
+                    m_movedFrom.insert(event->cookie, name);
+                else if ((event->mask & IN_MOVED_TO) && m_movedFrom.contains(event->cookie))
+                    moves.append({m_movedFrom.take(event->cookie), name});
             }
         }
     }

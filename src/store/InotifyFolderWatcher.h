@@ -2,6 +2,8 @@
 
 #include "store/FolderWatcher.h"
 
+#include <QHash>
+
 class QSocketNotifier;
 
 // One inotify watch on the folder, read through a QSocketNotifier. Every event names its file, so one save in a
@@ -22,4 +24,6 @@ private:
     int m_fd = -1;
     int m_watch = -1;
     QSocketNotifier *m_notifier = nullptr;
+    // The two halves of a rename share a cookie; the first half waits here for the second.
+    QHash<uint32_t, QString> m_movedFrom;
 };

@@ -7,9 +7,11 @@
 #include "store/NewNoteDefaults.h"
 #include "store/NoteAttachments.h"
 #include "store/NoteFiles.h"
+#include "store/RescanRun.h"
 #include "store/StackingOrder.h"
 
 #include <QDateTime>
+#include <QDeadlineTimer>
 #include <QHash>
 #include <QObject>
 #include <QSet>
@@ -63,7 +65,8 @@ public:
     void setControllerFactory(ControllerFactory factory);
     void setAlertPresenter(AlertPresenter *presenter);
     void setVisibleAreaProvider(VisibleAreaProvider provider);
-    // Every delay (rescan, saves) is multiplied by `scale`: tests run the same rules without waiting in real time.
+    // Every delay (rescan, saves) and the length of a rescan's slices is multiplied by `scale`: tests run the same
+    // rules without waiting in real time (0: one file a slice).
     void setDelayScale(double scale);
     // The time used to name conflict copies and recovered text.
     void setClock(Clock clock);
@@ -193,16 +196,12 @@ private:
         Outcome outcome = Unusable;
     };
 
-    // Controllers whose files vanished during a rescan, kept until the end of it so that a file that reappears
-    // under another name with the same text (a rename elsewhere) takes its note along.
-    using Vanished = QStringList;
-
     bool folderPresent();
-    void rescanFiles(QStringList names);
-    void reconcile(const QString &name, const NoteFiles::FileStamp &stamp, bool trustKnownStamp, Vanished &vanished);
+    void rescanFiles(const QStringList &names);
+    void reconcile(const RescanRun::File &file, RescanRun &run);
     void reconcileUnusable(const QString &name, const NoteFiles::FileStamp &stamp, const NoteFiles::ReadResult &read);
-    bool followRename(const QString &name, const QString &raw, Vanished &vanished);
-    void removeVanished(const Vanished &vanished);
+    void fileGone(const QString &name, RescanRun &run);
+    bool followRename(const QString &name, const QString &raw, RescanRun &run);
     void recoverAbandonedSaves(const QStringList &temporaries);
     void reportSkippedEntries(const std::vector<NoteFiles::Skipped> &skipped);
     void runPendingRescan();
@@ -274,4 +273,23 @@ private:
     std::vector<std::unique_ptr<NoteController>> m_retired;
     int m_batchDepth = 0;
     bool m_notesDirty = false;
+
+    // --- Rescans in slices (NoteStoreScanning.cpp). A rescan the watcher asks for looks at files for about
+    // rescanSliceMs at a time and lets the event loop turn in between, so that a checkout rewriting thousands of
+    // notes never freezes the windows; `rescanned` follows the last slice. `rescan()` still does all at once.
+    static constexpr int rescanSliceMs = 20;
+    std::unique_ptr<RescanRun> listFolder();
+    void addNamedFiles(RescanRun &run, QStringList names);
+    // Reconciles files until the deadline; true once the run has looked at all of them.
+    bool advance(RescanRun &run, const QDeadlineTimer &deadline);
+    // The notes whose files stayed away lose their windows; a full run forgets files it did not see.
+    void complete(RescanRun &run);
+    void runSlice();
+    void queueSlice();
+    std::unique_ptr<RescanRun> m_run;
+    bool m_sliceQueued = false;
+    int m_sliceDepth = 0;
+    // Where the visible notes stand, collected once per slice rather than once per note added.
+    using TakenPositions = QSet<std::pair<qint64, qint64>>;
+    std::optional<TakenPositions> *m_takenPositions = nullptr;
 };

@@ -216,6 +216,37 @@ private Q_SLOTS:
         QTRY_COMPARE(state(store), state(fresh));
     }
 
+    // A rescan runs in slices with the event loop turning in between (here one file a slice). A note renamed
+    // elsewhere still follows its file, and an edit made between two slices is merged with the outside change
+    // that a later slice finds, not overwritten by it or overwriting it.
+    void slicedRescanFollowsRenamesAndMergesEdits()
+    {
+        Workspace ws;
+        writeInPlace(ws.path("Alpha.md"), noteText("x1", "renamed elsewhere\n"));
+        writeInPlace(ws.path("Gamma.md"), noteText("x2", "first line\n"));
+        NoteStore &store = ws.open();
+        NoteController *renamed = store.controller("Alpha.md");
+        NoteController *edited = store.controller("Gamma.md");
+        store.setDelayScale(0);
+        QVERIFY(QFile::rename(ws.path("Alpha.md"), ws.path("Beta.md")));
+        writeAtomically(ws.path("Gamma.md"), noteText("x2", "first line\nappended\n"));
+        QSignalSpy rescanned(&store, &NoteStore::rescanned);
+        // The first slice announces the renamed note; the user types before the next one.
+        connect(
+            &store, &NoteStore::notesChanged, this,
+            [&] {
+                QVERIFY(rescanned.isEmpty());
+                edit(store, edited, u"first line typed\n"_qs);
+            },
+            Qt::SingleShotConnection);
+
+        store.scheduleRescan();
+        QVERIFY(rescanned.wait());
+        QCOMPARE(store.controller("Beta.md"), renamed);
+        QTRY_COMPARE(Frontmatter::parse(readFile(ws.path("Gamma.md"))).body, u"first line typed\nappended\n"_qs);
+        QCOMPARE(edited->note().body, u"first line typed\nappended\n"_qs);
+    }
+
     void missingFolderReportedOnce()
     {
         Workspace ws;
