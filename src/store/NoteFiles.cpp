@@ -77,6 +77,14 @@ std::optional<std::vector<Entry>> listNoteFiles(
             temporaries->append(name);
         if (!isNoteFileName(name))
             continue;
+        // A name in another encoding than the system's (UTF-8) has no QString that opens it again: said as such,
+        // not as the "No such file or directory" every later attempt to open it would get.
+        if (QFile::encodeName(name) != QByteArrayView(item->d_name)) {
+            if (skipped)
+                skipped->push_back(
+                    {name, QStringLiteral("its file name is not valid UTF-8; rename the file to use it")});
+            continue;
+        }
         struct stat st;
         // Follows symbolic links: a linked note file is a note like any other. A dangling or looping link, or an
         // entry that vanished meanwhile, is simply not a note file.

@@ -367,6 +367,14 @@ void TestCommandLine::outputIsSafeAndChecked()
     QCOMPARE(run({"search", "--workspace", m_folder, "hello"}).out,
         u"50%2 \\x1b[2J\n    hello \\x1b]0;owned\\x07 \\u202e world\n"_qs);
 
+    // A name in another encoding is said to be one, not reported as missing.
+    const QByteArray latin1Name = QFile::encodeName(m_folder) + "/caf\xe9.md";
+    QVERIFY(std::fclose(std::fopen(latin1Name.constData(), "w")) == 0);
+    QVERIFY2(run({"list", "--workspace", m_folder})
+                 .err.endsWith(u": its file name is not valid UTF-8; rename the file to use it\n"_qs),
+        "");
+    QVERIFY(std::remove(latin1Name.constData()) == 0);
+
     const Run full = run({"list", "--workspace", m_folder}, {}, QStringLiteral("/dev/full"));
     QCOMPARE(full.exitCode, 74);
     QCOMPARE(full.err, u"tackpad: cannot write the output: No space left on device\n"_qs);
