@@ -4,9 +4,11 @@
 // floor's CPU and 1.2 times its resident memory. Each iteration starts both programs once; the counters are
 // their CPU (user and system), resident memory once ready (and the peak), the time until ready, and the ratios.
 //
-// Runs under the X server of $DISPLAY (e.g. `scripts/headless --x11 -- build/bench/bench_startup`, which also runs
-// a window manager); without one it starts its own Xvfb. TACKPAD_BINARY in the environment measures another
-// build, such as the one before a change.
+// The programs need a real X server (xcb), not the offscreen platform. Under `make bench` there is no $DISPLAY and
+// the benchmark starts its own Xvfb, without a window manager; `scripts/headless --x11 -- build/bench/bench_startup`
+// runs it under Xvfb with openbox, as a desktop would (there the floor also pays for the window manager focusing
+// each of its windows, which the notes, shown without activation, do not). TACKPAD_BINARY in the environment
+// measures another build, such as the one before a change.
 
 #include <QByteArray>
 #include <QDir>
