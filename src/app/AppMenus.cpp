@@ -257,6 +257,9 @@ QList<QMenu *> AppMenus::menusForNoteContext()
 
 void AppMenus::addShortcutsTo(NoteWindowController *note)
 {
+    // A note that has not been shown yet has no window: it gets the shortcuts when it is made.
+    if (!note->window())
+        return;
     addShortcutsToWindow(note->window());
     note->window()->setToolWindow(trayShown());
 }
@@ -315,6 +318,8 @@ void AppMenus::applyActivationMode()
     }
     if (m_tray)
         m_tray->setVisible(useTray);
-    for (NoteWindowController *note : m_session.noteWindows().all())
-        note->window()->setToolWindow(useTray);
+    for (NoteWindowController *note : m_session.noteWindows().all()) {
+        if (note->window())
+            note->window()->setToolWindow(useTray);
+    }
 }

@@ -29,6 +29,19 @@ void preferXWayland()
         qputenv("QT_QPA_PLATFORM", "xcb");
 }
 
+// The icon every window carries, drawn once at the sizes taskbars and window switchers show. X11 wants the pixels of
+// every size in every window, twice as Qt makes a window: given as the SVG, the icon was drawn anew at four sizes up
+// to 128 pixels for each note, which with many notes was a good part of start-up (the drawing, the copying, and the
+// heap growing and shrinking around the pixels).
+QIcon applicationIcon()
+{
+    const QIcon drawing(QStringLiteral(":/icons/app.tackpad.Tackpad.svg"));
+    QIcon icon;
+    for (const int size : {16, 32, 48, 64})
+        icon.addPixmap(drawing.pixmap(size));
+    return icon;
+}
+
 std::optional<int> runConsoleCommand(int argc, char *argv[])
 {
     QCoreApplication app(argc, argv);
@@ -59,7 +72,7 @@ int main(int argc, char *argv[])
     QApplication app(argc, argv);
     setApplicationNames();
     QApplication::setDesktopFileName(QString::fromLatin1(AppInfo::reverseDomainId));
-    QApplication::setWindowIcon(QIcon(QStringLiteral(":/icons/app.tackpad.Tackpad.svg")));
+    QApplication::setWindowIcon(applicationIcon());
     // Notes come and go; the application lives until the user quits it.
     QApplication::setQuitOnLastWindowClosed(false);
 

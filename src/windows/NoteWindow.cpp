@@ -16,6 +16,8 @@ NoteWindow::NoteWindow(QWidget *parent)
     setAttribute(Qt::WA_QuitOnClose, false);
     // Qt shows tool tips only over the active window; the title bar's buttons explain themselves on every note.
     setAttribute(Qt::WA_AlwaysShowToolTips);
+    // paintEvent covers every pixel in the note's colour: Qt need not fill the window with the palette's first.
+    setAttribute(Qt::WA_OpaquePaintEvent);
     setMouseTracking(true);
     auto *layout = new QVBoxLayout(this);
     // The body keeps clear of the window's side and bottom edges so that those few pixels belong to the window,

@@ -7,6 +7,7 @@
 #include "store/NoteStore.h"
 #include "windows/NoteColorPanel.h"
 #include "windows/NoteMenu.h"
+#include "windows/NoteScrollBarStyle.h"
 #include "windows/NoteWindow.h"
 #include "windows/TitleBarView.h"
 
@@ -47,14 +48,6 @@ NoteWindowController::NoteWindowController(
     : NoteController(std::move(note), store, lastDiskContent)
     , m_environment(std::move(environment))
 {
-    buildWindow();
-    connectTitleBar();
-    connectEditor();
-
-    // The theme first, so that the text is styled once, in the note's own look.
-    applyAppearance();
-    m_textView->setMarkdown(this->note().body);
-    applyRolledState(false);
 }
 
 NoteWindowController::~NoteWindowController()
@@ -64,25 +57,16 @@ NoteWindowController::~NoteWindowController()
 
 TitleBarView *NoteWindowController::titleBar() const
 {
-    return m_window->titleBar();
+    return m_window ? m_window->titleBar() : nullptr;
 }
 
+// Everything but the text, which goes in once the window is shown (see showWindow).
 void NoteWindowController::buildWindow()
 {
     m_window = std::make_unique<NoteWindow>();
     m_window->setMinimumSize(int(minContentWidth), int(rolledHeight));
     m_textView = new MarkdownTextView(m_window->body());
-    m_textView->setFrameShape(QFrame::NoFrame);
-    m_textView->viewport()->setAutoFillBackground(false);
-    m_textView->setAutoFillBackground(false);
-    m_textView->setHorizontalScrollBarPolicy(Qt::ScrollBarAlwaysOff);
-    m_textView->document()->setDocumentMargin(6);
-    // A thin, quiet scroll bar that takes the note's colour instead of the desktop style's arrows and trough.
-    m_textView->verticalScrollBar()->setStyleSheet(QStringLiteral(
-        "QScrollBar:vertical { background: transparent; width: 8px; margin: 2px 2px 2px 0; }"
-        "QScrollBar::handle:vertical { background: rgba(0, 0, 0, 60); border-radius: 3px; min-height: 24px; }"
-        "QScrollBar::add-line:vertical, QScrollBar::sub-line:vertical { height: 0; }"
-        "QScrollBar::add-page:vertical, QScrollBar::sub-page:vertical { background: transparent; }"));
+    styleEditor();
     m_window->body()->layout()->addWidget(m_textView);
     m_textView->installEventFilter(this);
     m_textView->viewport()->installEventFilter(this);
@@ -94,6 +78,22 @@ void NoteWindowController::buildWindow()
     connect(qGuiApp, &QGuiApplication::primaryScreenChanged, this, &NoteWindowController::screensChanged);
     for (QScreen *screen : QGuiApplication::screens())
         connect(screen, &QScreen::availableGeometryChanged, this, &NoteWindowController::screensChanged);
+    connectTitleBar();
+    connectEditor();
+    // The theme first, so that the text is styled once, in the note's own look.
+    applyAppearance();
+    applyRolledState(false);
+}
+
+void NoteWindowController::styleEditor()
+{
+    m_textView->setFrameShape(QFrame::NoFrame);
+    m_textView->viewport()->setAutoFillBackground(false);
+    m_textView->setAutoFillBackground(false);
+    m_textView->setHorizontalScrollBarPolicy(Qt::ScrollBarAlwaysOff);
+    m_textView->document()->setDocumentMargin(6);
+    // A thin, quiet scroll bar that takes the note's colour instead of the desktop style's arrows and trough.
+    m_textView->verticalScrollBar()->setStyle(NoteScrollBarStyle::shared());
 }
 
 void NoteWindowController::screensChanged()
@@ -208,6 +208,8 @@ bool NoteWindowController::platformReportsPositions()
 
 void NoteWindowController::setWindowFrame(const QRectF &fileRect)
 {
+    if (!m_window)
+        return;
     finishRollAnimation();
     const QRect qtRect = ScreenCoordinates::toQtRect(fileRect, primaryScreenHeight()).toAlignedRect();
     const bool wasSuppressed = m_suppressFrameCallbacks;
@@ -267,7 +269,7 @@ QRectF NoteWindowController::windowFileRect() const
 
 void NoteWindowController::frameChanged()
 {
-    if (m_suppressFrameCallbacks || m_closing)
+    if (m_suppressFrameCallbacks || m_closing || !m_window)
         return;
     const QRect geometry = m_window->geometry();
     if (geometry == m_placedGeometry)
@@ -321,6 +323,8 @@ void NoteWindowController::applyFrame()
 
 void NoteWindowController::applyAppearance()
 {
+    if (!m_window)
+        return;
     const NoteMetadata &meta = note().meta;
     const Settings &settings = store().settings();
     const QColor display
@@ -349,6 +353,8 @@ void NoteWindowController::applyAppearance()
 
 void NoteWindowController::applyRolledState(bool animated)
 {
+    if (!m_window)
+        return;
     finishRollAnimation();
     const bool wasSuppressed = m_suppressFrameCallbacks;
     m_suppressFrameCallbacks = true;
@@ -399,12 +405,19 @@ void NoteWindowController::finishRollAnimation()
 
 void NoteWindowController::showWindow(bool activate)
 {
+    const bool firstShown = !m_window;
+    if (firstShown) {
+        buildWindow();
+        Q_EMIT windowBuilt();
+    }
     // A window manager focuses windows as they appear; a note brought up without being asked to take the focus
     // (at launch, on reopen) must not, or every note would be raised and its file rewritten at every start.
     m_window->setAttribute(Qt::WA_ShowWithoutActivating, !activate);
     if (!m_window->isVisible())
         placed(m_window->geometry());
     m_window->show();
+    if (firstShown)
+        setFirstText();
     m_window->raise();
     if (activate) {
         m_window->activateWindow();
@@ -413,9 +426,21 @@ void NoteWindowController::showWindow(bool activate)
     }
 }
 
+// Shown, the editor has its real width: the text is laid out once, not at a default width first and again when the
+// window appears. It goes in before the window is first painted. The scroll bar is in place meanwhile: a text longer
+// than its window (the long notes, the costly ones) would otherwise be laid out again when the bar appears and takes
+// its width; a short one is laid out again without it, which costs little.
+void NoteWindowController::setFirstText()
+{
+    m_textView->setVerticalScrollBarPolicy(Qt::ScrollBarAlwaysOn);
+    m_textView->setMarkdown(note().body);
+    m_textView->setVerticalScrollBarPolicy(Qt::ScrollBarAsNeeded);
+}
+
 void NoteWindowController::hideWindow()
 {
-    m_window->hide();
+    if (m_window)
+        m_window->hide();
 }
 
 void NoteWindowController::closeWindow()
@@ -423,18 +448,20 @@ void NoteWindowController::closeWindow()
     m_closing = true;
     cancelAiRequest();
     onWindowClosing();
-    m_window->hide();
+    hideWindow();
 }
 
 void NoteWindowController::setEditorText(const QString &markdown)
 {
-    // One undoable step that leaves the caret and the scroll position on the text they were on.
-    m_textView->takeOutsideText(markdown);
+    // One undoable step that leaves the caret and the scroll position on the text they were on. A note without a
+    // window has only its body, which already holds the text.
+    if (m_textView)
+        m_textView->takeOutsideText(markdown);
 }
 
 void NoteWindowController::focusEditor()
 {
-    if (note().meta.rolledUp)
+    if (note().meta.rolledUp || !m_window)
         return;
     m_window->activateWindow();
     m_textView->setFocus(Qt::OtherFocusReason);
@@ -448,7 +475,8 @@ void NoteWindowController::onWindowClosing()
 
 bool NoteWindowController::eventFilter(QObject *watched, QEvent *event)
 {
-    if (event->type() == QEvent::ContextMenu && (watched == m_textView || watched == m_textView->viewport())) {
+    if (event->type() == QEvent::ContextMenu && m_textView
+        && (watched == m_textView || watched == m_textView->viewport())) {
         auto *contextEvent = static_cast<QContextMenuEvent *>(event);
         // The editor's own text commands first, then everything the note and the application offer.
         QMenu *menu = m_textView->createStandardContextMenu(contextEvent->pos());
@@ -504,7 +532,7 @@ void NoteWindowController::rememberUnrolledHeight()
 {
     NoteMetadata &meta = note().meta;
     // A note taller than the screen is shown cut to it: its file keeps the full height.
-    if (displayFrame().height() < frameFor(meta).height())
+    if (!m_window || displayFrame().height() < frameFor(meta).height())
         return;
     const double before = meta.height;
     meta.height = std::max(double(m_window->height()), minContentHeight);

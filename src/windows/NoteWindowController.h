@@ -17,9 +17,10 @@ class QPropertyAnimation;
 class QShortcut;
 class TitleBarView;
 
-// One visible note: its frameless window, title bar and editor. Turns what the user does to the window (moves,
+// One note as a window: its frameless window, title bar and editor. Turns what the user does to the window (moves,
 // resizes, menu items, title-bar buttons, link clicks) into changes of the note's properties and asks the store to
-// save them; applies the store's external changes to the window.
+// save them; applies the store's external changes to the window. The window is made when the note is first shown:
+// until then (a hidden note) the note is only its text and properties, and every change goes to those alone.
 class NoteWindowController : public NoteController {
     Q_OBJECT
 
@@ -32,6 +33,7 @@ public:
         NoteWindowEnvironment environment = {});
     ~NoteWindowController() override;
 
+    // The window, its title bar and its editor; null until the note is first shown.
     NoteWindow *window() const { return m_window.get(); }
     TitleBarView *titleBar() const;
     MarkdownTextView *textView() const { return m_textView; }
@@ -103,12 +105,16 @@ public:
 Q_SIGNALS:
     // A run of runPrompt ended; `message` is what the user was told (the applied text without the undo hint).
     void aiRequestFinished(NoteWindowController::PromptOutcome outcome, const QString &message);
+    // The note's window was made (it is about to be shown for the first time).
+    void windowBuilt();
 
 protected:
     bool eventFilter(QObject *watched, QEvent *event) override;
 
 private:
     void buildWindow();
+    void styleEditor();
+    void setFirstText();
     void connectTitleBar();
     void connectEditor();
     void changed(bool rememberStyle);

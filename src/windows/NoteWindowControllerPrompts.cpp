@@ -63,7 +63,9 @@ void NoteWindowController::runPrompt(const QString &prompt, const QString &promp
     });
     connect(run, &PromptRun::requestStarted, this, [this] {
         Toast::show(PromptRun::thinkingText(), PromptRun::thinkingSeconds, m_window.get());
-        // Escape in this note stops the request; the shortcut exists only while one runs.
+        // Escape in this note stops the request; the shortcut exists only while one runs (and the note has a window).
+        if (!m_window)
+            return;
         m_cancelPromptShortcut = new QShortcut(QKeySequence(Qt::Key_Escape), m_window.get());
         m_cancelPromptShortcut->setContext(Qt::WindowShortcut);
         connect(m_cancelPromptShortcut, &QShortcut::activated, this, &NoteWindowController::cancelAiRequest);
@@ -86,8 +88,14 @@ void NoteWindowController::applyReply(const QString &reply, const QString &promp
     if (!m_promptRun || m_closing)
         return;
     backupCurrentContentToTrash();
-    // One edit of the editor: one undo step, reported like typing, so the note is saved as after any edit.
-    m_textView->replaceAllText(reply);
+    // One edit of the editor: one undo step, reported like typing, so the note is saved as after any edit. A note
+    // without a window (hidden since the start) takes the reply as its body directly.
+    if (m_textView) {
+        m_textView->replaceAllText(reply);
+    } else {
+        note().body = reply;
+        store().noteEdited(this);
+    }
     Toast::show(PromptRun::appliedText(promptTitle, undoKeys()), PromptRun::outcomeSeconds, m_window.get());
     endPromptRun(PromptOutcome::Applied, PromptRun::appliedText(promptTitle));
 }

@@ -23,7 +23,8 @@ void NoteWindows::attach(NoteStore &store)
             m_windows.insert(made, made);
             // The store deletes its controllers; a window that is gone must not be found any more.
             connect(made, &QObject::destroyed, this, &NoteWindows::forget);
-            Q_EMIT windowCreated(made);
+            // A note makes its window when it is first shown, a hidden one maybe never.
+            connect(made, &NoteWindowController::windowBuilt, this, [this, made] { Q_EMIT windowCreated(made); });
             return window;
         });
 }

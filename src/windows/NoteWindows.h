@@ -27,8 +27,9 @@ public:
     // The store's notes are shown as windows from now on (also after a rescan or a new note).
     void attach(NoteStore &store);
 
+    // The note's controller, whose window() is null until the note is first shown.
     NoteWindowController *windowOf(const NoteController *note) const;
-    // Every window, in no particular order.
+    // Every note's controller, in no particular order.
     std::vector<NoteWindowController *> all() const;
     // The note whose window is the active window, if any.
     NoteWindowController *active() const;

@@ -322,7 +322,7 @@ void SearchWindow::open(const NoteSearch::Result &result)
         return;
     m_panel->hide();
     controller->revealFromLink();
-    if (NoteWindowController *window = m_windows.windowOf(controller))
+    if (NoteWindowController *window = m_windows.windowOf(controller); window && window->textView())
         window->textView()->selectMatch(query);
 }
 

@@ -186,6 +186,24 @@ private Q_SLOTS:
         QVERIFY(m_workspace->propertyLine(u"a.md"_qs).endsWith(u" hidden\""_qs));
     }
 
+    // A hidden note is only its text and properties: its window is made when it is shown, with the text as it is
+    // by then, another program's change made meanwhile included.
+    void hiddenNoteGetsItsWindowWhenShown()
+    {
+        const QString file = m_workspace->path(u"a.md"_qs);
+        writeInPlace(file, StoreTest::noteText(u"x100 y150 hidden"_qs, u"first"_qs));
+        m_workspace->store->rescan();
+        NoteWindowController *c = m_workspace->controller(u"a.md"_qs);
+        QVERIFY(c && !c->window());
+        writeInPlace(file, StoreTest::noteText(u"x100 y150 hidden"_qs, u"Second\n\nthird"_qs));
+        m_workspace->store->refreshFromDisk(u"a.md"_qs);
+        QVERIFY(!c->window());
+        c->unhide(false);
+        QVERIFY(c->window() && c->window()->isVisible());
+        QCOMPARE(c->textView()->markdown(), u"Second\n\nthird"_qs);
+        QCOMPARE(c->titleBar()->title(), c->note().title());
+    }
+
     void fontSizeStaysInRange()
     {
         NoteWindowController *c = open(u"a.md"_qs, u"s47"_qs);
