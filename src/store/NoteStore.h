@@ -257,6 +257,7 @@ private:
     // needs the file as the note last wrote it (flushing, renaming, deleting, re-reading before an AI rewrite).
     void waitForSave(const QString &filename);
     void waitForAllSaves();
+    QString mergeBase(const QString &name, const QString &base, const QString &theirsBody) const;
     // --- End of saving on the saver's thread
 
     QString availableFilename(const QString &base, int firstSuffix, const QString &ignoring) const;
@@ -305,5 +306,11 @@ private:
     // --- Saving on the saver's thread
     std::unique_ptr<NoteSaver> m_saver;
     std::map<QString, SaveInFlight> m_inFlight;
+    // Each note's last write: the text it replaced and the text it wrote.
+    struct LastWrite {
+        QString replaced;
+        QString written;
+    };
+    QHash<QString, LastWrite> m_writtenOver;
     // --- End of saving on the saver's thread
 };

@@ -282,6 +282,7 @@ void NoteStore::takeSaveOutcome(NoteController *controller, const SaveInFlight &
         m_unsaved.remove(name);
         m_keptCopies.remove(name);
         controller->setLastDiskContent(flight.text);
+        m_writtenOver.insert(name, {flight.expected, flight.text});
         m_known.remove(name);
         Q_EMIT noteWritten(name);
         if (result.displaced)
@@ -384,15 +385,17 @@ void NoteStore::takeDisplacedText(NoteController *controller, const QByteArray &
 // The note's properties win; the other tools' front-matter lines come from the file; the bodies are merged.
 void NoteStore::mergeOutsideChange(NoteController *controller, const QString &raw, const QString &base)
 {
-    // What a rescan reads while the note's file is being written may be that very write, half taken in: the file is
-    // read again once the write's outcome is in.
+    // Changed while the note's own write of it is under way: what the rescan read may be that very write, and another
+    // program's change must be merged against what the write left. Rare (an outside edit of this note within the
+    // moment of its save), so the rescan waits for the write and then reads the file again.
     if (const auto flight = inFlight(controller); flight != m_inFlight.end()) {
         flight->second.reread = true;
+        waitForSave(flight->first);
         return;
     }
     Note &note = controller->note();
     const Frontmatter::Parsed theirs = Frontmatter::parse(raw);
-    const QString baseBody = Frontmatter::parse(base).body;
+    const QString baseBody = mergeBase(note.filename, base, theirs.body);
     note.foreignFrontmatter = theirs.foreign;
     if (note.body == baseBody) {
         // Only properties are waiting (a move, a raise): the outside text is simply taken.
@@ -411,6 +414,21 @@ void NoteStore::mergeOutsideChange(NoteController *controller, const QString &ra
     controller->setLastDiskContent(raw);
     if (hasUnsavedChanges(controller) && !hasPendingSave(note.filename))
         noteEdited(controller);
+}
+
+// Against what the other program started from. One that read the file before the note's last write and wrote after
+// it (a slow rewrite in place, a copy renamed over the file) leaves a version without that write: merged against the
+// write, its version would undo it; merged against what the write replaced, both are kept. A version that did see
+// the write merges the same either way.
+QString NoteStore::mergeBase(const QString &name, const QString &base, const QString &theirsBody) const
+{
+    const QString written = Frontmatter::parse(base).body;
+    const auto last = m_writtenOver.constFind(name);
+    if (last == m_writtenOver.cend() || last->written != base)
+        return written;
+    const QString before = Frontmatter::parse(last->replaced).body;
+    const std::optional<QString> withTheWrite = TextMerge::merge(before, written, theirsBody);
+    return withTheWrite && *withTheWrite != theirsBody ? before : written;
 }
 
 QString NoteStore::conflictTitle(const QString &title) const
