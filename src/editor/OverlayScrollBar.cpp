@@ -1,19 +1,18 @@
 #include "editor/OverlayScrollBar.h"
 
+#include "editor/ThinScrollBarStyle.h"
+
 #include <QAbstractScrollArea>
 #include <QEvent>
+#include <QStyle>
 
 OverlayScrollBar::OverlayScrollBar(QAbstractScrollArea *area)
     : QScrollBar(Qt::Vertical, area)
     , m_area(area)
 {
-    // Quiet and in the note's own colours: no arrows, no trough, a translucent handle.
-    setStyleSheet(QStringLiteral(
-        "QScrollBar:vertical { background: transparent; width: %1px; margin: 2px 2px 2px 0; }"
-        "QScrollBar::handle:vertical { background: rgba(0, 0, 0, 60); border-radius: 3px; min-height: 24px; }"
-        "QScrollBar::add-line:vertical, QScrollBar::sub-line:vertical { height: 0; }"
-        "QScrollBar::add-page:vertical, QScrollBar::sub-page:vertical { background: transparent; }")
-                      .arg(thickness));
+    // Thin and quiet, in the note's own colours: one style shared by every note's bar (a style sheet per bar would
+    // parse and keep its own rules, some 60 KB each).
+    setStyle(ThinScrollBarStyle::shared());
     setCursor(Qt::ArrowCursor);
 
     QScrollBar *inner = area->verticalScrollBar();
@@ -48,6 +47,7 @@ void OverlayScrollBar::place()
 {
     setPageStep(m_area->verticalScrollBar()->pageStep());
     const QRect viewport = m_area->viewport()->geometry();
-    setGeometry(viewport.right() + 1 - thickness, viewport.top(), thickness, viewport.height());
+    const int width = style()->pixelMetric(QStyle::PM_ScrollBarExtent, nullptr, this);
+    setGeometry(viewport.right() + 1 - width, viewport.top(), width, viewport.height());
     raise();
 }

@@ -18,8 +18,6 @@ public:
     // Installs itself on `area` (which owns it) and turns the area's own vertical scroll bar off.
     explicit OverlayScrollBar(QAbstractScrollArea *area);
 
-    static constexpr int thickness = 8;
-
 protected:
     bool eventFilter(QObject *watched, QEvent *event) override;
 

@@ -185,7 +185,10 @@ std::optional<QByteArray> readAndRemove(const QString &path)
 // Moves the temporary file over `target`. Where the system can swap two names atomically, the old file comes
 // back under the temporary name, so that a change another program made after the caller last read the file is
 // never lost without anyone knowing.
-bool placeReplacing(Temporary &temporary, const QString &target, Outcome &outcome, int *error)
+// A target that existed when the write began and is gone now was deleted or renamed meanwhile (a slow disk makes
+// that moment long): the text is not put back under the old name, which would bring a deleted note back or give a
+// renamed one a twin. The write fails with ENOENT; the caller still has the text and can find where the file went.
+bool placeReplacing(Temporary &temporary, const QString &target, bool existed, Outcome &outcome, int *error)
 {
     const QByteArray from = encoded(temporary.path());
     const QByteArray to = encoded(target);
@@ -200,6 +203,11 @@ bool placeReplacing(Temporary &temporary, const QString &target, Outcome &outcom
         return false;
     }
 #endif
+    struct stat st;
+    if (existed && ::lstat(to.constData(), &st) != 0 && errno == ENOENT) {
+        *error = ENOENT;
+        return false;
+    }
     if (::rename(from.constData(), to.constData()) != 0) {
         *error = errno;
         return false;
@@ -293,7 +301,7 @@ Outcome write(const QString &path, const QByteArray &data, Mode mode)
         if (!placeNew(temporary, target, &error))
             return failure(error);
         temporary.placed();
-    } else if (!placeReplacing(temporary, target, outcome, &error)) {
+    } else if (!placeReplacing(temporary, target, exists, outcome, &error)) {
         return failure(error);
     }
     // Already in place and synced; a late error of close changes nothing the reader sees.

@@ -16,7 +16,8 @@
 namespace AtomicFile {
 
 enum class Mode {
-    // Replace the file if it exists (or create it). A file marked read-only is left alone.
+    // Replace the file if it exists (or create it). A file marked read-only is left alone, and so is the name of a
+    // file that was deleted or renamed while it was being written (ENOENT).
     Replace,
     // Create the file; fail if the name exists, also when another program creates it meanwhile.
     CreateNew,

@@ -41,12 +41,17 @@ NoteStore::NoteStore(const QString &folder, Settings settings, QObject *parent)
 {
     m_rescanTimer.setSingleShot(true);
     connect(&m_rescanTimer, &QTimer::timeout, this, &NoteStore::runPendingRescan);
+    m_saver = std::make_unique<NoteSaver>();
+    connect(m_saver.get(), &NoteSaver::finished, this,
+        [this](NoteSaver::Id id, const NoteSaver::Result &result) { finishSave(id, result); });
 }
 
 NoteStore::~NoteStore()
 {
     // An owner that forgets to shut down must not lose the last edits.
     shutdown();
+    // Nothing is under way any more (shutting down waited for every write); the saver's thread ends here.
+    m_saver.reset();
 }
 
 QString NoteStore::filePath(const QString &filename) const

@@ -7,6 +7,7 @@
 #include "store/NewNoteDefaults.h"
 #include "store/NoteAttachments.h"
 #include "store/NoteFiles.h"
+#include "store/NoteSaver.h"
 #include "store/RescanRun.h"
 #include "store/StackingOrder.h"
 
@@ -14,6 +15,7 @@
 #include <QDeadlineTimer>
 #include <QHash>
 #include <QObject>
+#include <QPointer>
 #include <QSet>
 #include <QString>
 #include <QTimer>
@@ -101,8 +103,10 @@ public:
     void noteRaised(NoteController *controller);
     // The whole note was replaced at once (an AI reply, a command from a script): written on the next turn.
     void noteReplaced(NoteController *controller);
+    // A save of the file is waiting for its delay, or under way.
     bool hasPendingSave(const QString &filename) const;
-    // Writes every pending save now, and tries once more each note whose last save failed.
+    // Writes every pending save now, and tries once more each note whose last save failed. Returns once the saver's
+    // thread has finished every write, so that the text is on disk.
     void flushAllSaves();
     // For each note whose file still cannot be written, keeps its whole text in the recovery folder
     // (RecoveryFolder), so that quitting or leaving the workspace loses nothing.
@@ -222,7 +226,6 @@ private:
 
     void scheduleSave(NoteController *controller, double delaySeconds);
     bool performSave(NoteController *controller);
-    bool writeNote(NoteController *controller);
     void mergeOutsideChange(NoteController *controller, const QString &raw, const QString &base);
     void takeDisplacedText(NoteController *controller, const QByteArray &displaced, const QString &expected);
     void keepConflictCopy(NoteController *controller, const Frontmatter::Parsed &theirs, const QString &raw);
@@ -230,6 +233,31 @@ private:
     std::optional<QString> keepUnsavedCopy(const QString &name, const QString &why = {});
     bool cancelPendingSave(const QString &filename);
     QString conflictTitle(const QString &title) const;
+
+    // --- Saving on the saver's thread (NoteStoreSaving.cpp)
+    // A write handed to the saver whose outcome is not in yet; at most one per file, keyed by the file's name.
+    struct SaveInFlight {
+        NoteSaver::Id id = 0;
+        QPointer<NoteController> controller;
+        QString text; // what is being written
+        QString expected; // what the file held when the note last read or wrote it
+        bool saveAgain = false; // the note's wait ended meanwhile: it is saved again after this write
+        bool reread = false; // a rescan found the file changed meanwhile: it is read again after this write
+    };
+    void startSave(NoteController *controller);
+    bool keptInsteadOfWritten(NoteController *controller);
+    NoteSaver::Id handOver(NoteController *controller, const QString &text, bool lookFirst);
+    std::optional<NoteSaver::Result::Kind> finishSave(NoteSaver::Id id, const NoteSaver::Result &result);
+    void takeSaveOutcome(NoteController *controller, const SaveInFlight &flight, const NoteSaver::Result &result);
+    void takeOrphanedWrite(const QString &name, const NoteSaver::Result &result);
+    bool saveInFlight(const NoteController *controller) const;
+    std::map<QString, SaveInFlight>::iterator inFlight(const NoteController *controller);
+    // Blocks until the write of the file under way (if any) has ended and its outcome is taken in: for whatever
+    // needs the file as the note last wrote it (flushing, renaming, deleting, re-reading before an AI rewrite).
+    void waitForSave(const QString &filename);
+    void waitForAllSaves();
+    QString mergeBase(const QString &name, const QString &base, const QString &theirsBody) const;
+    // --- End of saving on the saver's thread
 
     QString availableFilename(const QString &base, int firstSuffix, const QString &ignoring) const;
     NoteController *writeNewNote(const QString &name, const NoteMetadata &meta, const QStringList &foreign,
@@ -292,4 +320,14 @@ private:
     // Where the visible notes stand, collected once per slice rather than once per note added.
     using TakenPositions = QSet<std::pair<qint64, qint64>>;
     std::optional<TakenPositions> *m_takenPositions = nullptr;
+    // --- Saving on the saver's thread
+    std::unique_ptr<NoteSaver> m_saver;
+    std::map<QString, SaveInFlight> m_inFlight;
+    // Each note's last write: the text it replaced and the text it wrote.
+    struct LastWrite {
+        QString replaced;
+        QString written;
+    };
+    QHash<QString, LastWrite> m_writtenOver;
+    // --- End of saving on the saver's thread
 };

@@ -166,6 +166,8 @@ bool NoteStore::rename(NoteController *controller, const QString &title)
     if (newName == oldName)
         return true;
 
+    // A write under way would otherwise put the file back under the old name.
+    waitForSave(oldName);
     QFile file(filePath(oldName));
     // QFile::rename never replaces another file, so a name taken meanwhile fails here instead of losing a note.
     if (!file.rename(filePath(newName))) {
@@ -202,6 +204,7 @@ bool NoteStore::deleteNote(NoteController *controller)
         return false;
     const QString name = controller->note().filename;
     // The file in the Trash should hold the last edit, so that restoring it restores everything.
+    waitForSave(name);
     if (cancelPendingSave(name))
         performSave(controller);
     const QString path = filePath(name);
@@ -352,6 +355,7 @@ bool NoteStore::revert(NoteController *controller)
         return false;
     const Note &note = controller->note();
     const QString name = note.filename;
+    waitForSave(name);
     const bool savePending = cancelPendingSave(name);
     const QString text = Frontmatter::serializeWithoutTackpad(note.foreignFrontmatter, note.body);
     QString error;

@@ -1,10 +1,15 @@
 // Saving notes, and the rules that keep every byte: an outside change is merged with unsaved text, never
 // overwritten; text that cannot be written stays in the note and, when its note goes, in the recovery folder.
 // Apart from scanning (NoteStore.cpp) because these are the rules a save and a rescan share.
+//
+// The file work of a save (reading the file back, writing, syncing, renaming) runs on the store's saver thread
+// (NoteSaver), so that a stalled disk never stalls typing; this thread serialises the note, hands it over and takes
+// the outcome in. One save per file is under way at a time: an edit whose wait ends meanwhile is saved after it,
+// with the newest text. Whatever needs the file current (flushing, shutting down, the file operations, an AI
+// rewrite) waits for the saver first.
 
 #include "store/NoteStore.h"
 
-#include "store/AtomicFile.h"
 #include "store/NoteController.h"
 #include "store/NoteNaming.h"
 #include "store/RecoveryFolder.h"
@@ -12,6 +17,8 @@
 #include "store/TextMerge.h"
 
 #include <QFileInfo>
+
+#include <algorithm>
 
 namespace {
 
@@ -21,6 +28,10 @@ QString serialized(const Note &note)
 }
 
 constexpr double conflictOffset = 24;
+
+// A save that must end on disk before its caller goes on: a look that merges an outside change, the write of the
+// merged text, and once more for text another program's write displaced meanwhile.
+constexpr int blockingSaveRounds = 4;
 
 } // namespace
 
@@ -50,7 +61,7 @@ void NoteStore::scheduleSave(NoteController *controller, double delaySeconds)
         timer->setSingleShot(true);
         connect(timer.get(), &QTimer::timeout, this, [this, key] {
             if (NoteController *target = this->controller(key))
-                performSave(target);
+                startSave(target);
         });
     }
     // Restarting the timer is the cancel-and-reschedule: the write happens once, after the last change.
@@ -60,7 +71,7 @@ void NoteStore::scheduleSave(NoteController *controller, double delaySeconds)
 bool NoteStore::hasPendingSave(const QString &filename) const
 {
     const auto it = m_pendingSaves.find(filename);
-    return it != m_pendingSaves.end() && it->second->isActive();
+    return (it != m_pendingSaves.end() && it->second->isActive()) || m_inFlight.count(filename) > 0;
 }
 
 // Compared as the file would be written: a file in another tool's layout ("tackpad-x: 10", quotes left out) that
@@ -69,6 +80,9 @@ bool NoteStore::hasUnsavedChanges(const NoteController *controller) const
 {
     if (!controller)
         return false;
+    // Until the write under way is confirmed, the file is not known to hold the note.
+    if (saveInFlight(controller))
+        return true;
     const QString text = serialized(controller->note());
     if (text == controller->lastDiskContent())
         return false;
@@ -87,16 +101,22 @@ bool NoteStore::hasUnsavedText(const NoteController *controller) const
     return note.body != onDisk.body || note.foreignFrontmatter != onDisk.foreign;
 }
 
+// The save that waits, not the one under way: a write cannot be called back once it is handed over.
 bool NoteStore::cancelPendingSave(const QString &filename)
 {
-    const bool pending = hasPendingSave(filename);
-    if (pending)
-        m_pendingSaves.at(filename)->stop();
-    return pending;
+    const auto timer = m_pendingSaves.find(filename);
+    const bool waiting = timer != m_pendingSaves.end() && timer->second->isActive();
+    if (waiting)
+        timer->second->stop();
+    const auto flight = m_inFlight.find(filename);
+    const bool due = flight != m_inFlight.end() && std::exchange(flight->second.saveAgain, false);
+    return waiting || due;
 }
 
 void NoteStore::flushAllSaves()
 {
+    // The writes under way first: a later edit of the same file must not overtake them.
+    waitForAllSaves();
     QSet<QString> due = m_unsaved;
     for (const auto &[name, timer] : m_pendingSaves) {
         if (timer->isActive())
@@ -159,66 +179,184 @@ void NoteStore::detach(const QString &name, const QString &reason)
     }
 }
 
+// The file is no longer a note file Tackpad can read back; writing the note over it could destroy what another
+// program put there. The text goes to the recovery folder instead.
+bool NoteStore::keptInsteadOfWritten(NoteController *controller)
+{
+    const QString name = controller->note().filename;
+    if (!m_detached.contains(name))
+        return false;
+    if (hasUnsavedText(controller)) {
+        if (const std::optional<QString> copy = keepUnsavedCopy(name))
+            Q_EMIT textRecovered(
+                name, *copy, QStringLiteral("can no longer be read as a note (%1)").arg(m_detached.value(name)));
+    }
+    return true;
+}
+
+// An edit's wait has ended: the note goes to the saver, and this thread goes back to the user.
+void NoteStore::startSave(NoteController *controller)
+{
+    const QString name = controller->note().filename;
+    if (const auto flight = m_inFlight.find(name); flight != m_inFlight.end()) {
+        // One write per file at a time: this one follows the write under way, with the text the note has then.
+        flight->second.saveAgain = true;
+        return;
+    }
+    if (keptInsteadOfWritten(controller))
+        return;
+    const QString text = serialized(controller->note());
+    if (text != controller->lastDiskContent())
+        handOver(controller, text, true);
+}
+
+// Saves the note and returns once the outcome is in (for flushing and the file operations); true when the file holds
+// the note afterwards.
 bool NoteStore::performSave(NoteController *controller)
 {
     const QString name = controller->note().filename;
-    if (m_detached.contains(name)) {
-        // The file is no longer a note file Tackpad can read back; writing the note over it could destroy what
-        // another program put there. The text goes to the recovery folder instead.
-        if (hasUnsavedText(controller)) {
-            if (const std::optional<QString> copy = keepUnsavedCopy(name))
-                Q_EMIT textRecovered(
-                    name, *copy, QStringLiteral("can no longer be read as a note (%1)").arg(m_detached.value(name)));
-        }
-        return false;
+    waitForSave(name);
+    bool lookFirst = true;
+    for (int round = 0; round < blockingSaveRounds; ++round) {
+        if (this->controller(name) != controller || keptInsteadOfWritten(controller))
+            return false;
+        const QString text = serialized(controller->note());
+        if (text == controller->lastDiskContent())
+            return true;
+        const NoteSaver::Id id = handOver(controller, text, lookFirst);
+        const std::optional<NoteSaver::Result> result = m_saver->waitFor(id);
+        // Without a result, a slot that ran during the wait took the outcome in: the loop looks at the note again.
+        lookFirst = true;
+        if (!result)
+            continue;
+        const std::optional<NoteSaver::Result::Kind> kind = finishSave(id, *result);
+        if (kind == NoteSaver::Result::Kind::ChangedOnDisk)
+            lookFirst = false; // merged just now; the merged text is written without looking again, as ever
+        else if (kind != NoteSaver::Result::Kind::Written)
+            return false;
     }
-    if (serialized(controller->note()) == controller->lastDiskContent())
-        return true;
-    // Look before writing: a change another program made since the file was last read is merged first.
-    const NoteFiles::ReadResult current = NoteFiles::readText(filePath(name));
-    if (current.status == NoteFiles::ReadStatus::Ok) {
-        if (current.text != controller->lastDiskContent()) {
-            mergeOutsideChange(controller, current.text, controller->lastDiskContent());
-            if (serialized(controller->note()) == controller->lastDiskContent())
-                return true;
-        }
-    } else if (!QFileInfo(filePath(name)).exists() && !QFileInfo(filePath(name)).isSymLink()) {
-        // Deleted or renamed elsewhere since the last rescan. The rescan finds out which: a renamed file takes
-        // the note along (and this save follows it), a deleted one leaves its unsaved text in the recovery folder.
-        rescan();
-        return false;
-    } else if (current.status != NoteFiles::ReadStatus::Unreadable) {
-        detach(name, current.error);
-        return false;
-    }
-    return writeNote(controller);
+    return false;
 }
 
-bool NoteStore::writeNote(NoteController *controller)
+NoteSaver::Id NoteStore::handOver(NoteController *controller, const QString &text, bool lookFirst)
 {
     const Note &note = controller->note();
-    const QString name = note.filename;
-    const QString text = serialized(note);
-    const QString expected = controller->lastDiskContent();
-    const AtomicFile::Outcome outcome
-        = AtomicFile::write(filePath(name), NoteFiles::encodeText(text, note.byteOrderMark), AtomicFile::Mode::Replace);
-    if (!outcome.ok) {
+    const NoteSaver::Id id = m_saver->save({filePath(note.filename), NoteFiles::encodeText(text, note.byteOrderMark),
+        controller->lastDiskContent(), lookFirst});
+    m_inFlight[note.filename] = {id, controller, text, controller->lastDiskContent()};
+    return id;
+}
+
+// Takes in the outcome of a write, then what waited for it. Nothing when the note closed or took another name
+// meanwhile.
+std::optional<NoteSaver::Result::Kind> NoteStore::finishSave(NoteSaver::Id id, const NoteSaver::Result &result)
+{
+    const auto it
+        = std::find_if(m_inFlight.begin(), m_inFlight.end(), [id](const auto &entry) { return entry.second.id == id; });
+    if (it == m_inFlight.end())
+        return std::nullopt;
+    const QString name = it->first;
+    const SaveInFlight flight = std::move(it->second);
+    m_inFlight.erase(it);
+    NoteController *target = flight.controller.data();
+    std::optional<NoteSaver::Result::Kind> kind;
+    if (target && controller(name) == target) {
+        kind = result.kind;
+        takeSaveOutcome(target, flight, result);
+    } else {
+        takeOrphanedWrite(name, result);
+    }
+    if (flight.reread)
+        rescanFiles({target ? target->note().filename : name});
+    NoteController *current = controller(name);
+    if ((flight.saveAgain || kind == NoteSaver::Result::Kind::ChangedOnDisk) && current && hasUnsavedChanges(current))
+        scheduleSave(current, 0);
+    return kind;
+}
+
+void NoteStore::takeSaveOutcome(NoteController *controller, const SaveInFlight &flight, const NoteSaver::Result &result)
+{
+    const QString name = controller->note().filename;
+    switch (result.kind) {
+    case NoteSaver::Result::Kind::Written:
+        m_unsaved.remove(name);
+        m_keptCopies.remove(name);
+        controller->setLastDiskContent(flight.text);
+        m_writtenOver.insert(name, {flight.expected, flight.text});
+        m_known.remove(name);
+        Q_EMIT noteWritten(name);
+        if (result.displaced)
+            takeDisplacedText(controller, *result.displaced, flight.expected);
+        return;
+    case NoteSaver::Result::Kind::Failed:
         // The note keeps its text in memory and its old lastDiskContent; the next edit and every flush try again.
-        qCWarning(lcStore).noquote() << QStringLiteral("TackPad: failed to save %1: %2").arg(name, outcome.error);
+        qCWarning(lcStore).noquote() << QStringLiteral("TackPad: failed to save %1: %2").arg(name, result.error);
         if (!m_unsaved.contains(name)) {
             m_unsaved.insert(name);
-            Q_EMIT saveFailed(name, outcome.error);
+            Q_EMIT saveFailed(name, result.error);
         }
-        return false;
+        return;
+    case NoteSaver::Result::Kind::ChangedOnDisk:
+        // Look before writing: a change another program made since the file was last read is merged first.
+        mergeOutsideChange(controller, result.onDisk, flight.expected);
+        return;
+    case NoteSaver::Result::Kind::Missing:
+        // Deleted or renamed elsewhere since the last rescan. The rescan finds out which: a renamed file takes the
+        // note along (and its save follows it), a deleted one leaves its unsaved text in the recovery folder.
+        rescan();
+        return;
+    case NoteSaver::Result::Kind::Unusable:
+        detach(name, result.error);
+        return;
     }
-    m_unsaved.remove(name);
-    m_keptCopies.remove(name);
-    controller->setLastDiskContent(text);
+}
+
+// The note closed or took another name while its file was being written (deleted, renamed or stripped of its
+// properties elsewhere): its text went along (to the recovery folder, or with the note to its new name). A write that
+// still happened replaced what stood at the old name, which is kept when it was not the note's own text.
+void NoteStore::takeOrphanedWrite(const QString &name, const NoteSaver::Result &result)
+{
+    if (result.kind != NoteSaver::Result::Kind::Written)
+        return;
     m_known.remove(name);
-    Q_EMIT noteWritten(name);
-    if (outcome.displaced)
-        takeDisplacedText(controller, *outcome.displaced, expected);
-    return true;
+    if (!result.displaced)
+        return;
+    QString error;
+    if (const auto kept = RecoveryFolder::keep(m_folder, name, *result.displaced, m_clock(), &error))
+        Q_EMIT textRecovered(name, *kept, QStringLiteral("was replaced while it was being saved"));
+    else
+        qCCritical(lcStore).noquote() << QStringLiteral(
+            "TackPad: %1 was replaced while it was being saved and could not be kept: %2")
+                                             .arg(name, error);
+}
+
+bool NoteStore::saveInFlight(const NoteController *controller) const
+{
+    return std::any_of(m_inFlight.begin(), m_inFlight.end(),
+        [controller](const auto &entry) { return entry.second.controller.data() == controller; });
+}
+
+std::map<QString, NoteStore::SaveInFlight>::iterator NoteStore::inFlight(const NoteController *controller)
+{
+    return std::find_if(m_inFlight.begin(), m_inFlight.end(),
+        [controller](const auto &entry) { return entry.second.controller.data() == controller; });
+}
+
+void NoteStore::waitForSave(const QString &filename)
+{
+    const auto it = m_inFlight.find(filename);
+    if (it == m_inFlight.end())
+        return;
+    const NoteSaver::Id id = it->second.id;
+    if (const std::optional<NoteSaver::Result> result = m_saver->waitFor(id))
+        finishSave(id, *result);
+}
+
+void NoteStore::waitForAllSaves()
+{
+    // Each round takes at least the awaited write out of m_inFlight, here or in a slot during the wait.
+    while (!m_inFlight.empty())
+        waitForSave(m_inFlight.begin()->first);
 }
 
 // The file that the save just replaced held something other than what the note was last merged with: another
@@ -247,9 +385,17 @@ void NoteStore::takeDisplacedText(NoteController *controller, const QByteArray &
 // The note's properties win; the other tools' front-matter lines come from the file; the bodies are merged.
 void NoteStore::mergeOutsideChange(NoteController *controller, const QString &raw, const QString &base)
 {
+    // Changed while the note's own write of it is under way: what the rescan read may be that very write, and another
+    // program's change must be merged against what the write left. Rare (an outside edit of this note within the
+    // moment of its save), so the rescan waits for the write and then reads the file again.
+    if (const auto flight = inFlight(controller); flight != m_inFlight.end()) {
+        flight->second.reread = true;
+        waitForSave(flight->first);
+        return;
+    }
     Note &note = controller->note();
     const Frontmatter::Parsed theirs = Frontmatter::parse(raw);
-    const QString baseBody = Frontmatter::parse(base).body;
+    const QString baseBody = mergeBase(note.filename, base, theirs.body);
     note.foreignFrontmatter = theirs.foreign;
     if (note.body == baseBody) {
         // Only properties are waiting (a move, a raise): the outside text is simply taken.
@@ -268,6 +414,21 @@ void NoteStore::mergeOutsideChange(NoteController *controller, const QString &ra
     controller->setLastDiskContent(raw);
     if (hasUnsavedChanges(controller) && !hasPendingSave(note.filename))
         noteEdited(controller);
+}
+
+// Against what the other program started from. One that read the file before the note's last write and wrote after
+// it (a slow rewrite in place, a copy renamed over the file) leaves a version without that write: merged against the
+// write, its version would undo it; merged against what the write replaced, both are kept. A version that did see
+// the write merges the same either way.
+QString NoteStore::mergeBase(const QString &name, const QString &base, const QString &theirsBody) const
+{
+    const QString written = Frontmatter::parse(base).body;
+    const auto last = m_writtenOver.constFind(name);
+    if (last == m_writtenOver.cend() || last->written != base)
+        return written;
+    const QString before = Frontmatter::parse(last->replaced).body;
+    const std::optional<QString> withTheWrite = TextMerge::merge(before, written, theirsBody);
+    return withTheWrite && *withTheWrite != theirsBody ? before : written;
 }
 
 QString NoteStore::conflictTitle(const QString &title) const

@@ -62,6 +62,8 @@ void NoteStore::rescanFiles(const QStringList &names)
 
 void NoteStore::refreshFromDisk(const QString &filename)
 {
+    // The file as the note last wrote it, not as it stands halfway through a write.
+    waitForSave(filename);
     rescanFiles({filename});
 }
 

@@ -7,7 +7,6 @@
 #include "store/NoteStore.h"
 #include "windows/NoteColorPanel.h"
 #include "windows/NoteMenu.h"
-#include "windows/NoteScrollBarStyle.h"
 #include "windows/NoteWindow.h"
 #include "windows/TitleBarView.h"
 
@@ -17,7 +16,6 @@
 #include <QMenu>
 #include <QPropertyAnimation>
 #include <QScreen>
-#include <QScrollBar>
 
 namespace {
 
@@ -92,8 +90,6 @@ void NoteWindowController::styleEditor()
     m_textView->setAutoFillBackground(false);
     m_textView->setHorizontalScrollBarPolicy(Qt::ScrollBarAlwaysOff);
     m_textView->document()->setDocumentMargin(6);
-    // A thin, quiet scroll bar that takes the note's colour instead of the desktop style's arrows and trough.
-    m_textView->verticalScrollBar()->setStyle(NoteScrollBarStyle::shared());
 }
 
 void NoteWindowController::screensChanged()
@@ -427,14 +423,11 @@ void NoteWindowController::showWindow(bool activate)
 }
 
 // Shown, the editor has its real width: the text is laid out once, not at a default width first and again when the
-// window appears. It goes in before the window is first painted. The scroll bar is in place meanwhile: a text longer
-// than its window (the long notes, the costly ones) would otherwise be laid out again when the bar appears and takes
-// its width; a short one is laid out again without it, which costs little.
+// window appears. It goes in before the window is first painted. (The editor's scroll bar lies over the text, so
+// its appearing changes no width and lays nothing out again.)
 void NoteWindowController::setFirstText()
 {
-    m_textView->setVerticalScrollBarPolicy(Qt::ScrollBarAlwaysOn);
     m_textView->setMarkdown(note().body);
-    m_textView->setVerticalScrollBarPolicy(Qt::ScrollBarAsNeeded);
 }
 
 void NoteWindowController::hideWindow()

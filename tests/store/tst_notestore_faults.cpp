@@ -6,11 +6,14 @@
 #include "support/StoreTestSupport.h"
 
 #include "store/AtomicFile.h"
+#include "store/NoteSaver.h"
 #include "store/RecoveryFolder.h"
 
 #include <QDirIterator>
 #include <QProcess>
 #include <QRandomGenerator>
+#include <QScopeGuard>
+#include <QSemaphore>
 #include <QSignalSpy>
 #include <QTest>
 
@@ -243,6 +246,44 @@ private Q_SLOTS:
         const QString all = everything(ws.folder);
         for (const QString &word : std::as_const(expected))
             QVERIFY2(all.contains(word), qPrintable(word + " is lost:\n" + all));
+    }
+
+    // A write that stalls (a USB stick, a network folder) holds up neither the window nor the next edit: the store
+    // keeps taking edits, starts no second write of the file meanwhile, and afterwards writes the newer text after the
+    // stalled one.
+    void typingGoesOnWhileTheDiskStalls()
+    {
+        Workspace ws;
+        NoteController *note = ws.openWith("a.md", noteText(properties, "start\n"));
+        NoteStore &store = *ws.store;
+        store.setDelayScale(0);
+        QSemaphore stalled, resume;
+        QStringList writes; // the bodies that reached the disk, in order; only the saving thread appends
+        bool resumedInTime = true;
+        NoteSaver::setWriteHookForTesting([&](const QString &, const QByteArray &bytes) {
+            writes << Frontmatter::parse(QString::fromUtf8(bytes)).body;
+            if (writes.size() == 1) {
+                stalled.release();
+                // Only this thread can let the write go on: were the write on it, it would wait out the whole stall.
+                resumedInTime = resume.tryAcquire(1, 5000);
+            }
+        });
+        const auto unhook = qScopeGuard([] { NoteSaver::setWriteHookForTesting({}); });
+
+        edit(store, note, "start\nstalled\n");
+        QTRY_VERIFY(stalled.available());
+        edit(store, note, "start\nstalled\ntyped meanwhile\n");
+        bool editWaitOver = false; // a timer started after the edit's own zero delay fires after it
+        QTimer::singleShot(1, &store, [&] { editWaitOver = true; });
+        QTRY_VERIFY(editWaitOver);
+        QCOMPARE(writes.size(), 1);
+        QSignalSpy written(&store, &NoteStore::noteWritten);
+        resume.release();
+        QTRY_COMPARE(written.count(), 2);
+        QVERIFY(resumedInTime);
+        QCOMPARE(
+            Frontmatter::parse(readFile(ws.path("a.md"))).body, QStringLiteral("start\nstalled\ntyped meanwhile\n"));
+        QCOMPARE(writes, (QStringList {"start\nstalled\n", "start\nstalled\ntyped meanwhile\n"}));
     }
 
 private:

@@ -5,12 +5,12 @@
 // The notes' scroll bar: thin and quiet, a rounded handle in a translucent dark that takes the note's colour, no
 // arrows and no trough. One instance serves every note: a style sheet on each note's scroll bar would do the same
 // but parse and keep its own rules per note, some 60 KB each.
-class NoteScrollBarStyle : public QProxyStyle {
+class ThinScrollBarStyle : public QProxyStyle {
     Q_OBJECT
 
 public:
     // The style for the scroll bars of all notes; it lives as long as the process.
-    static NoteScrollBarStyle *shared();
+    static ThinScrollBarStyle *shared();
 
     int pixelMetric(
         PixelMetric metric, const QStyleOption *option = nullptr, const QWidget *widget = nullptr) const override;
@@ -20,5 +20,5 @@ public:
         const QWidget *widget = nullptr) const override;
 
 private:
-    NoteScrollBarStyle() = default;
+    ThinScrollBarStyle() = default;
 };

@@ -1,4 +1,4 @@
-#include "windows/NoteScrollBarStyle.h"
+#include "editor/ThinScrollBarStyle.h"
 
 #include <QPainter>
 #include <QStyleOptionSlider>
@@ -28,15 +28,15 @@ QRect handleRect(const QStyleOptionSlider &slider, const QRect &groove)
 
 } // namespace
 
-NoteScrollBarStyle *NoteScrollBarStyle::shared()
+ThinScrollBarStyle *ThinScrollBarStyle::shared()
 {
     // Never deleted: a widget must not outlive its style, and nothing orders the end of the last note window
     // against the end of the application.
-    static NoteScrollBarStyle *const style = new NoteScrollBarStyle;
+    static ThinScrollBarStyle *const style = new ThinScrollBarStyle;
     return style;
 }
 
-int NoteScrollBarStyle::pixelMetric(PixelMetric metric, const QStyleOption *option, const QWidget *widget) const
+int ThinScrollBarStyle::pixelMetric(PixelMetric metric, const QStyleOption *option, const QWidget *widget) const
 {
     if (metric == PM_ScrollBarExtent)
         return barWidth + inset;
@@ -45,7 +45,7 @@ int NoteScrollBarStyle::pixelMetric(PixelMetric metric, const QStyleOption *opti
     return QProxyStyle::pixelMetric(metric, option, widget);
 }
 
-QRect NoteScrollBarStyle::subControlRect(
+QRect ThinScrollBarStyle::subControlRect(
     ComplexControl control, const QStyleOptionComplex *option, SubControl subControl, const QWidget *widget) const
 {
     const auto *slider = qstyleoption_cast<const QStyleOptionSlider *>(option);
@@ -71,7 +71,7 @@ QRect NoteScrollBarStyle::subControlRect(
     }
 }
 
-void NoteScrollBarStyle::drawComplexControl(
+void ThinScrollBarStyle::drawComplexControl(
     ComplexControl control, const QStyleOptionComplex *option, QPainter *painter, const QWidget *widget) const
 {
     const auto *slider = qstyleoption_cast<const QStyleOptionSlider *>(option);
