@@ -10,12 +10,15 @@
 #include "windows/NoteWindow.h"
 #include "windows/TitleBarView.h"
 
+#include <QAbstractButton>
 #include <QContextMenuEvent>
 #include <QGuiApplication>
+#include <QKeyEvent>
 #include <QLayout>
 #include <QMenu>
 #include <QPropertyAnimation>
 #include <QScreen>
+#include <QShortcut>
 
 namespace {
 
@@ -68,6 +71,7 @@ void NoteWindowController::buildWindow()
     m_window->body()->layout()->addWidget(m_textView);
     m_textView->installEventFilter(this);
     m_textView->viewport()->installEventFilter(this);
+    addMenuKeys();
     setWindowFrame(displayFrame());
     // Another screen layout may show the notes where they were saved (a second monitor back), or hide them: the
     // window is placed again from the note's own frame, which nothing here changes.
@@ -81,6 +85,17 @@ void NoteWindowController::buildWindow()
     // The theme first, so that the text is styled once, in the note's own look.
     applyAppearance();
     applyRolledState(false);
+}
+
+// Shift+F10 opens the note's menu from the keyboard, as the Menu key does, at the caret.
+void NoteWindowController::addMenuKeys()
+{
+    auto *menuKey = new QShortcut(QKeySequence(Qt::SHIFT | Qt::Key_F10), m_window.get());
+    connect(menuKey, &QShortcut::activated, this, [this] {
+        const QPoint caret = m_textView->cursorRect().center();
+        QContextMenuEvent event(QContextMenuEvent::Keyboard, caret, m_textView->viewport()->mapToGlobal(caret));
+        QCoreApplication::sendEvent(m_textView->viewport(), &event);
+    });
 }
 
 void NoteWindowController::styleEditor()
@@ -338,6 +353,8 @@ void NoteWindowController::applyAppearance()
     if (!m_window->isLiveResizing())
         bar->setTitle(note().title());
     m_window->setWindowTitle(note().title());
+    // Screen readers name the editor after its note.
+    m_textView->setAccessibleName(note().title());
     m_window->setFloating(meta.floatOnTop);
     m_textView->setPalette(lightPalette(lightForeground));
 
@@ -479,7 +496,24 @@ bool NoteWindowController::eventFilter(QObject *watched, QEvent *event)
         showContextMenu(contextEvent->globalPos(), menu);
         return true;
     }
+    if (event->type() == QEvent::KeyPress && watched == m_textView
+        && moveFocusToTitleBar(*static_cast<QKeyEvent *>(event)))
+        return true;
     return NoteController::eventFilter(watched, event);
+}
+
+// Tab types a tab in the editor, so Ctrl+Tab (Ctrl+Shift+Tab backwards) leaves it for the title-bar buttons, as in
+// other editors; Tab then goes on from button to button and back into the text.
+bool NoteWindowController::moveFocusToTitleBar(const QKeyEvent &key)
+{
+    if (!(key.modifiers() & Qt::ControlModifier) || (key.key() != Qt::Key_Tab && key.key() != Qt::Key_Backtab))
+        return false;
+    const QList<QAbstractButton *> buttons = titleBar()->findChildren<QAbstractButton *>();
+    if (buttons.isEmpty())
+        return false;
+    QAbstractButton *target = key.key() == Qt::Key_Tab ? buttons.first() : buttons.last();
+    target->setFocus(key.key() == Qt::Key_Tab ? Qt::TabFocusReason : Qt::BacktabFocusReason);
+    return true;
 }
 
 void NoteWindowController::showContextMenu(const QPoint &globalPosition, QMenu *menu)

@@ -12,6 +12,7 @@
 class MarkdownTextView;
 class NoteWindow;
 class PromptRun;
+class QKeyEvent;
 class QMenu;
 class QPropertyAnimation;
 class QShortcut;
@@ -114,6 +115,8 @@ protected:
 private:
     void buildWindow();
     void styleEditor();
+    void addMenuKeys();
+    bool moveFocusToTitleBar(const QKeyEvent &key);
     void setFirstText();
     void connectTitleBar();
     void connectEditor();

@@ -23,7 +23,15 @@ public:
     {
         setFixedSize(TitleBarView::barHeight, TitleBarView::barHeight);
         setCursor(Qt::ArrowCursor);
-        setFocusPolicy(Qt::NoFocus);
+        // Reachable from the keyboard (Ctrl+Tab from the editor, then Tab) and pressed with Space.
+        setFocusPolicy(Qt::TabFocus);
+    }
+
+    // What the button does, as its tooltip and as the name screen readers say.
+    void setLabel(const QString &label)
+    {
+        setToolTip(label);
+        setAccessibleName(label);
     }
 
     void setGlyph(Glyph glyph)
@@ -39,6 +47,16 @@ public:
 
 protected:
     void enterEvent(QEnterEvent *) override { update(); }
+    void focusInEvent(QFocusEvent *event) override
+    {
+        QAbstractButton::focusInEvent(event);
+        update();
+    }
+    void focusOutEvent(QFocusEvent *event) override
+    {
+        QAbstractButton::focusOutEvent(event);
+        update();
+    }
     void leaveEvent(QEvent *) override { update(); }
 
     void paintEvent(QPaintEvent *) override
@@ -46,12 +64,14 @@ protected:
         QPainter p(this);
         p.setRenderHint(QPainter::Antialiasing);
         QColor color = m_color;
-        color.setAlphaF(underMouse() ? 1.0f : 0.6f);
+        const bool lit = underMouse() || hasFocus();
+        color.setAlphaF(lit ? 1.0f : 0.6f);
         const QPointF c = QRectF(rect()).center();
-        if (underMouse()) {
+        if (lit) {
             QColor halo = m_color;
             halo.setAlphaF(0.12f);
-            p.setPen(Qt::NoPen);
+            // A ring marks the button that has the keyboard.
+            p.setPen(hasFocus() ? QPen(color, 1.0) : QPen(Qt::NoPen));
             p.setBrush(halo);
             p.drawEllipse(c, 8, 8);
         }
@@ -107,9 +127,10 @@ TitleBarView::TitleBarView(QWidget *parent)
 {
     setFixedHeight(barHeight);
     setAttribute(Qt::WA_OpaquePaintEvent);
-    m_closeButton->setToolTip(tr("Delete note"));
-    m_pinButton->setToolTip(tr("Float on Top"));
-    m_rollButton->setToolTip(tr("Roll Up"));
+    m_closeButton->setLabel(tr("Delete note"));
+    m_pinButton->setLabel(tr("Float on Top"));
+    // Checked while the note floats: screen readers say so.
+    m_pinButton->setCheckable(true);
     connect(m_closeButton, &QAbstractButton::clicked, this, &TitleBarView::closeClicked);
     connect(m_pinButton, &QAbstractButton::clicked, this, &TitleBarView::pinClicked);
     connect(m_rollButton, &QAbstractButton::clicked, this, &TitleBarView::rollClicked);
@@ -171,7 +192,7 @@ void TitleBarView::setShowsPromptBadge(bool shows)
 
 void TitleBarView::setCloseToolTip(const QString &tip)
 {
-    m_closeButton->setToolTip(tip);
+    m_closeButton->setLabel(tip);
 }
 
 QColor TitleBarView::foregroundColor() const
@@ -185,8 +206,9 @@ void TitleBarView::refreshButtons()
     for (TitleBarButton *button : {m_closeButton, m_pinButton, m_rollButton})
         button->setColor(fg);
     m_rollButton->setGlyph(m_rolledUp ? TitleBarButton::Glyph::RollDown : TitleBarButton::Glyph::RollUp);
-    m_rollButton->setToolTip(m_rolledUp ? tr("Unroll") : tr("Roll Up"));
+    m_rollButton->setLabel(m_rolledUp ? tr("Unroll") : tr("Roll Up"));
     m_pinButton->setGlyph(m_pinned ? TitleBarButton::Glyph::PinFilled : TitleBarButton::Glyph::Pin);
+    m_pinButton->setChecked(m_pinned);
 }
 
 namespace {
