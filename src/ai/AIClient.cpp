@@ -42,7 +42,6 @@ QByteArray requestBody(const QString &prompt, const QString &noteBody, const QSt
 
 AIClient::AIClient(QObject *parent)
     : QObject(parent)
-    , m_network(new QNetworkAccessManager(this))
 {
 }
 
@@ -81,6 +80,10 @@ AIRequest *AIClient::complete(
     // The API never redirects. Following one would hand the key to whatever address the redirect names.
     request.setAttribute(QNetworkRequest::RedirectPolicyAttribute, QNetworkRequest::ManualRedirectPolicy);
 
+    // Made on the first request: the network stack (and the TLS library it loads) costs every start-up several
+    // megabytes that most sessions never use.
+    if (!m_network)
+        m_network = new QNetworkAccessManager(this);
     auto *run = new AIRequest(*m_network, m_timing, request, requestBody(prompt, noteBody, model), this);
     run->begin(refusalFor(base));
     return run;

@@ -78,6 +78,6 @@ public:
     static QString timedOutText();
 
 private:
-    QNetworkAccessManager *m_network;
+    QNetworkAccessManager *m_network = nullptr;
     Timing m_timing;
 };
