@@ -308,7 +308,7 @@ void AppMenus::applyActivationMode()
     const bool wanted = m_session.settings().boolValue(SettingsKey::menuBarMode);
     const bool useTray = wanted && QSystemTrayIcon::isSystemTrayAvailable();
     if (useTray && !m_tray) {
-        m_tray = std::make_unique<QSystemTrayIcon>(QIcon(QStringLiteral(":/icons/app.tackpad.Tackpad.svg")));
+        m_tray = std::make_unique<QSystemTrayIcon>(QApplication::windowIcon());
         m_tray->setToolTip(tr("Tackpad"));
         m_tray->setContextMenu(m_trayMenu.get());
         connect(m_tray.get(), &QSystemTrayIcon::activated, this, [this](QSystemTrayIcon::ActivationReason reason) {

@@ -29,16 +29,15 @@ void preferXWayland()
         qputenv("QT_QPA_PLATFORM", "xcb");
 }
 
-// The icon every window carries, drawn once at the sizes taskbars and window switchers show. X11 wants the pixels of
-// every size in every window, twice as Qt makes a window: given as the SVG, the icon was drawn anew at four sizes up
-// to 128 pixels for each note, which with many notes was a good part of start-up (the drawing, the copying, and the
-// heap growing and shrinking around the pixels).
+// The icon every window carries, at the sizes taskbars and window switchers show. X11 wants the pixels of every size
+// in every window, twice as Qt makes a window, so they are ready-made pictures (the packaging's own, rendered from
+// its SVG): drawing the SVG per note was a good part of start-up, and loading the SVG renderer at all costs every
+// start a few megabytes.
 QIcon applicationIcon()
 {
-    const QIcon drawing(QStringLiteral(":/icons/app.tackpad.Tackpad.svg"));
     QIcon icon;
     for (const int size : {16, 32, 48, 64})
-        icon.addPixmap(drawing.pixmap(size));
+        icon.addFile(QStringLiteral(":/icons/app.tackpad.Tackpad-%1.png").arg(size), QSize(size, size));
     return icon;
 }
 
