@@ -111,4 +111,17 @@ inline QString note(int lines)
     return out.join(u'\n');
 }
 
+// A note of about 4 KB: a heading and the same paragraph, task list included, over and over.
+inline QString loremNote()
+{
+    const QString paragraph = QStringLiteral(
+        "Lorem ipsum dolor sit amet, **consectetur** adipiscing elit, sed do eiusmod tempor incididunt ut labore "
+        "et dolore magna aliqua. Ut enim ad minim veniam, quis nostrud [exercitation](https://example.org) ullamco "
+        "laboris nisi ut aliquip ex ea commodo consequat.\n\n- [ ] a task\n- [x] a done task\n\n");
+    QString body = QStringLiteral("# A note\n\n");
+    while (body.size() < 3900)
+        body += paragraph;
+    return body;
+}
+
 } // namespace GeneratedMarkdown

@@ -9,6 +9,7 @@
 #include "editor/MarkdownStyler.h"
 #include "editor/MarkdownTextView.h"
 
+#include "BenchmarkRun.h"
 #include "GeneratedMarkdown.h"
 
 #include <QAbstractTextDocumentLayout>
@@ -64,6 +65,17 @@ protected:
 private:
     bool m_alternate = false;
 };
+
+// A plain QTextEdit the size of the editor, shown with the text (a highlighter attached beforehand styles the text
+// within its own layout: attached afterwards, its first pass lays the note out once per paragraph).
+void showPlain(QTextEdit &view, const QString &text)
+{
+    view.setAcceptRichText(false);
+    view.resize(400, 600);
+    view.setPlainText(text);
+    view.show();
+    QCoreApplication::processEvents();
+}
 
 void fullStyleFloor(benchmark::State &state)
 {
@@ -251,14 +263,8 @@ private:
 void openFenceLongFloor(benchmark::State &state)
 {
     QTextEdit view;
-    view.setAcceptRichText(false);
-    view.resize(400, 600);
-    // Attached before the text is set, so that the text is styled within its own layout: attached afterwards, the
-    // highlighter's first pass lays the note out once per paragraph.
     FenceFloorHighlighter highlighter(view.document());
-    view.setPlainText(longNote());
-    view.show();
-    QCoreApplication::processEvents();
+    showPlain(view, longNote());
     view.document()->documentLayout()->documentSize();
     view.setTextCursor(QTextCursor(middleParagraph(view.document())));
     sendKey(&view, Qt::Key_QuoteLeft, QStringLiteral("`"));
@@ -366,11 +372,7 @@ void keystrokeDenseParagraph(benchmark::State &state)
 void keystrokeDenseParagraphFloor(benchmark::State &state)
 {
     QTextEdit view;
-    view.setAcceptRichText(false);
-    view.resize(400, 600);
-    view.setPlainText(denseParagraph());
-    view.show();
-    QCoreApplication::processEvents();
+    showPlain(view, denseParagraph());
     QTextCursor caret(view.document());
     caret.setPosition(int(denseParagraph().size() / 2));
     view.setTextCursor(caret);
@@ -400,12 +402,8 @@ private:
 void keystrokeDenseParagraphSameFormats(benchmark::State &state)
 {
     QTextEdit view;
-    view.setAcceptRichText(false);
-    view.resize(400, 600);
     SameFormatsHighlighter highlighter(view.document());
-    view.setPlainText(denseParagraph());
-    view.show();
-    QCoreApplication::processEvents();
+    showPlain(view, denseParagraph());
     QTextCursor caret(view.document());
     caret.setPosition(int(denseParagraph().size() / 2));
     view.setTextCursor(caret);
@@ -434,10 +432,5 @@ int main(int argc, char **argv)
     if (qEnvironmentVariableIsEmpty("QT_QPA_PLATFORM"))
         qputenv("QT_QPA_PLATFORM", "offscreen");
     QApplication application(argc, argv);
-    benchmark::Initialize(&argc, argv);
-    if (benchmark::ReportUnrecognizedArguments(argc, argv))
-        return 1;
-    benchmark::RunSpecifiedBenchmarks();
-    benchmark::Shutdown();
-    return 0;
+    return runBenchmarks(argc, argv);
 }

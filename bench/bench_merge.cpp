@@ -4,6 +4,7 @@
 //   TextMergeOnly         the three-way merge of the same texts alone, for comparison
 // Target: OutsideAppendMerged median at most 2 ms.
 
+#include "BenchmarkRun.h"
 #include "core/Settings.h"
 #include "notes/Frontmatter.h"
 #include "store/NoteStore.h"
@@ -100,8 +101,5 @@ BENCHMARK(TextMergeOnly)->Unit(benchmark::kMillisecond);
 int main(int argc, char **argv)
 {
     QApplication app(argc, argv);
-    benchmark::Initialize(&argc, argv);
-    benchmark::RunSpecifiedBenchmarks();
-    benchmark::Shutdown();
-    return 0;
+    return runBenchmarks(argc, argv);
 }

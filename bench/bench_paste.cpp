@@ -4,6 +4,7 @@
 #include "editor/MarkdownHighlighter.h"
 #include "editor/MarkdownTextView.h"
 
+#include "BenchmarkRun.h"
 #include "GeneratedMarkdown.h"
 
 #include <QAbstractTextDocumentLayout>
@@ -101,10 +102,5 @@ int main(int argc, char **argv)
     if (qEnvironmentVariableIsEmpty("QT_QPA_PLATFORM"))
         qputenv("QT_QPA_PLATFORM", "offscreen");
     QApplication application(argc, argv);
-    benchmark::Initialize(&argc, argv);
-    if (benchmark::ReportUnrecognizedArguments(argc, argv))
-        return 1;
-    benchmark::RunSpecifiedBenchmarks();
-    benchmark::Shutdown();
-    return 0;
+    return runBenchmarks(argc, argv);
 }

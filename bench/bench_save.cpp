@@ -5,6 +5,8 @@
 //   SaveWhileDiskStalls  the same while every write stalls for 2 s (a USB stick, a network folder): the longest turn
 //                        of the event loop, i.e. the main-thread time of the save; counter to_disk_s
 
+#include "BenchmarkRun.h"
+#include "GeneratedMarkdown.h"
 #include "core/Settings.h"
 #include "notes/Frontmatter.h"
 #include "store/NoteController.h"
@@ -37,14 +39,7 @@ QString notesFolder()
 
 QString noteBody()
 {
-    const QString paragraph = QStringLiteral(
-        "Lorem ipsum dolor sit amet, **consectetur** adipiscing elit, sed do eiusmod tempor incididunt ut labore "
-        "et dolore magna aliqua. Ut enim ad minim veniam, quis nostrud [exercitation](https://example.org) ullamco "
-        "laboris nisi ut aliquip ex ea commodo consequat.\n\n- [ ] a task\n- [x] a done task\n\n");
-    QString body = QStringLiteral("# A note\n\n");
-    while (body.size() < 3900)
-        body += paragraph;
-    return body;
+    return GeneratedMarkdown::loremNote();
 }
 
 void writeNote()
@@ -142,11 +137,7 @@ int main(int argc, char **argv)
     QCoreApplication app(argc, argv);
     QTemporaryDir temporary;
     workspace = &temporary;
-    benchmark::Initialize(&argc, argv);
-    if (benchmark::ReportUnrecognizedArguments(argc, argv))
-        return 1;
-    benchmark::RunSpecifiedBenchmarks();
-    benchmark::Shutdown();
+    const int status = runBenchmarks(argc, argv);
     workspace = nullptr;
-    return 0;
+    return status;
 }

@@ -6,6 +6,8 @@
 //   ListStatReadFloor     the floor: list the folder, stat and read every file, nothing else
 // The event-driven cases count the main thread's CPU time, not the 0.2 s debounce during which it sleeps.
 
+#include "BenchmarkRun.h"
+#include "GeneratedMarkdown.h"
 #include "core/Settings.h"
 #include "notes/Frontmatter.h"
 #include "store/NoteController.h"
@@ -50,13 +52,7 @@ QString noteName(int i)
 void generateNotes()
 {
     QDir().mkpath(notesFolder());
-    QString paragraph = QStringLiteral(
-        "Lorem ipsum dolor sit amet, **consectetur** adipiscing elit, sed do eiusmod tempor incididunt ut labore "
-        "et dolore magna aliqua. Ut enim ad minim veniam, quis nostrud [exercitation](https://example.org) ullamco "
-        "laboris nisi ut aliquip ex ea commodo consequat.\n\n- [ ] a task\n- [x] a done task\n\n");
-    QString body = QStringLiteral("# A note\n\n");
-    while (body.size() < 3900)
-        body += paragraph;
+    const QString body = GeneratedMarkdown::loremNote();
     for (int i = 0; i < noteCount; ++i) {
         NoteMetadata meta;
         meta.x = 100 + i % 400;
@@ -196,11 +192,7 @@ int main(int argc, char **argv)
     QTemporaryDir temporary;
     workspace = &temporary;
     generateNotes();
-    benchmark::Initialize(&argc, argv);
-    if (benchmark::ReportUnrecognizedArguments(argc, argv))
-        return 1;
-    benchmark::RunSpecifiedBenchmarks();
-    benchmark::Shutdown();
+    const int status = runBenchmarks(argc, argv);
     workspace = nullptr;
-    return 0;
+    return status;
 }

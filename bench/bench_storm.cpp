@@ -12,6 +12,7 @@
 
 #include "GeneratedMarkdown.h"
 
+#include "BenchmarkRun.h"
 #include "core/Settings.h"
 #include "notes/Frontmatter.h"
 #include "store/NoteController.h"
@@ -292,11 +293,7 @@ int main(int argc, char **argv)
 
     QTemporaryDir temporary;
     workspace = &temporary;
-    benchmark::Initialize(&argc, argv);
-    if (benchmark::ReportUnrecognizedArguments(argc, argv))
-        return 1;
-    benchmark::RunSpecifiedBenchmarks();
-    benchmark::Shutdown();
+    const int status = runBenchmarks(argc, argv);
     workspace = nullptr;
-    return 0;
+    return status;
 }
