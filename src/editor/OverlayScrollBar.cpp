@@ -28,7 +28,9 @@ OverlayScrollBar::OverlayScrollBar(QAbstractScrollArea *area)
 
 bool OverlayScrollBar::eventFilter(QObject *watched, QEvent *event)
 {
-    if (watched == m_area && (event->type() == QEvent::Resize || event->type() == QEvent::LayoutRequest))
+    // Compared as the QObject it is: the area also sends events while it is being destroyed, when it is no scroll
+    // area any more.
+    if (watched == parent() && (event->type() == QEvent::Resize || event->type() == QEvent::LayoutRequest))
         place();
     return QScrollBar::eventFilter(watched, event);
 }

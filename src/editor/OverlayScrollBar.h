@@ -1,6 +1,5 @@
 #pragma once
 
-#include <QPointer>
 #include <QScrollBar>
 
 class QAbstractScrollArea;
@@ -25,5 +24,5 @@ private:
     void followRange(int minimum, int maximum);
     void place();
 
-    QPointer<QAbstractScrollArea> m_area;
+    QAbstractScrollArea *m_area; // the parent, which owns this bar
 };
