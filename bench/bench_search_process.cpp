@@ -15,6 +15,7 @@
 #include <benchmark/benchmark.h>
 
 #include "GeneratedMarkdown.h"
+#include "SpawnQuietly.h"
 
 #include <fcntl.h>
 #include <spawn.h>
@@ -76,20 +77,10 @@ struct Cost {
 // Runs the program to completion with its output thrown away, as `> /dev/null 2>&1` would.
 Cost runProcess(const std::vector<std::string> &command)
 {
-    std::vector<char *> argv;
-    for (const std::string &each : command)
-        argv.push_back(const_cast<char *>(each.c_str()));
-    argv.push_back(nullptr);
-    posix_spawn_file_actions_t actions;
-    posix_spawn_file_actions_init(&actions);
-    posix_spawn_file_actions_addopen(&actions, 1, "/dev/null", O_WRONLY, 0);
-    posix_spawn_file_actions_adddup2(&actions, 1, 2);
     const auto start = std::chrono::steady_clock::now();
-    pid_t pid = 0;
-    const int spawned = posix_spawn(&pid, argv.front(), &actions, nullptr, argv.data(), environ);
-    posix_spawn_file_actions_destroy(&actions);
-    if (spawned != 0)
-        qFatal("cannot start %s", argv.front());
+    const pid_t pid = spawnQuietly(command);
+    if (pid < 0)
+        qFatal("cannot start %s", command.front().c_str());
     int status = 0;
     rusage usage {};
     wait4(pid, &status, 0, &usage);
@@ -100,7 +91,7 @@ Cost runProcess(const std::vector<std::string> &command)
     cost.maxResidentKb = usage.ru_maxrss;
     // grep and ripgrep exit with 1 when nothing is found, tackpad too; anything else is a broken run.
     if (!WIFEXITED(status) || WEXITSTATUS(status) > 1)
-        qFatal("%s failed", argv.front());
+        qFatal("%s failed", command.front().c_str());
     return cost;
 }
 

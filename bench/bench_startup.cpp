@@ -20,6 +20,7 @@
 #include <benchmark/benchmark.h>
 
 #include "GeneratedMarkdown.h"
+#include "SpawnQuietly.h"
 
 #include <xcb/xcb.h>
 
@@ -242,21 +243,11 @@ Cost measure(const std::vector<std::string> &command, const QStringList &environ
     for (std::string &each : env)
         envp.push_back(each.data());
     envp.push_back(nullptr);
-    std::vector<char *> argv;
-    for (const std::string &each : command)
-        argv.push_back(const_cast<char *>(each.c_str()));
-    argv.push_back(nullptr);
-    posix_spawn_file_actions_t actions;
-    posix_spawn_file_actions_init(&actions);
-    posix_spawn_file_actions_addopen(&actions, 1, "/dev/null", O_WRONLY, 0);
-    posix_spawn_file_actions_adddup2(&actions, 1, 2);
-
     static MappedWindows mapped;
     const Clock::time_point start = Clock::now();
-    pid_t pid = 0;
-    if (posix_spawn(&pid, argv.front(), &actions, nullptr, argv.data(), envp.data()) != 0)
-        qFatal("cannot start %s", argv.front());
-    posix_spawn_file_actions_destroy(&actions);
+    const pid_t pid = spawnQuietly(command, envp.data());
+    if (pid < 0)
+        qFatal("cannot start %s", command.front().c_str());
 
     using namespace std::chrono_literals;
     bool allShown = false;
@@ -265,7 +256,7 @@ Cost measure(const std::vector<std::string> &command, const QStringList &environ
     while (Clock::now() - start < 300s) {
         std::this_thread::sleep_for(20ms);
         if (waitpid(pid, nullptr, WNOHANG) == pid)
-            qFatal("%s exited before it was ready", argv.front());
+            qFatal("%s exited before it was ready", command.front().c_str());
         const long long now = cpuTicks(pid);
         if (now != ticks) {
             ticks = now;
@@ -284,7 +275,7 @@ Cost measure(const std::vector<std::string> &command, const QStringList &environ
     kill(pid, SIGKILL);
     waitpid(pid, nullptr, 0);
     if (!allShown)
-        qFatal("%s did not show its windows", argv.front());
+        qFatal("%s did not show its windows", command.front().c_str());
     return cost;
 }
 
