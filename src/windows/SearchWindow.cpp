@@ -10,6 +10,7 @@
 
 #include <QAbstractListModel>
 #include <QApplication>
+#include <QCoreApplication>
 #include <QGridLayout>
 #include <QHeaderView>
 #include <QKeyEvent>
@@ -159,7 +160,7 @@ SearchWindow::~SearchWindow() = default;
 void SearchWindow::buildPanel()
 {
     m_panel = std::make_unique<DismissablePanel>();
-    m_panel->setWindowTitle(QStringLiteral("Search Notes"));
+    m_panel->setWindowTitle(QCoreApplication::translate("SearchWindow", "Search Notes"));
     m_panel->resize(560, 380);
 
     m_field = new QLineEdit(m_panel.get());
