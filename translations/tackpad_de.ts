@@ -204,6 +204,10 @@
         <source>Unhide All</source>
         <translation>Alle einblenden</translation>
     </message>
+    <message>
+        <source>No hidden notes in this workspace</source>
+        <translation>Keine ausgeblendeten Notizen in diesem Arbeitsbereich</translation>
+    </message>
 </context>
 <context>
     <name>KeyStore</name>
@@ -303,6 +307,33 @@
     </message>
 </context>
 <context>
+    <name>NoteStore</name>
+    <message>
+        <source>Could not create note</source>
+        <translation>Notiz konnte nicht erstellt werden</translation>
+    </message>
+    <message>
+        <source>Could not rename note</source>
+        <translation>Notiz konnte nicht umbenannt werden</translation>
+    </message>
+    <message>
+        <source>Could not duplicate note</source>
+        <translation>Notiz konnte nicht dupliziert werden</translation>
+    </message>
+    <message>
+        <source>Could not delete note</source>
+        <translation>Notiz konnte nicht gelöscht werden</translation>
+    </message>
+    <message>
+        <source>Could not close note</source>
+        <translation>Notiz konnte nicht geschlossen werden</translation>
+    </message>
+    <message>
+        <source>Could not import note</source>
+        <translation>Notiz konnte nicht importiert werden</translation>
+    </message>
+</context>
+<context>
     <name>NoteWindowController</name>
     <message>
         <source>Close note (file is kept)</source>
@@ -376,6 +407,14 @@
     <message>
         <source>Search Notes</source>
         <translation>Notizen durchsuchen</translation>
+    </message>
+    <message>
+        <source>Search every note in this workspace</source>
+        <translation>Alle Notizen in diesem Arbeitsbereich durchsuchen</translation>
+    </message>
+    <message>
+        <source>No matching notes</source>
+        <translation>Keine passenden Notizen</translation>
     </message>
 </context>
 <context>

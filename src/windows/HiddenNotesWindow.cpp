@@ -48,7 +48,7 @@ void HiddenNotesWindow::buildPanel()
     connect(m_table, &QAbstractItemView::doubleClicked, this, &HiddenNotesWindow::rowDoubleClicked);
     connect(m_table->selectionModel(), &QItemSelectionModel::selectionChanged, this, &HiddenNotesWindow::updateButtons);
 
-    m_emptyLabel = new QLabel(emptyText, m_panel.get());
+    m_emptyLabel = new QLabel(QCoreApplication::translate("HiddenNotesWindow", emptyText), m_panel.get());
     m_emptyLabel->setAlignment(Qt::AlignCenter);
     m_emptyLabel->setForegroundRole(QPalette::PlaceholderText);
     m_emptyLabel->setAttribute(Qt::WA_TransparentForMouseEvents);

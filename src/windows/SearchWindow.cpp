@@ -164,7 +164,7 @@ void SearchWindow::buildPanel()
     m_panel->resize(560, 380);
 
     m_field = new QLineEdit(m_panel.get());
-    m_field->setPlaceholderText(placeholderText);
+    m_field->setPlaceholderText(QCoreApplication::translate("SearchWindow", placeholderText));
     m_field->setClearButtonEnabled(true);
     m_field->installEventFilter(this);
 
@@ -185,7 +185,7 @@ void SearchWindow::buildPanel()
     keepSelectionVisible(m_table);
     connect(m_table, &QAbstractItemView::doubleClicked, this, &SearchWindow::rowDoubleClicked);
 
-    m_emptyLabel = new QLabel(emptyText, m_panel.get());
+    m_emptyLabel = new QLabel(QCoreApplication::translate("SearchWindow", emptyText), m_panel.get());
     m_emptyLabel->setAlignment(Qt::AlignCenter);
     m_emptyLabel->setForegroundRole(QPalette::PlaceholderText);
     // Clicks go through to the table underneath.
