@@ -652,6 +652,37 @@ Liegt eine Datei bereits im aktuellen Ordner, erhält sie TackPad-Eigenschaften.
     </message>
 </context>
 <context>
+    <name>WorkspaceList</name>
+    <message>
+        <source>This folder already contains Markdown files. Would you like to import them all as TackPad notes?</source>
+        <translation>Dieser Ordner enthält bereits Markdown-Dateien. Sollen alle als TackPad-Notizen importiert werden?</translation>
+    </message>
+    <message>
+        <source>This folder contains %1 Markdown files. Are you sure you want to import them all as TackPad notes?</source>
+        <translation>Dieser Ordner enthält %1 Markdown-Dateien. Wirklich alle als TackPad-Notizen importieren?</translation>
+    </message>
+    <message>
+        <source>This folder contains %1 Markdown files – that&apos;s a lot! Do you want to import them all as TackPad notes?</source>
+        <translation>Dieser Ordner enthält %1 Markdown-Dateien – das sind viele! Sollen alle als TackPad-Notizen importiert werden?</translation>
+    </message>
+    <message>
+        <source>
+
+This will add one line of TackPad properties to each file. Closing an imported note reverts it to an ordinary Markdown file.</source>
+        <translation>
+
+Dabei erhält jede Datei eine Zeile mit TackPad-Eigenschaften. Wird eine importierte Notiz geschlossen, ist sie wieder eine gewöhnliche Markdown-Datei.</translation>
+    </message>
+    <message>
+        <source>
+
+You can also import individual files later with File → Import Markdown Files….</source>
+        <translation>
+
+Einzelne Dateien lassen sich auch später über Datei → Markdown-Dateien importieren … importieren.</translation>
+    </message>
+</context>
+<context>
     <name>WorkspaceSession</name>
     <message>
         <source>Could not save “%1”: %2 – the text stays in the note and is saved with your next change</source>
@@ -736,6 +767,34 @@ Mit %1–%2 zwischen Arbeitsbereichen wechseln; über Arbeitsbereiche → Arbeit
     <message>
         <source>All notes in this workspace are hidden – press %1 or use Window → Hidden Notes… to unhide</source>
         <translation>Alle Notizen in diesem Arbeitsbereich sind ausgeblendet – zum Einblenden %1 drücken oder Fenster → Ausgeblendete Notizen … verwenden</translation>
+    </message>
+    <message>
+        <source>“%1” is not shown: %2</source>
+        <translation>„%1“ wird nicht angezeigt: %2</translation>
+    </message>
+    <message>
+        <source>%1 files are not shown (unreadable, not UTF-8 text, or larger than %2 MB): %3</source>
+        <translation>%1 Dateien werden nicht angezeigt (nicht lesbar, kein UTF-8-Text oder größer als %2 MB): %3</translation>
+    </message>
+    <message>
+        <source>“%1” was also changed elsewhere; that version is kept as the note “%2”</source>
+        <translation>„%1“ wurde auch anderswo geändert; diese Fassung bleibt als Notiz „%2“ erhalten</translation>
+    </message>
+    <message>
+        <source>“%1” %2; its text is kept in Recovered Notes (Window → Show Recovered Notes)</source>
+        <translation>„%1“ %2; der Text bleibt in den wiederhergestellten Notizen erhalten (Fenster → Wiederhergestellte Notizen anzeigen)</translation>
+    </message>
+    <message>
+        <source>macOS may be blocking access to “%1”.
+
+Check System Settings → Privacy &amp; Security → Files and Folders, then reopen the folder.</source>
+        <translation>macOS blockiert möglicherweise den Zugriff auf „%1“.
+
+Systemeinstellungen → Datenschutz &amp; Sicherheit → Dateien und Ordner prüfen und den Ordner dann erneut öffnen.</translation>
+    </message>
+    <message>
+        <source>“%1” is on a disk that isn&apos;t connected right now. Connect it and try again.</source>
+        <translation>„%1“ liegt auf einem Datenträger, der gerade nicht verbunden ist. Datenträger verbinden und erneut versuchen.</translation>
     </message>
 </context>
 <context>

@@ -59,13 +59,15 @@ WorkspaceSession::~WorkspaceSession()
 QString WorkspaceSession::skippedFilesToastText(const QList<std::pair<QString, QString>> &skipped)
 {
     if (skipped.size() == 1)
-        return QStringLiteral("“%1” is not shown: %2").arg(skipped.front().first, skipped.front().second);
+        return QCoreApplication::translate("WorkspaceSession", "“%1” is not shown: %2")
+            .arg(skipped.front().first, skipped.front().second);
     QStringList names;
     for (qsizetype i = 0; i < std::min<qsizetype>(skipped.size(), 3); ++i)
         names << QStringLiteral("“%1”").arg(skipped.at(i).first);
     if (skipped.size() > 3)
         names << QStringLiteral("…");
-    return QStringLiteral("%1 files are not shown (unreadable, not UTF-8 text, or larger than %2 MB): %3")
+    return QCoreApplication::translate(
+        "WorkspaceSession", "%1 files are not shown (unreadable, not UTF-8 text, or larger than %2 MB): %3")
         .arg(skipped.size())
         .arg(NoteFiles::maxNoteFileSize / (1024 * 1024))
         .arg(names.join(QStringLiteral(", ")));
@@ -223,13 +225,15 @@ void WorkspaceSession::startStore(const QString &folder, bool welcomeCapable)
     connect(store, &NoteStore::fileSkipped, this,
         [this, store](const QString &filename, const QString &reason) { fileSkipped(store, filename, reason); });
     connect(store, &NoteStore::conflictKept, this, [this](const QString &filename, const QString &conflict) {
-        toast(QStringLiteral("“%1” was also changed elsewhere; that version is kept as the note “%2”")
+        toast(QCoreApplication::translate(
+                  "WorkspaceSession", "“%1” was also changed elsewhere; that version is kept as the note “%2”")
                   .arg(QFileInfo(filename).completeBaseName(), QFileInfo(conflict).completeBaseName()),
             skippedFilesToastSeconds);
     });
     connect(
         store, &NoteStore::textRecovered, this, [this](const QString &filename, const QString &, const QString &why) {
-            toast(QStringLiteral("“%1” %2; its text is kept in Recovered Notes (Window → Show Recovered Notes)")
+            toast(QCoreApplication::translate("WorkspaceSession",
+                      "“%1” %2; its text is kept in Recovered Notes (Window → Show Recovered Notes)")
                       .arg(QFileInfo(filename).completeBaseName(), why),
                 skippedFilesToastSeconds);
         });
@@ -372,8 +376,9 @@ void WorkspaceSession::showUnreadableFolderAlert(const QString &folder)
     alert.style = Alert::Warning;
     alert.message = QCoreApplication::translate("WorkspaceSession", "TackPad can't read this folder");
 #ifdef Q_OS_MACOS
-    alert.informativeText = QStringLiteral("macOS may be blocking access to “%1”.\n\nCheck System Settings → Privacy & "
-                                           "Security → Files and Folders, then reopen the folder.")
+    alert.informativeText = QCoreApplication::translate("WorkspaceSession",
+        "macOS may be blocking access to “%1”.\n\nCheck System Settings → Privacy & "
+        "Security → Files and Folders, then reopen the folder.")
                                 .arg(QFileInfo(folder).fileName());
 #else
     alert.informativeText = QCoreApplication::translate("WorkspaceSession",
@@ -572,8 +577,9 @@ void WorkspaceSession::switchToWorkspacePath(const QString &path)
     alert.style = Alert::Warning;
     if (m_workspaces.isOfflineVolume(path)) {
         alert.message = QCoreApplication::translate("WorkspaceSession", "Workspace unavailable");
-        alert.informativeText = QStringLiteral("“%1” is on a disk that isn't connected right now. Connect it and try "
-                                               "again.")
+        alert.informativeText = QCoreApplication::translate("WorkspaceSession",
+            "“%1” is on a disk that isn't connected right now. Connect it and try "
+            "again.")
                                     .arg(QFileInfo(path).fileName());
         ask(alert);
         return;
