@@ -75,7 +75,7 @@ void addColorItems(QMenu *menu, NoteWindowController &controller)
     for (const auto &preset : NotePalette::colors) {
         const QString hex = QString::fromLatin1(preset.hex);
         const bool current = hex.compare(meta.color, Qt::CaseInsensitive) == 0;
-        QAction *item = addItem(colors, QString::fromLatin1(preset.name),
+        QAction *item = addItem(colors, QCoreApplication::translate("NotePalette", preset.name),
             swatchIcon(NotePalette::displayHex(hex, darkMode), current),
             [&controller, hex] { controller.setNoteColor(hex); });
         item->setData(hex);
