@@ -11,7 +11,7 @@ PREFIX ?= /usr/local
 # the test tools too (CI runs `make test`).
 BOOTSTRAP_SET ?= test
 
-.PHONY: run test bench sanitize coverage build configure bootstrap install package format clean
+.PHONY: run test bench sanitize coverage build configure bootstrap install package format clean translations
 
 bootstrap:
 	@scripts/bootstrap $(BOOTSTRAP_SET)
@@ -77,3 +77,7 @@ format:
 
 clean:
 	rm -rf $(BUILD_DIR) $(SANITIZE_DIR) $(COVERAGE_DIR)
+
+# Refreshes translations/*.ts from every text in the sources; translate the new entries with Qt Linguist afterwards.
+translations:
+	/usr/lib/qt6/bin/lupdate -no-obsolete -locations none src -ts translations/tackpad_de.ts

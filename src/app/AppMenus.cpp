@@ -130,12 +130,12 @@ void AppMenus::buildEditMenu()
         QKeySequence::StandardKey keys;
         const char *method;
     } commands[] = {
-        {"Undo", QKeySequence::Undo, "undo"},
-        {"Redo", QKeySequence::Redo, "redo"},
-        {"Cut", QKeySequence::Cut, "cut"},
-        {"Copy", QKeySequence::Copy, "copy"},
-        {"Paste", QKeySequence::Paste, "paste"},
-        {"Select All", QKeySequence::SelectAll, "selectAll"},
+        {QT_TR_NOOP("Undo"), QKeySequence::Undo, "undo"},
+        {QT_TR_NOOP("Redo"), QKeySequence::Redo, "redo"},
+        {QT_TR_NOOP("Cut"), QKeySequence::Cut, "cut"},
+        {QT_TR_NOOP("Copy"), QKeySequence::Copy, "copy"},
+        {QT_TR_NOOP("Paste"), QKeySequence::Paste, "paste"},
+        {QT_TR_NOOP("Select All"), QKeySequence::SelectAll, "selectAll"},
     };
     for (const auto &command : commands) {
         QAction *item = addItem(m_edit.get(), tr(command.title));

@@ -10,7 +10,9 @@
 
 int MessageBoxAlertPresenter::escapeIndex(const Alert &alert)
 {
-    static const QStringList dismissing {QStringLiteral("Cancel"), QStringLiteral("Don't Import")};
+    // The labels arrive translated; the English ones still count, for alerts made before a translator was installed.
+    const QStringList dismissing {QStringLiteral("Cancel"), QStringLiteral("Don't Import"),
+        QCoreApplication::translate("Alert", "Cancel"), QCoreApplication::translate("Alert", "Don't Import")};
     for (qsizetype i = 0; i < alert.buttons.size(); ++i) {
         if (dismissing.contains(alert.buttons[i]))
             return int(i);
@@ -28,7 +30,8 @@ int MessageBoxAlertPresenter::show(const Alert &alert)
     box.setInformativeText(alert.informativeText);
     // One role for every button keeps them in the order given; the platform would otherwise sort them by role.
     QList<QAbstractButton *> buttons;
-    const QStringList labels = alert.buttons.isEmpty() ? QStringList {QStringLiteral("OK")} : alert.buttons;
+    const QStringList labels
+        = alert.buttons.isEmpty() ? QStringList {QCoreApplication::translate("Alert", "OK")} : alert.buttons;
     for (const QString &label : labels)
         buttons.append(box.addButton(label, QMessageBox::ActionRole));
     box.setDefaultButton(qobject_cast<QPushButton *>(buttons.first()));

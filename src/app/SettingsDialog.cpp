@@ -13,6 +13,7 @@
 #include <QCheckBox>
 #include <QColorDialog>
 #include <QComboBox>
+#include <QCoreApplication>
 #include <QDialogButtonBox>
 #include <QDir>
 #include <QDoubleSpinBox>
@@ -369,7 +370,7 @@ void SettingsDialog::loadValues()
 void SettingsDialog::fillColorChoices()
 {
     for (const NotePalette::Entry &entry : NotePalette::colors)
-        m_color->addItem(QString::fromLatin1(entry.name), QString::fromLatin1(entry.hex));
+        m_color->addItem(QCoreApplication::translate("NotePalette", entry.name), QString::fromLatin1(entry.hex));
     // The last entry opens the colour dialog; it carries no colour of its own.
     m_color->addItem(tr("Custom…"));
     refreshColorIcons();

@@ -7,6 +7,7 @@
 #include "store/NoteStore.h"
 #include "store/RecoveryFolder.h"
 
+#include <QCoreApplication>
 #include <QDir>
 #include <QFileInfo>
 #include <QKeySequence>
@@ -58,13 +59,15 @@ WorkspaceSession::~WorkspaceSession()
 QString WorkspaceSession::skippedFilesToastText(const QList<std::pair<QString, QString>> &skipped)
 {
     if (skipped.size() == 1)
-        return QStringLiteral("“%1” is not shown: %2").arg(skipped.front().first, skipped.front().second);
+        return QCoreApplication::translate("WorkspaceSession", "“%1” is not shown: %2")
+            .arg(skipped.front().first, skipped.front().second);
     QStringList names;
     for (qsizetype i = 0; i < std::min<qsizetype>(skipped.size(), 3); ++i)
         names << QStringLiteral("“%1”").arg(skipped.at(i).first);
     if (skipped.size() > 3)
         names << QStringLiteral("…");
-    return QStringLiteral("%1 files are not shown (unreadable, not UTF-8 text, or larger than %2 MB): %3")
+    return QCoreApplication::translate(
+        "WorkspaceSession", "%1 files are not shown (unreadable, not UTF-8 text, or larger than %2 MB): %3")
         .arg(skipped.size())
         .arg(NoteFiles::maxNoteFileSize / (1024 * 1024))
         .arg(names.join(QStringLiteral(", ")));
@@ -72,7 +75,8 @@ QString WorkspaceSession::skippedFilesToastText(const QList<std::pair<QString, Q
 
 QString WorkspaceSession::saveFailedToastText(const QString &filename, const QString &error)
 {
-    return QStringLiteral("Could not save “%1”: %2 – the text stays in the note and is saved with your next change")
+    return QCoreApplication::translate(
+        "WorkspaceSession", "Could not save “%1”: %2 – the text stays in the note and is saved with your next change")
         .arg(filename, error);
 }
 
@@ -221,13 +225,15 @@ void WorkspaceSession::startStore(const QString &folder, bool welcomeCapable)
     connect(store, &NoteStore::fileSkipped, this,
         [this, store](const QString &filename, const QString &reason) { fileSkipped(store, filename, reason); });
     connect(store, &NoteStore::conflictKept, this, [this](const QString &filename, const QString &conflict) {
-        toast(QStringLiteral("“%1” was also changed elsewhere; that version is kept as the note “%2”")
+        toast(QCoreApplication::translate(
+                  "WorkspaceSession", "“%1” was also changed elsewhere; that version is kept as the note “%2”")
                   .arg(QFileInfo(filename).completeBaseName(), QFileInfo(conflict).completeBaseName()),
             skippedFilesToastSeconds);
     });
     connect(
         store, &NoteStore::textRecovered, this, [this](const QString &filename, const QString &, const QString &why) {
-            toast(QStringLiteral("“%1” %2; its text is kept in Recovered Notes (Window → Show Recovered Notes)")
+            toast(QCoreApplication::translate("WorkspaceSession",
+                      "“%1” %2; its text is kept in Recovered Notes (Window → Show Recovered Notes)")
                       .arg(QFileInfo(filename).completeBaseName(), why),
                 skippedFilesToastSeconds);
         });
@@ -361,24 +367,26 @@ void WorkspaceSession::runOpenChecks(NoteStore *store, bool welcomeCapable)
     if (welcomeCapable && store->controllerCount() == 0)
         store->create(welcomeText(), QStringLiteral("Welcome"), 365.0, 365.0, QStringLiteral("#FBF4A6"));
     if (store->controllerCount() == 0)
-        toast(QStringLiteral("This TackPad workspace contains no notes (yet)"));
+        toast(QCoreApplication::translate("WorkspaceSession", "This TackPad workspace contains no notes (yet)"));
 }
 
 void WorkspaceSession::showUnreadableFolderAlert(const QString &folder)
 {
     Alert alert;
     alert.style = Alert::Warning;
-    alert.message = QStringLiteral("TackPad can't read this folder");
+    alert.message = QCoreApplication::translate("WorkspaceSession", "TackPad can't read this folder");
 #ifdef Q_OS_MACOS
-    alert.informativeText = QStringLiteral("macOS may be blocking access to “%1”.\n\nCheck System Settings → Privacy & "
-                                           "Security → Files and Folders, then reopen the folder.")
+    alert.informativeText = QCoreApplication::translate("WorkspaceSession",
+        "macOS may be blocking access to “%1”.\n\nCheck System Settings → Privacy & "
+        "Security → Files and Folders, then reopen the folder.")
                                 .arg(QFileInfo(folder).fileName());
 #else
-    alert.informativeText = QStringLiteral("You don't have permission to read “%1” (%2).\n\nAsk its owner for access, "
-                                           "or change its permissions, then reopen the folder.")
+    alert.informativeText = QCoreApplication::translate("WorkspaceSession",
+        "You don't have permission to read “%1” (%2).\n\nAsk its owner for access, "
+        "or change its permissions, then reopen the folder.")
                                 .arg(QFileInfo(folder).fileName(), folder);
 #endif
-    alert.buttons = {QStringLiteral("OK")};
+    alert.buttons = {QCoreApplication::translate("Alert", "OK")};
     ask(alert);
 }
 
@@ -386,9 +394,10 @@ bool WorkspaceSession::offerBulkImport(int count)
 {
     Alert alert;
     alert.style = Alert::Informational;
-    alert.message = QStringLiteral("Import existing Markdown files?");
+    alert.message = QCoreApplication::translate("WorkspaceSession", "Import existing Markdown files?");
     alert.informativeText = WorkspaceList::bulkImportOfferText(count);
-    alert.buttons = {QStringLiteral("Don't Import"), QStringLiteral("Import")};
+    alert.buttons = {QCoreApplication::translate("Alert", "Don't Import"),
+        QCoreApplication::translate("WorkspaceSession", "Import")};
     return ask(alert) == 1;
 }
 
@@ -432,22 +441,24 @@ void WorkspaceSession::handleMissingFolder()
         }
     }
     Alert alert;
-    alert.message = QStringLiteral("Notes folder not found");
+    alert.message = QCoreApplication::translate("WorkspaceSession", "Notes folder not found");
     if (!fallback.isEmpty()) {
         m_settings.setUrl(SettingsKey::notesFolder, QUrl::fromLocalFile(fallback));
         startStore(fallback, false);
         alert.style = Alert::Informational;
-        alert.informativeText = QStringLiteral("The folder TackPad was using has been moved or deleted, so I've "
-                                               "switched to your “%1” workspace.")
+        alert.informativeText = QCoreApplication::translate("WorkspaceSession",
+            "The folder TackPad was using has been moved or deleted, so I've "
+            "switched to your “%1” workspace.")
                                     .arg(QFileInfo(fallback).fileName());
-        alert.buttons = {QStringLiteral("OK")};
+        alert.buttons = {QCoreApplication::translate("Alert", "OK")};
         ask(alert);
         return;
     }
     alert.style = Alert::Warning;
-    alert.informativeText
-        = QStringLiteral("The folder TackPad was using has been moved or deleted. Choose a folder for your notes.");
-    alert.buttons = {QStringLiteral("Choose Folder…"), QStringLiteral("Quit TackPad")};
+    alert.informativeText = QCoreApplication::translate(
+        "WorkspaceSession", "The folder TackPad was using has been moved or deleted. Choose a folder for your notes.");
+    alert.buttons = {QCoreApplication::translate("WorkspaceSession", "Choose Folder…"),
+        QCoreApplication::translate("WorkspaceSession", "Quit TackPad")};
     answerFolderQuestion(ask(alert));
 }
 
@@ -474,9 +485,11 @@ void WorkspaceSession::handleLastWorkspaceRemoved()
     }
     Alert alert;
     alert.style = Alert::Warning;
-    alert.message = QStringLiteral("You removed the last workspace");
-    alert.informativeText = QStringLiteral("TackPad needs a notes folder to work with. Choose a folder, or quit.");
-    alert.buttons = {QStringLiteral("Choose Folder…"), QStringLiteral("Quit TackPad")};
+    alert.message = QCoreApplication::translate("WorkspaceSession", "You removed the last workspace");
+    alert.informativeText = QCoreApplication::translate(
+        "WorkspaceSession", "TackPad needs a notes folder to work with. Choose a folder, or quit.");
+    alert.buttons = {QCoreApplication::translate("WorkspaceSession", "Choose Folder…"),
+        QCoreApplication::translate("WorkspaceSession", "Quit TackPad")};
     answerFolderQuestion(ask(alert));
 }
 
@@ -563,9 +576,10 @@ void WorkspaceSession::switchToWorkspacePath(const QString &path)
     Alert alert;
     alert.style = Alert::Warning;
     if (m_workspaces.isOfflineVolume(path)) {
-        alert.message = QStringLiteral("Workspace unavailable");
-        alert.informativeText = QStringLiteral("“%1” is on a disk that isn't connected right now. Connect it and try "
-                                               "again.")
+        alert.message = QCoreApplication::translate("WorkspaceSession", "Workspace unavailable");
+        alert.informativeText = QCoreApplication::translate("WorkspaceSession",
+            "“%1” is on a disk that isn't connected right now. Connect it and try "
+            "again.")
                                     .arg(QFileInfo(path).fileName());
         ask(alert);
         return;
@@ -573,9 +587,10 @@ void WorkspaceSession::switchToWorkspacePath(const QString &path)
     QStringList list = m_workspaces.paths();
     list.removeAll(path);
     m_workspaces.setPaths(list);
-    alert.message = QStringLiteral("Workspace removed");
-    alert.informativeText
-        = QStringLiteral("The folder “%1” no longer exists, so it was removed from your workspaces.").arg(path);
+    alert.message = QCoreApplication::translate("WorkspaceSession", "Workspace removed");
+    alert.informativeText = QCoreApplication::translate(
+        "WorkspaceSession", "The folder “%1” no longer exists, so it was removed from your workspaces.")
+                                .arg(path);
     ask(alert);
 }
 
@@ -598,11 +613,12 @@ void WorkspaceSession::showWorkspaceTipOnce()
     m_settings.setValue(SettingsKey::workspaceTipShown, true);
     Alert alert;
     alert.style = Alert::Informational;
-    alert.message = QStringLiteral("You now have two workspaces");
+    alert.message = QCoreApplication::translate("WorkspaceSession", "You now have two workspaces");
     alert.informativeText
-        = QStringLiteral("Every folder you open is added to the Workspaces menu automatically.\n\nSwitch between "
-                         "workspaces with %1–%2, and use Workspaces → Edit Workspaces… to remove or rearrange them.")
+        = QCoreApplication::translate("WorkspaceSession",
+            "Every folder you open is added to the Workspaces menu automatically.\n\nSwitch between "
+            "workspaces with %1–%2, and use Workspaces → Edit Workspaces… to remove or rearrange them.")
               .arg(keyText(QKeySequence(Qt::CTRL | Qt::Key_1)), keyText(QKeySequence(Qt::CTRL | Qt::Key_0)));
-    alert.buttons = {QStringLiteral("OK")};
+    alert.buttons = {QCoreApplication::translate("Alert", "OK")};
     ask(alert);
 }

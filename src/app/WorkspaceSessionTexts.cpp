@@ -1,5 +1,6 @@
 #include "app/WorkspaceSession.h"
 
+#include <QCoreApplication>
 #include <QKeySequence>
 
 // The welcome note and the all-hidden message: texts that name key combinations in the platform's notation.
@@ -29,6 +30,7 @@ QString WorkspaceSession::welcomeText()
 
 QString WorkspaceSession::allHiddenToastText()
 {
-    return QStringLiteral("All notes in this workspace are hidden – press %1 or use Window → Hidden Notes… to unhide")
+    return QCoreApplication::translate(
+        "WorkspaceSession", "All notes in this workspace are hidden – press %1 or use Window → Hidden Notes… to unhide")
         .arg(keyText(QKeySequence(Qt::CTRL | Qt::SHIFT | Qt::Key_BracketLeft)));
 }

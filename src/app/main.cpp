@@ -7,7 +7,10 @@
 
 #include <QApplication>
 #include <QIcon>
+#include <QLibraryInfo>
+#include <QLocale>
 #include <QTextStream>
+#include <QTranslator>
 
 namespace {
 
@@ -56,6 +59,21 @@ QStringList applicationCommand(const ConsoleArguments &arguments)
     return {arguments.newNote ? QStringLiteral("new-note") : QStringLiteral("reopen")};
 }
 
+// Qt's own texts (the buttons of standard dialogs, the editor's context menu) and the app's, for the user's
+// language; installed before any window exists, so every text is looked up translated from the start. A language
+// without a translation keeps the English texts.
+void installTranslations(QApplication &app)
+{
+    const QLocale locale;
+    auto *qtTexts = new QTranslator(&app);
+    if (qtTexts->load(
+            locale, QStringLiteral("qtbase"), QStringLiteral("_"), QLibraryInfo::path(QLibraryInfo::TranslationsPath)))
+        QCoreApplication::installTranslator(qtTexts);
+    auto *appTexts = new QTranslator(&app);
+    if (appTexts->load(locale, QStringLiteral("tackpad"), QStringLiteral("_"), QStringLiteral(":/i18n")))
+        QCoreApplication::installTranslator(appTexts);
+}
+
 } // namespace
 
 int main(int argc, char *argv[])
@@ -70,6 +88,7 @@ int main(int argc, char *argv[])
     preferXWayland();
     QApplication app(argc, argv);
     setApplicationNames();
+    installTranslations(app);
     QApplication::setDesktopFileName(QString::fromLatin1(AppInfo::reverseDomainId));
     QApplication::setWindowIcon(applicationIcon());
     // Notes come and go; the application lives until the user quits it.

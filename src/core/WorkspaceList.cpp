@@ -1,5 +1,6 @@
 #include "core/WorkspaceList.h"
 
+#include <QCoreApplication>
 #include <QDir>
 #include <QFileInfo>
 #include <QSet>
@@ -179,18 +180,21 @@ QString WorkspaceList::bulkImportOfferText(int count)
 {
     QString text;
     if (count <= 5)
-        text = QStringLiteral(
+        text = QCoreApplication::translate("WorkspaceList",
             "This folder already contains Markdown files. Would you like to import them all as TackPad notes?");
     else if (count <= 15)
-        text = QStringLiteral(
+        text = QCoreApplication::translate("WorkspaceList",
             "This folder contains %1 Markdown files. Are you sure you want to import them all as TackPad notes?")
                    .arg(count);
     else
-        text = QStringLiteral("This folder contains %1 Markdown files – that's a lot! Do you want to import them all "
-                              "as TackPad notes?")
+        text = QCoreApplication::translate("WorkspaceList",
+            "This folder contains %1 Markdown files – that's a lot! Do you want to import them all "
+            "as TackPad notes?")
                    .arg(count);
-    text += QStringLiteral("\n\nThis will add one line of TackPad properties to each file. Closing an imported note "
-                           "reverts it to an ordinary Markdown file.");
-    text += QStringLiteral("\n\nYou can also import individual files later with File → Import Markdown Files….");
+    text += QCoreApplication::translate("WorkspaceList",
+        "\n\nThis will add one line of TackPad properties to each file. Closing an imported note "
+        "reverts it to an ordinary Markdown file.");
+    text += QCoreApplication::translate(
+        "WorkspaceList", "\n\nYou can also import individual files later with File → Import Markdown Files….");
     return text;
 }

@@ -3,6 +3,7 @@
 #include <QColor>
 #include <QImage>
 #include <QString>
+#include <QtGlobal>
 
 #include <array>
 #include <optional>
@@ -17,15 +18,16 @@ struct Entry {
     const char *hex;
 };
 
+// The names are shown in menus translated; the dark set has the same names.
 inline constexpr std::array<Entry, 8> colors {{
-    {"Pink", "#FBD9E4"},
-    {"Orange", "#FBE3BF"},
-    {"Yellow", "#FBF4A6"},
-    {"Green", "#D4F2C2"},
-    {"Blue", "#CDE8F9"},
-    {"Purple", "#E6DBFB"},
-    {"Gray", "#EBEBE7"},
-    {"White", "#FFFFFF"},
+    {QT_TRANSLATE_NOOP("NotePalette", "Pink"), "#FBD9E4"},
+    {QT_TRANSLATE_NOOP("NotePalette", "Orange"), "#FBE3BF"},
+    {QT_TRANSLATE_NOOP("NotePalette", "Yellow"), "#FBF4A6"},
+    {QT_TRANSLATE_NOOP("NotePalette", "Green"), "#D4F2C2"},
+    {QT_TRANSLATE_NOOP("NotePalette", "Blue"), "#CDE8F9"},
+    {QT_TRANSLATE_NOOP("NotePalette", "Purple"), "#E6DBFB"},
+    {QT_TRANSLATE_NOOP("NotePalette", "Gray"), "#EBEBE7"},
+    {QT_TRANSLATE_NOOP("NotePalette", "White"), "#FFFFFF"},
 }};
 
 inline constexpr std::array<Entry, 8> darkColors {{

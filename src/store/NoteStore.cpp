@@ -10,6 +10,7 @@
 #include "store/StoreLog.h"
 
 #include <QCollator>
+#include <QCoreApplication>
 #include <QDateTime>
 #include <QDir>
 #include <QFileInfo>
@@ -310,7 +311,8 @@ void NoteStore::reportFailure(const QString &title, const QString &description, 
 {
     // Shown to the user when someone can show it; otherwise it goes to the log like any background failure.
     if (!quiet && m_alerts)
-        m_alerts->show(Alert::failure(title, description));
+        m_alerts->show(
+            Alert::failure(QCoreApplication::translate("NoteStore", title.toUtf8().constData()), description));
     else
         qCWarning(lcStore).noquote() << QStringLiteral("TackPad: %1: %2").arg(title, description);
 }

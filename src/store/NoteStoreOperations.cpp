@@ -19,12 +19,13 @@
 
 namespace {
 
-const QString createFailed = QStringLiteral("Could not create note");
-const QString renameFailed = QStringLiteral("Could not rename note");
-const QString duplicateFailed = QStringLiteral("Could not duplicate note");
-const QString deleteFailed = QStringLiteral("Could not delete note");
-const QString closeFailed = QStringLiteral("Could not close note");
-const QString importFailed = QStringLiteral("Could not import note");
+// Alert titles, translated when shown; the log keeps them in English.
+const QString createFailed = QStringLiteral(QT_TRANSLATE_NOOP("NoteStore", "Could not create note"));
+const QString renameFailed = QStringLiteral(QT_TRANSLATE_NOOP("NoteStore", "Could not rename note"));
+const QString duplicateFailed = QStringLiteral(QT_TRANSLATE_NOOP("NoteStore", "Could not duplicate note"));
+const QString deleteFailed = QStringLiteral(QT_TRANSLATE_NOOP("NoteStore", "Could not delete note"));
+const QString closeFailed = QStringLiteral(QT_TRANSLATE_NOOP("NoteStore", "Could not close note"));
+const QString importFailed = QStringLiteral(QT_TRANSLATE_NOOP("NoteStore", "Could not import note"));
 
 constexpr double nearOffset = 24;
 

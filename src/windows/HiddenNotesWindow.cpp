@@ -5,6 +5,7 @@
 #include "windows/DismissablePanel.h"
 #include "windows/ReturnActivatingTableView.h"
 
+#include <QCoreApplication>
 #include <QGridLayout>
 #include <QHBoxLayout>
 #include <QHeaderView>
@@ -26,7 +27,7 @@ HiddenNotesWindow::~HiddenNotesWindow() = default;
 void HiddenNotesWindow::buildPanel()
 {
     m_panel = std::make_unique<DismissablePanel>();
-    m_panel->setWindowTitle(QStringLiteral("Hidden Notes"));
+    m_panel->setWindowTitle(QCoreApplication::translate("HiddenNotesWindow", "Hidden Notes"));
     m_panel->resize(380, 340);
 
     auto *explanation = new QLabel(explanationText, m_panel.get());
@@ -47,7 +48,7 @@ void HiddenNotesWindow::buildPanel()
     connect(m_table, &QAbstractItemView::doubleClicked, this, &HiddenNotesWindow::rowDoubleClicked);
     connect(m_table->selectionModel(), &QItemSelectionModel::selectionChanged, this, &HiddenNotesWindow::updateButtons);
 
-    m_emptyLabel = new QLabel(emptyText, m_panel.get());
+    m_emptyLabel = new QLabel(QCoreApplication::translate("HiddenNotesWindow", emptyText), m_panel.get());
     m_emptyLabel->setAlignment(Qt::AlignCenter);
     m_emptyLabel->setForegroundRole(QPalette::PlaceholderText);
     m_emptyLabel->setAttribute(Qt::WA_TransparentForMouseEvents);
@@ -56,8 +57,8 @@ void HiddenNotesWindow::buildPanel()
     list->addWidget(m_table, 0, 0);
     list->addWidget(m_emptyLabel, 0, 0, Qt::AlignCenter);
 
-    m_unhideButton = new QPushButton(QStringLiteral("Unhide"), m_panel.get());
-    m_unhideAllButton = new QPushButton(QStringLiteral("Unhide All"), m_panel.get());
+    m_unhideButton = new QPushButton(QCoreApplication::translate("HiddenNotesWindow", "Unhide"), m_panel.get());
+    m_unhideAllButton = new QPushButton(QCoreApplication::translate("HiddenNotesWindow", "Unhide All"), m_panel.get());
     // Return belongs to the list (it unhides the row it is on), never to a default button.
     m_unhideButton->setAutoDefault(false);
     m_unhideAllButton->setAutoDefault(false);

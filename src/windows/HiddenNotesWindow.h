@@ -28,7 +28,8 @@ public:
 
     static inline const QString explanationText = QStringLiteral(
         "Hidden notes stay in the workspace – only their windows are put away. Double-click a note to unhide it.");
-    static inline const QString emptyText = QStringLiteral("No hidden notes in this workspace");
+    static constexpr const char *emptyText
+        = QT_TRANSLATE_NOOP("HiddenNotesWindow", "No hidden notes in this workspace");
 
     explicit HiddenNotesWindow(StoreProvider storeProvider, QObject *parent = nullptr);
     ~HiddenNotesWindow() override;

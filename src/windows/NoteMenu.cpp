@@ -5,6 +5,7 @@
 #include "windows/NoteMenuIcons.h"
 #include "windows/NoteWindowController.h"
 
+#include <QCoreApplication>
 #include <QIcon>
 #include <QMenu>
 #include <QPainter>
@@ -46,15 +47,15 @@ void addPromptItems(QMenu *menu, NoteWindowController &controller)
 {
     const Note &note = controller.note();
     const QIcon sparkles = symbol(menu, "sparkles", {"tools-wizard", "help-hint"});
-    QAction *usePrompt
-        = addItem(menu, QStringLiteral("Use as AI Prompt"), sparkles, [&controller] { controller.togglePrompt(); });
+    QAction *usePrompt = addItem(menu, QCoreApplication::translate("NoteMenu", "Use as AI Prompt"), sparkles,
+        [&controller] { controller.togglePrompt(); });
     usePrompt->setCheckable(true);
     usePrompt->setChecked(note.meta.isPrompt);
 
     const auto prompts = controller.store().promptControllers();
     if (prompts.empty())
         return;
-    QMenu *apply = menu->addMenu(sparkles, QStringLiteral("Apply AI Prompt"));
+    QMenu *apply = menu->addMenu(sparkles, QCoreApplication::translate("NoteMenu", "Apply AI Prompt"));
     for (NoteController *prompt : prompts) {
         const QString filename = prompt->note().filename;
         QAction *item
@@ -69,12 +70,12 @@ void addColorItems(QMenu *menu, NoteWindowController &controller)
 {
     const NoteMetadata &meta = controller.note().meta;
     const bool darkMode = controller.store().settings().darkMode();
-    QMenu *colors = menu->addMenu(
-        symbol(menu, "palette", {"color-management", "preferences-desktop-color"}), QStringLiteral("Color"));
+    QMenu *colors = menu->addMenu(symbol(menu, "palette", {"color-management", "preferences-desktop-color"}),
+        QCoreApplication::translate("NoteMenu", "Color"));
     for (const auto &preset : NotePalette::colors) {
         const QString hex = QString::fromLatin1(preset.hex);
         const bool current = hex.compare(meta.color, Qt::CaseInsensitive) == 0;
-        QAction *item = addItem(colors, QString::fromLatin1(preset.name),
+        QAction *item = addItem(colors, QCoreApplication::translate("NotePalette", preset.name),
             swatchIcon(NotePalette::displayHex(hex, darkMode), current),
             [&controller, hex] { controller.setNoteColor(hex); });
         item->setData(hex);
@@ -84,9 +85,9 @@ void addColorItems(QMenu *menu, NoteWindowController &controller)
     }
     colors->addSeparator();
     const bool custom = !NotePalette::isPreset(meta.color);
-    QAction *customItem
-        = addItem(colors, QStringLiteral("Custom…"), swatchIcon(NotePalette::displayHex(meta.color, darkMode), custom),
-            [&controller] { controller.pickCustomColor(); });
+    QAction *customItem = addItem(colors, QCoreApplication::translate("NoteMenu", "Custom…"),
+        swatchIcon(NotePalette::displayHex(meta.color, darkMode), custom),
+        [&controller] { controller.pickCustomColor(); });
     customItem->setCheckable(true);
     customItem->setChecked(custom);
     customItem->setEnabled(!meta.isPrompt);
@@ -98,33 +99,38 @@ void addNoteItems(QMenu *menu, NoteWindowController &controller, const QString &
 {
     const NoteMetadata &meta = controller.note().meta;
 
-    addItem(menu, meta.rolledUp ? QStringLiteral("Unroll") : QStringLiteral("Roll Up"),
+    addItem(menu,
+        meta.rolledUp ? QCoreApplication::translate("NoteMenu", "Unroll")
+                      : QCoreApplication::translate("NoteMenu", "Roll Up"),
         meta.rolledUp ? symbol(menu, "unroll", {"go-down"}) : symbol(menu, "roll-up", {"go-up"}),
         [&controller] { controller.toggleRolled(); });
-    QAction *floatItem = addItem(menu, QStringLiteral("Float on Top"), symbol(menu, "pin", {"window-pin", "pin"}),
-        [&controller] { controller.toggleFloat(); });
+    QAction *floatItem = addItem(menu, QCoreApplication::translate("NoteMenu", "Float on Top"),
+        symbol(menu, "pin", {"window-pin", "pin"}), [&controller] { controller.toggleFloat(); });
     floatItem->setCheckable(true);
     floatItem->setChecked(meta.floatOnTop);
-    addItem(menu, QStringLiteral("Hide Note"), symbol(menu, "hide", {"view-hidden", "hint"}),
+    addItem(menu, QCoreApplication::translate("NoteMenu", "Hide Note"), symbol(menu, "hide", {"view-hidden", "hint"}),
         [&controller] { controller.hideNote(); });
     addPromptItems(menu, controller);
     if (controller.aiRequestInFlight())
-        addItem(menu, QStringLiteral("Cancel AI Request"), symbol(menu, "stop", {"process-stop"}),
-            [&controller] { controller.cancelAiRequest(); });
+        addItem(menu, QCoreApplication::translate("NoteMenu", "Cancel AI Request"),
+            symbol(menu, "stop", {"process-stop"}), [&controller] { controller.cancelAiRequest(); });
     addColorItems(menu, controller);
-    addItem(menu, QStringLiteral("Bigger Text"), symbol(menu, "text-bigger", {"zoom-in", "format-font-size-more"}),
-        [&controller] { controller.biggerFont(); });
-    addItem(menu, QStringLiteral("Smaller Text"), symbol(menu, "text-smaller", {"zoom-out", "format-font-size-less"}),
+    addItem(menu, QCoreApplication::translate("NoteMenu", "Bigger Text"),
+        symbol(menu, "text-bigger", {"zoom-in", "format-font-size-more"}), [&controller] { controller.biggerFont(); });
+    addItem(menu, QCoreApplication::translate("NoteMenu", "Smaller Text"),
+        symbol(menu, "text-smaller", {"zoom-out", "format-font-size-less"}),
         [&controller] { controller.smallerFont(); });
     menu->addSeparator();
-    addItem(menu, QStringLiteral("Rename…"), symbol(menu, "rename", {"edit-rename", "document-edit"}),
-        [&controller] { controller.renameNote(); });
+    addItem(menu, QCoreApplication::translate("NoteMenu", "Rename…"),
+        symbol(menu, "rename", {"edit-rename", "document-edit"}), [&controller] { controller.renameNote(); });
     addItem(menu, revealTitle, symbol(menu, "reveal", {"system-file-manager", "folder-open"}),
         [&controller] { controller.revealInFileManager(); });
-    addItem(menu, meta.adopt ? QStringLiteral("Close Note") : QStringLiteral("Delete Note…"),
+    addItem(menu,
+        meta.adopt ? QCoreApplication::translate("NoteMenu", "Close Note")
+                   : QCoreApplication::translate("NoteMenu", "Delete Note…"),
         meta.adopt ? symbol(menu, "stop", {"window-close"}) : symbol(menu, "delete", {"edit-delete"}),
         [&controller] { controller.deleteNote(); });
-    addItem(menu, QStringLiteral("Duplicate Note"), symbol(menu, "duplicate", {"edit-copy"}),
+    addItem(menu, QCoreApplication::translate("NoteMenu", "Duplicate Note"), symbol(menu, "duplicate", {"edit-copy"}),
         [&controller] { controller.duplicateNote(); });
 }
 

@@ -12,6 +12,7 @@
 
 #include <QAbstractButton>
 #include <QContextMenuEvent>
+#include <QCoreApplication>
 #include <QGuiApplication>
 #include <QKeyEvent>
 #include <QLayout>
@@ -643,9 +644,12 @@ void NoteWindowController::deleteNote()
     }
     Alert alert;
     alert.style = Alert::Warning;
-    alert.message = QStringLiteral("Delete “%1”?").arg(note().title());
-    alert.informativeText = QStringLiteral("The file %1 will be moved to the Trash.").arg(note().filename);
-    alert.buttons = {QStringLiteral("Move to Trash"), QStringLiteral("Cancel")};
+    alert.message = QCoreApplication::translate("NoteWindowController", "Delete “%1”?").arg(note().title());
+    alert.informativeText
+        = QCoreApplication::translate("NoteWindowController", "The file %1 will be moved to the Trash.")
+              .arg(note().filename);
+    alert.buttons = {QCoreApplication::translate("NoteWindowController", "Move to Trash"),
+        QCoreApplication::translate("Alert", "Cancel")};
     if (m_environment.alerts && m_environment.alerts->show(alert) == 0)
         store().deleteNote(this);
 }

@@ -7,6 +7,7 @@
 #include "windows/NoteWindow.h"
 #include "windows/Toast.h"
 
+#include <QCoreApplication>
 #include <QDir>
 #include <QFileInfo>
 
@@ -42,8 +43,9 @@ bool NoteWindowController::openAttachmentLink(const QString &decodedLink)
         if (m_environment.openUrl)
             m_environment.openUrl(QUrl::fromLocalFile(path));
     } else {
-        Toast::show(QStringLiteral("Attachment not found: ") + QFileInfo(path).fileName(), Toast::defaultSeconds,
-            m_window.get());
+        Toast::show(
+            QCoreApplication::translate("NoteWindowController", "Attachment not found: ") + QFileInfo(path).fileName(),
+            Toast::defaultSeconds, m_window.get());
     }
     return true;
 }

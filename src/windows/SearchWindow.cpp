@@ -10,6 +10,7 @@
 
 #include <QAbstractListModel>
 #include <QApplication>
+#include <QCoreApplication>
 #include <QGridLayout>
 #include <QHeaderView>
 #include <QKeyEvent>
@@ -159,11 +160,11 @@ SearchWindow::~SearchWindow() = default;
 void SearchWindow::buildPanel()
 {
     m_panel = std::make_unique<DismissablePanel>();
-    m_panel->setWindowTitle(QStringLiteral("Search Notes"));
+    m_panel->setWindowTitle(QCoreApplication::translate("SearchWindow", "Search Notes"));
     m_panel->resize(560, 380);
 
     m_field = new QLineEdit(m_panel.get());
-    m_field->setPlaceholderText(placeholderText);
+    m_field->setPlaceholderText(QCoreApplication::translate("SearchWindow", placeholderText));
     m_field->setClearButtonEnabled(true);
     m_field->installEventFilter(this);
 
@@ -184,7 +185,7 @@ void SearchWindow::buildPanel()
     keepSelectionVisible(m_table);
     connect(m_table, &QAbstractItemView::doubleClicked, this, &SearchWindow::rowDoubleClicked);
 
-    m_emptyLabel = new QLabel(emptyText, m_panel.get());
+    m_emptyLabel = new QLabel(QCoreApplication::translate("SearchWindow", emptyText), m_panel.get());
     m_emptyLabel->setAlignment(Qt::AlignCenter);
     m_emptyLabel->setForegroundRole(QPalette::PlaceholderText);
     // Clicks go through to the table underneath.

@@ -30,8 +30,9 @@ class SearchWindow : public QObject {
 public:
     using StoreProvider = std::function<NoteStore *()>;
 
-    static inline const QString placeholderText = QStringLiteral("Search every note in this workspace");
-    static inline const QString emptyText = QStringLiteral("No matching notes");
+    static constexpr const char *placeholderText
+        = QT_TRANSLATE_NOOP("SearchWindow", "Search every note in this workspace");
+    static constexpr const char *emptyText = QT_TRANSLATE_NOOP("SearchWindow", "No matching notes");
 
     // The table's model gives each result's title as its display text, and these.
     enum Role { SnippetRole = Qt::UserRole, HiddenRole };
