@@ -34,7 +34,8 @@ set(CPACK_INSTALL_SCRIPTS ${CMAKE_CURRENT_LIST_DIR}/DebianChangelog.cmake)
 # whose ABI is only stable within one exact Qt version.
 set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS ON)
 set(CPACK_DEBIAN_PACKAGE_DEPENDS "libqt6svg6, libsecret-1-0, qt6-base-abi (= ${Qt6Core_VERSION})")
+# Qt's own dialogs (file chooser, editor menu) speak the user's language only with Qt's translations installed.
 set(CPACK_DEBIAN_PACKAGE_RECOMMENDS
-  "gnome-keyring | kwalletmanager | keepassxc, qt6-wayland, fonts-noto-color-emoji")
+  "gnome-keyring | kwalletmanager | keepassxc, qt6-wayland, fonts-noto-color-emoji, qt6-translations-l10n")
 
 include(CPack)
