@@ -42,6 +42,12 @@ void GlobalHotKey::notifyPressed()
         this, [this] { Q_EMIT pressed(); }, Qt::QueuedConnection);
 }
 
+void GlobalHotKey::reportFailure()
+{
+    setRegistered(false);
+    Q_EMIT registrationFailed();
+}
+
 QString GlobalHotKey::activeDescription(const QString &trigger)
 {
     return tr("%1 creates a new note from any application.").arg(trigger);

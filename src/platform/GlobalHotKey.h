@@ -41,9 +41,18 @@ public:
     // One sentence for the settings dialog about the shortcut's current state on this platform.
     virtual QString description() const = 0;
 
+    // Non-empty for a backend that works by changing the desktop's own settings (a keyboard shortcut added to the
+    // desktop's configuration): the question to put to the user before `registerHotKey` may make that change.
+    virtual QString consentQuestion() const { return {}; }
+    // The user agreed to `consentQuestion`: the next `registerHotKey` may change the desktop's settings.
+    virtual void giveConsent() { }
+
 Q_SIGNALS:
     void pressed();
     void registeredChanged(bool registered);
+    // A registration attempt ended without the shortcut: the combination is taken, the desktop refused, or the
+    // service is missing. The application may then try the next mechanism the session offers.
+    void registrationFailed();
 
 protected:
     explicit GlobalHotKey(QObject *parent);
@@ -51,6 +60,8 @@ protected:
     void setRegistered(bool registered);
     // For the backends' native handlers: emits `pressed` once, on the next turn of the event loop.
     void notifyPressed();
+    // Leaves the shortcut off and emits `registrationFailed`.
+    void reportFailure();
 
     // Texts shared by the backends.
     static QString activeDescription(const QString &trigger);

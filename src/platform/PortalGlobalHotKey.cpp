@@ -290,7 +290,7 @@ void PortalGlobalHotKey::fail(const QString &why)
     m_state = State::Off;
     m_failed = true;
     m_trigger.clear();
-    setRegistered(false);
+    reportFailure();
 }
 
 QString PortalGlobalHotKey::newToken()

@@ -11,7 +11,7 @@ public:
     // `reason` is the first sentence of the description: why this desktop cannot offer the shortcut.
     UnavailableGlobalHotKey(const QString &reason, QObject *parent);
 
-    void registerHotKey() override { }
+    void registerHotKey() override { reportFailure(); }
     void unregisterHotKey() override { }
     bool isAvailable() const override { return false; }
     QString description() const override;

@@ -79,12 +79,18 @@ X11GlobalHotKey::~X11GlobalHotKey()
 
 void X11GlobalHotKey::registerHotKey()
 {
-    if (!m_connection || isRegistered())
+    if (isRegistered())
         return;
+    if (!m_connection) {
+        reportFailure();
+        return;
+    }
 
     xcb_key_symbols_t *symbols = xcb_key_symbols_alloc(m_connection);
-    if (!symbols)
+    if (!symbols) {
+        reportFailure();
         return;
+    }
     const std::uint16_t numLock = numLockMask(m_connection, symbols);
     xcb_key_symbols_free(symbols);
 
@@ -100,6 +106,7 @@ void X11GlobalHotKey::registerHotKey()
 
     if (!grabAll(grabs)) {
         m_problem = takenDescription();
+        reportFailure();
         return;
     }
     m_problem.clear();
