@@ -479,9 +479,9 @@ void SettingsDialog::refreshEnabledState()
 
 void SettingsDialog::refreshHotKeyNote()
 {
-    // Said only when it adds something: the platform cannot deliver the shortcut, or the application tried to
-    // register it and could not (another application holds it, or the desktop has not answered yet).
-    const bool show = m_hotKey && (!m_hotKey->isAvailable() || (m_hotKeyWasOn && !m_hotKey->isRegistered()));
+    // While the shortcut is on, the note says how it reaches the application (and where to change the key) or why
+    // it does not; while it is off, only a platform that cannot deliver it at all is worth a word.
+    const bool show = m_hotKey && (!m_hotKey->isAvailable() || m_hotKeyWasOn);
     m_hotKeyNote->setText(show ? m_hotKey->description() : QString());
     m_hotKeyNote->setVisible(show);
 }
@@ -495,6 +495,7 @@ void SettingsDialog::finish()
 {
     if (m_keyField->isBusy())
         return;
+    confirmDesktopShortcut();
     QPointer<SettingsDialog> self(this);
     m_keyField->commit([self](const QString &error) {
         if (self)
@@ -559,6 +560,23 @@ void SettingsDialog::writeDouble(const char *key, double value)
 void SettingsDialog::setBusy(bool busy)
 {
     m_buttons->setEnabled(!busy);
+}
+
+// A shortcut that works by changing the desktop's own keyboard settings is added only once the user agrees; without
+// that the option is switched off again rather than left on without effect.
+void SettingsDialog::confirmDesktopShortcut()
+{
+    if (!m_hotKey || !m_hotKeyBox->isChecked() || m_hotKey->isRegistered())
+        return;
+    const QString question = m_hotKey->consentQuestion();
+    if (question.isEmpty())
+        return;
+    const auto answer = QMessageBox::question(this, tr("Add a Keyboard Shortcut?"), question,
+        QMessageBox::StandardButtons(QMessageBox::Yes | QMessageBox::No), QMessageBox::Yes);
+    if (answer == QMessageBox::Yes)
+        m_hotKey->giveConsent();
+    else
+        m_hotKeyBox->setChecked(false);
 }
 
 // Only a change is written: an entry the user made or edited by hand stays as it is while the box says the same.

@@ -80,6 +80,7 @@ private:
     void finish();
     void keyOperationFinished(const QString &error);
     void writeValues();
+    void confirmDesktopShortcut();
     void writeLoginStart();
     void writeBool(const char *key, bool value);
     void writeDouble(const char *key, double value);

@@ -180,14 +180,21 @@ void WorkspaceSession::applyGlobalHotKey()
             m_hotKey->unregisterHotKey();
         return;
     }
+    if (GlobalHotKey *key = hotKey())
+        key->registerHotKey();
+}
+
+GlobalHotKey *WorkspaceSession::hotKey()
+{
+    // Made at the first need, also while the option is off: the settings dialog asks it what it would do.
     if (!m_hotKey) {
         m_hotKey = GlobalHotKey::create(this);
         if (!m_hotKey)
-            return;
+            return nullptr;
         // The press is queued by the hot key itself, so the note is made outside the native event handler.
         connect(m_hotKey.get(), &GlobalHotKey::pressed, this, &WorkspaceSession::newNote);
     }
-    m_hotKey->registerHotKey();
+    return m_hotKey.get();
 }
 
 void WorkspaceSession::refreshNoteAppearance()

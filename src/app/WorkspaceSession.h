@@ -85,7 +85,8 @@ public:
     Settings &settings() { return m_settings; }
     WorkspaceList &workspaces() { return m_workspaces; }
     AlertPresenter *alerts() const { return m_services.alerts; }
-    GlobalHotKey *hotKey() const { return m_hotKey.get(); }
+    // The new-note shortcut, made on first use.
+    GlobalHotKey *hotKey();
     bool quitRequested() const { return m_quitRequested; }
 
     // The windows of the open workspace's notes.

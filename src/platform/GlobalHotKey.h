@@ -24,6 +24,8 @@ public:
 
     // The combination as the platform writes it ("Ctrl+Alt+[" on Linux, "⌥⌘[" on macOS).
     static QString keyText();
+    // What the user can do where no mechanism delivers the shortcut: bind `tackpad --new-note` by hand.
+    static QString commandLineAdvice();
 
     ~GlobalHotKey() override;
 
@@ -66,7 +68,6 @@ protected:
     // Texts shared by the backends.
     static QString activeDescription(const QString &trigger);
     static QString takenDescription();
-    static QString commandLineAdvice();
 
 private:
     bool m_registered = false;

@@ -107,7 +107,8 @@ QString PortalGlobalHotKey::description() const
         if (m_trigger.isEmpty())
             return tr("No key is assigned to “%1” yet: choose one in the desktop's shortcut settings.")
                 .arg(shortcutDescription);
-        return activeDescription(m_trigger);
+        return activeDescription(m_trigger) + u' '
+            + tr("The desktop's global shortcuts deliver it; change the key in the desktop's shortcut settings.");
     }
     if (m_failed)
         return tr("The desktop did not set up the shortcut.") + u' ' + commandLineAdvice();

@@ -172,7 +172,13 @@ QString X11GlobalHotKey::description() const
         return tr("The application is not connected to an X server.") + u' ' + commandLineAdvice();
     if (!m_problem.isEmpty())
         return m_problem;
-    return activeDescription(keyText());
+    // Through XWayland a Wayland desktop passes keys to X11 clients only while one of them has the focus.
+    if (!qEnvironmentVariableIsEmpty("WAYLAND_DISPLAY"))
+        return tr("%1 creates a new note while an X11 application is active; this Wayland desktop offers no "
+                  "shortcut that works everywhere.")
+                   .arg(keyText())
+            + u' ' + commandLineAdvice();
+    return activeDescription(keyText()) + u' ' + tr("The key is taken from the X server.");
 }
 
 bool X11GlobalHotKey::isHotKeyPress(const void *keyPressEvent) const

@@ -1,6 +1,7 @@
 #include "app/ApiKeyField.h"
 #include "app/SettingsDialog.h"
 #include "core/Settings.h"
+#include "platform/GlobalHotKey.h"
 #include "platform/KeyStore.h"
 #include "support/TextFiles.h"
 
@@ -14,6 +15,7 @@
 #include <QFontDatabase>
 #include <QLabel>
 #include <QLineEdit>
+#include <QMessageBox>
 #include <QMetaProperty>
 #include <QPushButton>
 #include <QScopeGuard>
@@ -21,6 +23,7 @@
 #include <QSignalSpy>
 #include <QStandardPaths>
 #include <QTemporaryDir>
+#include <QTimer>
 #include <QUuid>
 
 #include <memory>
@@ -89,6 +92,22 @@ QColorDialog *openColorDialog(SettingsDialog &dialog)
     return control<QColorDialog>(dialog, QStringLiteral("colorDialog"));
 }
 
+// A shortcut that would change the desktop's keyboard settings, and so asks first.
+class ConsentingHotKey : public GlobalHotKey {
+public:
+    ConsentingHotKey()
+        : GlobalHotKey(nullptr)
+    {
+    }
+    void registerHotKey() override { }
+    void unregisterHotKey() override { }
+    bool isAvailable() const override { return true; }
+    QString description() const override { return QStringLiteral("through the desktop"); }
+    QString consentQuestion() const override { return m_consented ? QString() : QStringLiteral("Add it?"); }
+    void giveConsent() override { m_consented = true; }
+    bool m_consented = false;
+};
+
 // Only names: the dialog shows them and writes them back, it never opens the folders.
 const QStringList listedWorkspaces {QStringLiteral("/data/Notes"), QStringLiteral("/data/Work")};
 
@@ -102,9 +121,9 @@ class TestSettingsDialog : public QObject {
     std::unique_ptr<Settings> m_settings;
     std::unique_ptr<KeyStore> m_keyStore;
 
-    std::unique_ptr<SettingsDialog> open(KeyStore *keyStore = nullptr)
+    std::unique_ptr<SettingsDialog> open(KeyStore *keyStore = nullptr, GlobalHotKey *hotKey = nullptr)
     {
-        auto dialog = std::make_unique<SettingsDialog>(*m_settings, keyStore, nullptr);
+        auto dialog = std::make_unique<SettingsDialog>(*m_settings, keyStore, hotKey);
         dialog->show();
         return dialog;
     }
@@ -301,6 +320,33 @@ private Q_SLOTS:
         setControl(*dialog, QStringLiteral("startAtLogin"), false);
         click(*dialog, "doneButton");
         QVERIFY(!QFileInfo::exists(entry));
+    }
+
+    void desktopShortcutAddedOnlyWithConsent_data()
+    {
+        QTest::addColumn<QMessageBox::StandardButton>("reply");
+        QTest::newRow("nominal: the user agrees") << QMessageBox::Yes;
+        QTest::newRow("nominal: the user declines, the option goes off") << QMessageBox::No;
+    }
+
+    void desktopShortcutAddedOnlyWithConsent()
+    {
+        QFETCH(QMessageBox::StandardButton, reply);
+        ConsentingHotKey hotKey;
+        auto dialog = open(nullptr, &hotKey);
+        setControl(*dialog, SettingsKey::globalNewNoteHotKey, true);
+        QString asked;
+        QTimer::singleShot(0, dialog.get(), [&asked, reply] {
+            auto *box = qobject_cast<QMessageBox *>(QApplication::activeModalWidget());
+            if (!box)
+                return;
+            asked = box->text();
+            box->button(reply)->click();
+        });
+        click(*dialog, "doneButton");
+        QCOMPARE(asked, QStringLiteral("Add it?"));
+        QCOMPARE(hotKey.m_consented, reply == QMessageBox::Yes);
+        QCOMPARE(m_settings->boolValue(SettingsKey::globalNewNoteHotKey), reply == QMessageBox::Yes);
     }
 
     void customColor_data()

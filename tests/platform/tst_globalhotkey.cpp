@@ -1,16 +1,37 @@
 #include "FakePortal.h"
 
+#include "platform/FallbackGlobalHotKey.h"
 #include "platform/GlobalHotKey.h"
 #include "platform/PortalGlobalHotKey.h"
-#include "platform/UnavailableGlobalHotKey.h"
 
 #include <QDBusConnection>
 #include <QDBusConnectionInterface>
 #include <QRegularExpression>
+#include <QScopeGuard>
 #include <QSignalSpy>
 #include <QTest>
 
 #include <memory>
+
+// A mechanism that registers or fails at once, as told; its description is its place in the chain.
+class ScriptedHotKey : public GlobalHotKey {
+public:
+    ScriptedHotKey(int place, bool works, QObject *parent)
+        : GlobalHotKey(parent)
+        , m_place(place)
+        , m_works(works)
+    {
+    }
+    void registerHotKey() override { m_works ? setRegistered(true) : reportFailure(); }
+    void unregisterHotKey() override { setRegistered(false); }
+    bool isAvailable() const override { return true; }
+    QString description() const override { return QString::number(m_place); }
+    void press() { notifyPressed(); }
+
+private:
+    int m_place;
+    bool m_works;
+};
 
 // The choice of backend, and the portal backend against a portal on the test's private session bus. The X11
 // backend is pressed under a real X server by the end-to-end test.
@@ -27,42 +48,95 @@ private Q_SLOTS:
     }
     void cleanup() { m_portal.reset(); }
 
-    void backendFollowsThePlatformAndThePortal_data()
+    void backendFollowsThePlatformAndTheSession_data()
     {
         QTest::addColumn<QString>("platform");
+        QTest::addColumn<QString>("sessionType");
         QTest::addColumn<bool>("portal");
-        QTest::addColumn<QString>("reason"); // why there is no shortcut; empty: there is one
-        QTest::newRow("nominal: offscreen") << u"offscreen"_qs << false << u"not available"_qs;
-        QTest::newRow("nominal: wayland without the portal") << u"wayland"_qs << false << u"Wayland"_qs;
-        QTest::newRow("robustness: xcb without an X connection") << u"xcb"_qs << false << u"X server"_qs;
-        QTest::newRow("nominal: wayland with the portal") << u"wayland"_qs << true << QString();
+        QTest::addColumn<QString>("reason"); // why there is no shortcut; empty: the portal binds it
+        QTest::newRow("nominal: offscreen") << u"offscreen"_qs << QString() << false << u"not available"_qs;
+        QTest::newRow("nominal: wayland without any mechanism")
+            << u"wayland"_qs << u"wayland"_qs << false << u"Wayland"_qs;
+        QTest::newRow("robustness: xcb without an X connection") << u"xcb"_qs << QString() << false << u"X server"_qs;
+        QTest::newRow("robustness: xcb under wayland, no portal, no X connection")
+            << u"xcb"_qs << u"wayland"_qs << false << u"X server"_qs;
+        QTest::newRow("nominal: wayland with the portal") << u"wayland"_qs << u"wayland"_qs << true << QString();
+        QTest::newRow("nominal: xcb under wayland prefers the portal")
+            << u"xcb"_qs << u"wayland"_qs << true << QString();
     }
 
-    void backendFollowsThePlatformAndThePortal()
+    void backendFollowsThePlatformAndTheSession()
     {
         QFETCH(QString, platform);
+        QFETCH(QString, sessionType);
         QFETCH(bool, portal);
         QFETCH(QString, reason);
-        QCOMPARE(PortalGlobalHotKey::isOffered(QDBusConnection::sessionBus()), false);
+        qputenv("XDG_SESSION_TYPE", sessionType.toUtf8());
+        const auto restore = qScopeGuard([] { qunsetenv("XDG_SESSION_TYPE"); });
         if (portal)
             m_portal = std::make_unique<FakePortalService>();
-        QCOMPARE(PortalGlobalHotKey::isOffered(QDBusConnection::sessionBus()), portal);
         const std::unique_ptr<GlobalHotKey> hotKey
             = platform == QLatin1String("offscreen") ? GlobalHotKey::create() : GlobalHotKey::createFor(platform);
-        QCOMPARE(bool(dynamic_cast<PortalGlobalHotKey *>(hotKey.get())), portal);
-        QCOMPARE(hotKey->isAvailable(), portal);
-        if (portal)
-            return;
-        if (platform == QLatin1String("offscreen"))
-            QVERIFY(dynamic_cast<UnavailableGlobalHotKey *>(hotKey.get()));
-        QSignalSpy changed(hotKey.get(), &GlobalHotKey::registeredChanged);
+        QSignalSpy failed(hotKey.get(), &GlobalHotKey::registrationFailed);
         hotKey->registerHotKey();
+        if (portal) {
+            QTRY_VERIFY(hotKey->isRegistered());
+            auto *chain = dynamic_cast<FallbackGlobalHotKey *>(hotKey.get());
+            QVERIFY(chain && dynamic_cast<PortalGlobalHotKey *>(chain->current()));
+            return;
+        }
+        QTRY_COMPARE(failed.count(), 1);
         QVERIFY(!hotKey->isRegistered());
-        hotKey->unregisterHotKey();
-        QCOMPARE(changed.count(), 0);
         // The settings dialog shows why, and what works instead.
         QVERIFY2(hotKey->description().contains(reason), qPrintable(hotKey->description()));
         QVERIFY2(hotKey->description().contains(u"“tackpad --new-note”"_qs), qPrintable(hotKey->description()));
+    }
+
+    void fallbackTriesTheMechanismsInOrder_data()
+    {
+        QTest::addColumn<QList<int>>("outcomes"); // per candidate: 0 not offered, 1 registers, 2 fails
+        QTest::addColumn<int>("chosen"); // the candidate in use afterwards
+        QTest::addColumn<bool>("registered");
+        QTest::newRow("nominal: the first registers") << QList<int> {1, 1} << 0 << true;
+        QTest::newRow("nominal: a refusal hands over to the next") << QList<int> {2, 1} << 1 << true;
+        QTest::newRow("nominal: what is not offered is never made") << QList<int> {0, 1} << 1 << true;
+        QTest::newRow("robustness: all fail, the last tried explains") << QList<int> {2, 0, 2, 0} << 2 << false;
+    }
+
+    void fallbackTriesTheMechanismsInOrder()
+    {
+        QFETCH(QList<int>, outcomes);
+        QFETCH(int, chosen);
+        QFETCH(bool, registered);
+        std::vector<FallbackGlobalHotKey::Candidate> candidates;
+        QList<int> made(outcomes.size(), 0);
+        for (qsizetype i = 0; i < outcomes.size(); ++i) {
+            candidates.push_back({[&outcomes, i] { return outcomes[i] != 0; },
+                [&made, &outcomes, i](QObject *parent) -> std::unique_ptr<GlobalHotKey> {
+                    ++made[i];
+                    return std::make_unique<ScriptedHotKey>(int(i), outcomes[i] == 1, parent);
+                }});
+        }
+        FallbackGlobalHotKey chain(std::move(candidates), u"none"_qs, nullptr);
+        QSignalSpy failed(&chain, &GlobalHotKey::registrationFailed);
+        chain.registerHotKey();
+        QTRY_COMPARE(chain.isRegistered() || failed.count() > 0, true);
+        QCOMPARE(chain.isRegistered(), registered);
+        QCOMPARE(failed.count(), registered ? 0 : 1);
+        QCOMPARE(chain.description(), QString::number(chosen));
+        for (qsizetype i = 0; i < outcomes.size(); ++i)
+            QCOMPARE(made[i], outcomes[i] == 0 || i > chosen ? 0 : 1);
+        if (!registered)
+            return;
+        QSignalSpy pressed(&chain, &GlobalHotKey::pressed);
+        static_cast<ScriptedHotKey *>(chain.current())->press();
+        QVERIFY(pressed.wait());
+        // Switched off and on again: the preferred mechanism gets its chance again.
+        chain.unregisterHotKey();
+        QVERIFY(!chain.isRegistered());
+        chain.registerHotKey();
+        QTRY_VERIFY(chain.isRegistered());
+        QCOMPARE(made[chosen], 2);
     }
 
     void portalBindsTheShortcut_data()
