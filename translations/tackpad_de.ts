@@ -15,6 +15,10 @@
         <source>The AI service did not answer in time.</source>
         <translation>Der KI-Dienst hat nicht rechtzeitig geantwortet.</translation>
     </message>
+    <message>
+        <source>The AI service returned an unexpected response.</source>
+        <translation>Der KI-Dienst hat eine unerwartete Antwort geliefert.</translation>
+    </message>
 </context>
 <context>
     <name>Alert</name>
@@ -181,6 +185,17 @@
     </message>
 </context>
 <context>
+    <name>AtomicFile</name>
+    <message>
+        <source>“%1” is not a file</source>
+        <translation>„%1“ ist keine Datei</translation>
+    </message>
+    <message>
+        <source>the file is read-only</source>
+        <translation>die Datei ist schreibgeschützt</translation>
+    </message>
+</context>
+<context>
     <name>FileManagerReveal</name>
     <message>
         <source>Reveal in File Manager</source>
@@ -265,6 +280,25 @@
     <message>
         <source>Note Color</source>
         <translation>Notizfarbe</translation>
+    </message>
+</context>
+<context>
+    <name>NoteFiles</name>
+    <message>
+        <source>its file name is not valid UTF-8; rename the file to use it</source>
+        <translation>der Dateiname ist kein gültiges UTF-8; die Datei umbenennen, um sie zu verwenden</translation>
+    </message>
+    <message>
+        <source>not valid UTF-8 text</source>
+        <translation>kein gültiger UTF-8-Text</translation>
+    </message>
+    <message>
+        <source>larger than %1 MB</source>
+        <translation>größer als %1 MB</translation>
+    </message>
+    <message>
+        <source>a file named “%1” already exists</source>
+        <translation>eine Datei namens „%1“ existiert bereits</translation>
     </message>
 </context>
 <context>
@@ -391,6 +425,69 @@
         <source>Could not import note</source>
         <translation>Notiz konnte nicht importiert werden</translation>
     </message>
+    <message>
+        <source>New note</source>
+        <extracomment>The title, and so the file name, of a new note.</extracomment>
+        <translation>Neue Notiz</translation>
+    </message>
+    <message>
+        <source>was replaced by another note of the same name</source>
+        <extracomment>Completes a sentence that starts with a note&apos;s title: “Shopping” &lt;this text&gt;.</extracomment>
+        <translation>wurde durch eine andere Notiz gleichen Namens ersetzt</translation>
+    </message>
+    <message>
+        <source>was moved to the Trash before its last changes could be saved</source>
+        <extracomment>Completes a sentence that starts with a note&apos;s title: “Shopping” &lt;this text&gt;.</extracomment>
+        <translation>wurde in den Papierkorb verschoben, bevor die letzten Änderungen gespeichert werden konnten</translation>
+    </message>
+    <message>
+        <source>“%1” links to a file outside the workspace; it is left as it is.</source>
+        <translation>„%1“ verweist auf eine Datei außerhalb des Arbeitsbereichs; sie bleibt unverändert.</translation>
+    </message>
+    <message>
+        <source>“%1” is not a file.</source>
+        <translation>„%1“ ist keine Datei.</translation>
+    </message>
+    <message>
+        <source>Imported note</source>
+        <extracomment>The title, and so the file name, of an imported file that has no usable name.</extracomment>
+        <translation>Importierte Notiz</translation>
+    </message>
+    <message>
+        <source>can no longer be read as a note (%1)</source>
+        <extracomment>Completes a sentence that starts with a note&apos;s title: “Shopping” &lt;this text&gt;.</extracomment>
+        <translation>kann nicht mehr als Notiz gelesen werden (%1)</translation>
+    </message>
+    <message>
+        <source>was replaced while it was being saved</source>
+        <extracomment>Completes a sentence that starts with a note&apos;s title: “Shopping” &lt;this text&gt;.</extracomment>
+        <translation>wurde beim Speichern ersetzt</translation>
+    </message>
+    <message>
+        <source> (conflict %1)</source>
+        <extracomment>Added to a note&apos;s title to name the copy of another program&apos;s version; %1 is the date and time.</extracomment>
+        <translation> (Konflikt %1)</translation>
+    </message>
+    <message>
+        <source>Conflict</source>
+        <extracomment>The title, and so the file name, of another program&apos;s version of a note that has no usable title.</extracomment>
+        <translation>Konflikt</translation>
+    </message>
+    <message>
+        <source>was changed elsewhere</source>
+        <extracomment>Completes a sentence that starts with a note&apos;s title: “Shopping” &lt;this text&gt;.</extracomment>
+        <translation>wurde anderswo geändert</translation>
+    </message>
+    <message>
+        <source>was deleted or moved away elsewhere</source>
+        <extracomment>Completes a sentence that starts with a note&apos;s title: “Shopping” &lt;this text&gt;.</extracomment>
+        <translation>wurde anderswo gelöscht oder verschoben</translation>
+    </message>
+    <message>
+        <source>was being saved when Tackpad stopped</source>
+        <extracomment>Completes a sentence that starts with a note&apos;s title: “Shopping” &lt;this text&gt;.</extracomment>
+        <translation>wurde gerade gespeichert, als Tackpad beendet wurde</translation>
+    </message>
 </context>
 <context>
     <name>NoteWindowController</name>
@@ -459,6 +556,40 @@
     <message>
         <source>The desktop asks which key creates a new note; %1 is proposed.</source>
         <translation>Die Arbeitsumgebung fragt, welche Taste eine neue Notiz erstellt; vorgeschlagen ist %1.</translation>
+    </message>
+</context>
+<context>
+    <name>PromptBackup</name>
+    <message>
+        <source>%1 (before AI)</source>
+        <translation>%1 (vor KI)</translation>
+    </message>
+</context>
+<context>
+    <name>PromptRun</name>
+    <message>
+        <source>The prompt note “%1” is empty</source>
+        <translation>Die Prompt-Notiz „%1“ ist leer</translation>
+    </message>
+    <message>
+        <source>Add your Anthropic API key in Settings first</source>
+        <translation>Zuerst den Anthropic-API-Schlüssel in den Einstellungen eintragen</translation>
+    </message>
+    <message>
+        <source>Thinking…</source>
+        <translation>Denkt nach …</translation>
+    </message>
+    <message>
+        <source>“%1” applied</source>
+        <translation>„%1“ angewendet</translation>
+    </message>
+    <message>
+        <source>“%1” applied – press %2 to undo</source>
+        <translation>„%1“ angewendet – zum Rückgängigmachen %2 drücken</translation>
+    </message>
+    <message>
+        <source>AI request failed: %1</source>
+        <translation>KI-Anfrage fehlgeschlagen: %1</translation>
     </message>
 </context>
 <context>
@@ -717,14 +848,6 @@ Liegt eine Datei bereits im aktuellen Ordner, erhält sie TackPad-Eigenschaften.
         <translation>Dieser Ordner enthält bereits Markdown-Dateien. Sollen alle als TackPad-Notizen importiert werden?</translation>
     </message>
     <message>
-        <source>This folder contains %1 Markdown files. Are you sure you want to import them all as TackPad notes?</source>
-        <translation>Dieser Ordner enthält %1 Markdown-Dateien. Wirklich alle als TackPad-Notizen importieren?</translation>
-    </message>
-    <message>
-        <source>This folder contains %1 Markdown files – that&apos;s a lot! Do you want to import them all as TackPad notes?</source>
-        <translation>Dieser Ordner enthält %1 Markdown-Dateien – das sind viele! Sollen alle als TackPad-Notizen importiert werden?</translation>
-    </message>
-    <message>
         <source>
 
 This will add one line of TackPad properties to each file. Closing an imported note reverts it to an ordinary Markdown file.</source>
@@ -739,6 +862,20 @@ You can also import individual files later with File → Import Markdown Files�
         <translation>
 
 Einzelne Dateien lassen sich auch später über Datei → Markdown-Dateien importieren … importieren.</translation>
+    </message>
+    <message numerus="yes">
+        <source>This folder contains %n Markdown files. Are you sure you want to import them all as TackPad notes?</source>
+        <translation>
+            <numerusform>Dieser Ordner enthält %n Markdown-Datei. Wirklich als TackPad-Notiz importieren?</numerusform>
+            <numerusform>Dieser Ordner enthält %n Markdown-Dateien. Wirklich alle als TackPad-Notizen importieren?</numerusform>
+        </translation>
+    </message>
+    <message numerus="yes">
+        <source>This folder contains %n Markdown files – that&apos;s a lot! Do you want to import them all as TackPad notes?</source>
+        <translation>
+            <numerusform>Dieser Ordner enthält %n Markdown-Datei. Soll sie als TackPad-Notiz importiert werden?</numerusform>
+            <numerusform>Dieser Ordner enthält %n Markdown-Dateien – das sind viele! Sollen alle als TackPad-Notizen importiert werden?</numerusform>
+        </translation>
     </message>
 </context>
 <context>
@@ -832,10 +969,6 @@ Mit %1–%2 zwischen Arbeitsbereichen wechseln; über Arbeitsbereiche → Arbeit
         <translation>„%1“ wird nicht angezeigt: %2</translation>
     </message>
     <message>
-        <source>%1 files are not shown (unreadable, not UTF-8 text, or larger than %2 MB): %3</source>
-        <translation>%1 Dateien werden nicht angezeigt (nicht lesbar, kein UTF-8-Text oder größer als %2 MB): %3</translation>
-    </message>
-    <message>
         <source>“%1” was also changed elsewhere; that version is kept as the note “%2”</source>
         <translation>„%1“ wurde auch anderswo geändert; diese Fassung bleibt als Notiz „%2“ erhalten</translation>
     </message>
@@ -854,6 +987,13 @@ Systemeinstellungen → Datenschutz &amp; Sicherheit → Dateien und Ordner prü
     <message>
         <source>“%1” is on a disk that isn&apos;t connected right now. Connect it and try again.</source>
         <translation>„%1“ liegt auf einem Datenträger, der gerade nicht verbunden ist. Datenträger verbinden und erneut versuchen.</translation>
+    </message>
+    <message numerus="yes">
+        <source>%n files are not shown (unreadable, not UTF-8 text, or larger than %1 MB): %2</source>
+        <translation>
+            <numerusform>%n Datei wird nicht angezeigt (nicht lesbar, kein UTF-8-Text oder größer als %1 MB): %2</numerusform>
+            <numerusform>%n Dateien werden nicht angezeigt (nicht lesbar, kein UTF-8-Text oder größer als %1 MB): %2</numerusform>
+        </translation>
     </message>
 </context>
 <context>

@@ -117,7 +117,7 @@ bool AIClient::isRetryable(int httpStatus)
 
 QString AIClient::badResponseText()
 {
-    return QStringLiteral("The AI service returned an unexpected response.");
+    return tr("The AI service returned an unexpected response.");
 }
 
 QString AIClient::timedOutText()

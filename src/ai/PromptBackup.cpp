@@ -4,6 +4,7 @@
 #include "platform/Trash.h"
 #include "store/NoteFiles.h"
 
+#include <QCoreApplication>
 #include <QDir>
 #include <QStandardPaths>
 #include <QTemporaryDir>
@@ -35,7 +36,7 @@ bool writeAndTrash(const QString &noteTitle, const QString &content, QString *er
 
 QString fileName(const QString &noteTitle)
 {
-    return noteTitle + QLatin1String(" (before AI).md");
+    return QCoreApplication::translate("PromptBackup", "%1 (before AI)").arg(noteTitle) + QLatin1String(".md");
 }
 
 bool moveToTrash(const QString &noteTitle, const QString &content, QString *error)

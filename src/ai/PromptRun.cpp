@@ -6,30 +6,29 @@
 
 QString PromptRun::emptyPromptText(const QString &promptTitle)
 {
-    return QStringLiteral("The prompt note “%1” is empty").arg(promptTitle);
+    return tr("The prompt note “%1” is empty").arg(promptTitle);
 }
 
 QString PromptRun::noKeyText()
 {
-    return QStringLiteral("Add your Anthropic API key in Settings first");
+    return tr("Add your Anthropic API key in Settings first");
 }
 
 QString PromptRun::thinkingText()
 {
-    return QStringLiteral("Thinking…");
+    return tr("Thinking…");
 }
 
 QString PromptRun::appliedText(const QString &promptTitle, const QString &undoKeys)
 {
-    QString text = QStringLiteral("“%1” applied").arg(promptTitle);
-    if (!undoKeys.isEmpty())
-        text += QStringLiteral(" – press %1 to undo").arg(undoKeys);
-    return text;
+    if (undoKeys.isEmpty())
+        return tr("“%1” applied").arg(promptTitle);
+    return tr("“%1” applied – press %2 to undo").arg(promptTitle, undoKeys);
 }
 
 QString PromptRun::failedText(const QString &description)
 {
-    return QStringLiteral("AI request failed: ") + description;
+    return tr("AI request failed: %1").arg(description);
 }
 
 QString PromptRun::emptyNoteText()

@@ -66,9 +66,8 @@ QString WorkspaceSession::skippedFilesToastText(const QList<std::pair<QString, Q
         names << QStringLiteral("“%1”").arg(skipped.at(i).first);
     if (skipped.size() > 3)
         names << QStringLiteral("…");
-    return QCoreApplication::translate(
-        "WorkspaceSession", "%1 files are not shown (unreadable, not UTF-8 text, or larger than %2 MB): %3")
-        .arg(skipped.size())
+    return QCoreApplication::translate("WorkspaceSession",
+        "%n files are not shown (unreadable, not UTF-8 text, or larger than %1 MB): %2", nullptr, int(skipped.size()))
         .arg(NoteFiles::maxNoteFileSize / (1024 * 1024))
         .arg(names.join(QStringLiteral(", ")));
 }
@@ -515,7 +514,7 @@ void WorkspaceSession::newNote()
 {
     if (!ensureStore(true))
         return;
-    m_store->create(QString(), QStringLiteral("New note"));
+    m_store->create(QString(), NoteStore::tr("New note"));
 }
 
 void WorkspaceSession::importMarkdownFile()

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <QCoreApplication>
 #include <QString>
 #include <QStringList>
 
@@ -11,7 +12,7 @@ struct Alert {
     Style style = Warning;
     QString message;
     QString informativeText;
-    QStringList buttons {QStringLiteral("OK")};
+    QStringList buttons {QCoreApplication::translate("Alert", "OK")};
 
     // The usual failure report: a fixed title, the error's description, one "OK" button.
     static Alert failure(const QString &message, const QString &informativeText);

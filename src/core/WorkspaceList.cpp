@@ -184,13 +184,13 @@ QString WorkspaceList::bulkImportOfferText(int count)
             "This folder already contains Markdown files. Would you like to import them all as TackPad notes?");
     else if (count <= 15)
         text = QCoreApplication::translate("WorkspaceList",
-            "This folder contains %1 Markdown files. Are you sure you want to import them all as TackPad notes?")
-                   .arg(count);
+            "This folder contains %n Markdown files. Are you sure you want to import them all as TackPad notes?",
+            nullptr, count);
     else
         text = QCoreApplication::translate("WorkspaceList",
-            "This folder contains %1 Markdown files – that's a lot! Do you want to import them all "
-            "as TackPad notes?")
-                   .arg(count);
+            "This folder contains %n Markdown files – that's a lot! Do you want to import them all "
+            "as TackPad notes?",
+            nullptr, count);
     text += QCoreApplication::translate("WorkspaceList",
         "\n\nThis will add one line of TackPad properties to each file. Closing an imported note "
         "reverts it to an ordinary Markdown file.");

@@ -1,5 +1,6 @@
 #include "store/AtomicFile.h"
 
+#include <QCoreApplication>
 #include <QFile>
 #include <QFileInfo>
 #include <QRandomGenerator>
@@ -279,12 +280,13 @@ Outcome write(const QString &path, const QByteArray &data, Mode mode)
     if (mode == Mode::Replace && exists && !S_ISREG(existing.st_mode)) {
         // A folder (or anything else) took the file's place: it is not ours to replace.
         Outcome outcome;
-        outcome.error = QStringLiteral("“%1” is not a file").arg(QFileInfo(target).fileName());
+        outcome.error
+            = QCoreApplication::translate("AtomicFile", "“%1” is not a file").arg(QFileInfo(target).fileName());
         return outcome;
     }
     if (mode == Mode::Replace && exists && markedReadOnly(existing)) {
         Outcome outcome;
-        outcome.error = QStringLiteral("the file is read-only");
+        outcome.error = QCoreApplication::translate("AtomicFile", "the file is read-only");
         return outcome;
     }
     Temporary temporary(target);

@@ -2,6 +2,7 @@
 
 #include "store/AtomicFile.h"
 
+#include <QCoreApplication>
 #include <QDir>
 #include <QFile>
 #include <QFileInfo>
@@ -81,8 +82,9 @@ std::optional<std::vector<Entry>> listNoteFiles(
         // not as the "No such file or directory" every later attempt to open it would get.
         if (QFile::encodeName(name) != QByteArrayView(item->d_name)) {
             if (skipped)
-                skipped->push_back(
-                    {name, QStringLiteral("its file name is not valid UTF-8; rename the file to use it")});
+                skipped->push_back({name,
+                    QCoreApplication::translate(
+                        "NoteFiles", "its file name is not valid UTF-8; rename the file to use it")});
             continue;
         }
         struct stat st;
@@ -138,7 +140,7 @@ ReadResult decodeText(const QByteArray &bytes)
     QString text = decoder.decode(bytes);
     if (decoder.hasError()) {
         result.status = ReadStatus::NotUtf8;
-        result.error = QStringLiteral("not valid UTF-8 text");
+        result.error = QCoreApplication::translate("NoteFiles", "not valid UTF-8 text");
         return result;
     }
     result.status = ReadStatus::Ok;
@@ -163,7 +165,8 @@ ReadResult readText(const QString &path)
     }
     if (file.size() > maxNoteFileSize) {
         result.status = ReadStatus::TooLarge;
-        result.error = QStringLiteral("larger than %1 MB").arg(maxNoteFileSize / (1024 * 1024));
+        result.error
+            = QCoreApplication::translate("NoteFiles", "larger than %1 MB").arg(maxNoteFileSize / (1024 * 1024));
         return result;
     }
     const QByteArray bytes = file.readAll();
@@ -186,7 +189,8 @@ bool writeNew(const QString &path, const QByteArray &data, QString *error)
     const AtomicFile::Outcome outcome = AtomicFile::write(path, data, AtomicFile::Mode::CreateNew);
     if (!outcome.ok)
         *error = outcome.errorCode == EEXIST
-            ? QStringLiteral("a file named “%1” already exists").arg(QFileInfo(path).fileName())
+            ? QCoreApplication::translate("NoteFiles", "a file named “%1” already exists")
+                  .arg(QFileInfo(path).fileName())
             : outcome.error;
     return outcome.ok;
 }

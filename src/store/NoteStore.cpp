@@ -183,7 +183,8 @@ NoteController *NoteStore::insertController(std::unique_ptr<Note> note, const QS
 {
     const QString name = note->filename;
     if (controller(name))
-        removeController(name, Unsaved::Keep, QStringLiteral("was replaced by another note of the same name"));
+        //: Completes a sentence that starts with a note's title: “Shopping” <this text>.
+        removeController(name, Unsaved::Keep, tr("was replaced by another note of the same name"));
     std::unique_ptr<NoteController> made = m_factory(std::move(note), *this, lastDiskContent);
     NoteController *added = made.get();
     m_controllers.emplace(name, std::move(made));

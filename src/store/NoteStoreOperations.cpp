@@ -101,7 +101,8 @@ NoteController *NoteStore::create(const QString &body, const QString &preferredN
     // Callers pass sanitized titles; one that is not (a "/" would leave the folder) is sanitized here.
     QString base = preferredName;
     if (NoteNaming::sanitizeTitle(base) != base)
-        base = NoteNaming::sanitizeTitle(base).value_or(QStringLiteral("New note"));
+        //: The title, and so the file name, of a new note.
+        base = NoteNaming::sanitizeTitle(base).value_or(tr("New note"));
     const QString name = availableFilename(base, 1);
     NoteMetadata meta = nextDefaultMetadata();
     applyNewNoteDefaults(meta);
@@ -218,7 +219,8 @@ bool NoteStore::deleteNote(NoteController *controller)
     m_known.remove(name);
     ChangeBatch batch(*this);
     removeController(
-        name, Unsaved::Keep, QStringLiteral("was moved to the Trash before its last changes could be saved"));
+        //: Completes a sentence that starts with a note's title: “Shopping” <this text>.
+        name, Unsaved::Keep, tr("was moved to the Trash before its last changes could be saved"));
     return true;
 }
 
@@ -282,8 +284,8 @@ NoteController *NoteStore::adoptInPlace(
     const QString &name, const Frontmatter::Parsed &parsed, bool byteOrderMark, bool quiet)
 {
     if (!insideFolder(filePath(name))) {
-        reportFailure(importFailed,
-            QStringLiteral("“%1” links to a file outside the workspace; it is left as it is.").arg(name), quiet);
+        reportFailure(
+            importFailed, tr("“%1” links to a file outside the workspace; it is left as it is.").arg(name), quiet);
         return nullptr;
     }
     NoteMetadata meta = nextDefaultMetadata();
@@ -308,7 +310,7 @@ NoteController *NoteStore::importFile(const QString &path, bool quiet)
         return nullptr;
     const QFileInfo source(path);
     if (!source.isFile()) {
-        reportFailure(importFailed, QStringLiteral("“%1” is not a file.").arg(source.fileName()), quiet);
+        reportFailure(importFailed, tr("“%1” is not a file.").arg(source.fileName()), quiet);
         return nullptr;
     }
     const NoteFiles::ReadResult read = NoteFiles::readText(source.absoluteFilePath());
@@ -336,7 +338,8 @@ NoteController *NoteStore::importFile(const QString &path, bool quiet)
     const QString title = source.fileName().endsWith(QLatin1String(".md"), Qt::CaseInsensitive)
         ? source.fileName()
         : source.completeBaseName();
-    const QString name = availableFilename(sanitizeTitle(title).value_or(QStringLiteral("Imported note")), 2);
+    //: The title, and so the file name, of an imported file that has no usable name.
+    const QString name = availableFilename(sanitizeTitle(title).value_or(tr("Imported note")), 2);
     NoteMetadata meta;
     if (parsed.hadMeta) {
         // A note from another workspace keeps its look; it only goes on top of this workspace's notes.

@@ -175,7 +175,8 @@ void NoteStore::detach(const QString &name, const QString &reason)
     // What the note holds that the file does not is kept now; later changes are kept as they are saved.
     if (NoteController *target = controller(name); target && hasUnsavedText(target)) {
         if (const std::optional<QString> copy = keepUnsavedCopy(name))
-            Q_EMIT textRecovered(name, *copy, QStringLiteral("can no longer be read as a note (%1)").arg(reason));
+            //: Completes a sentence that starts with a note's title: “Shopping” <this text>.
+            Q_EMIT textRecovered(name, *copy, tr("can no longer be read as a note (%1)").arg(reason));
     }
 }
 
@@ -189,7 +190,8 @@ bool NoteStore::keptInsteadOfWritten(NoteController *controller)
     if (hasUnsavedText(controller)) {
         if (const std::optional<QString> copy = keepUnsavedCopy(name))
             Q_EMIT textRecovered(
-                name, *copy, QStringLiteral("can no longer be read as a note (%1)").arg(m_detached.value(name)));
+                //: Completes a sentence that starts with a note's title: “Shopping” <this text>.
+                name, *copy, tr("can no longer be read as a note (%1)").arg(m_detached.value(name)));
     }
     return true;
 }
@@ -323,7 +325,8 @@ void NoteStore::takeOrphanedWrite(const QString &name, const NoteSaver::Result &
         return;
     QString error;
     if (const auto kept = RecoveryFolder::keep(m_folder, name, *result.displaced, m_clock(), &error))
-        Q_EMIT textRecovered(name, *kept, QStringLiteral("was replaced while it was being saved"));
+        //: Completes a sentence that starts with a note's title: “Shopping” <this text>.
+        Q_EMIT textRecovered(name, *kept, tr("was replaced while it was being saved"));
     else
         qCCritical(lcStore).noquote() << QStringLiteral(
             "TackPad: %1 was replaced while it was being saved and could not be kept: %2")
@@ -370,7 +373,8 @@ void NoteStore::takeDisplacedText(NoteController *controller, const QByteArray &
         QString error;
         if (const auto kept = RecoveryFolder::keep(m_folder, controller->note().filename, displaced, m_clock(), &error))
             Q_EMIT textRecovered(
-                controller->note().filename, *kept, QStringLiteral("was replaced while it was being saved"));
+                //: Completes a sentence that starts with a note's title: “Shopping” <this text>.
+                controller->note().filename, *kept, tr("was replaced while it was being saved"));
         return;
     }
     // Merge against what was expected on disk; the disk now holds the note's own text.
@@ -433,7 +437,8 @@ QString NoteStore::mergeBase(const QString &name, const QString &base, const QSt
 
 QString NoteStore::conflictTitle(const QString &title) const
 {
-    const QString suffix = QStringLiteral(" (conflict %1)").arg(m_clock().toString(QLatin1String(conflictTimeFormat)));
+    //: Added to a note's title to name the copy of another program's version; %1 is the date and time.
+    const QString suffix = tr(" (conflict %1)").arg(m_clock().toString(QLatin1String(conflictTimeFormat)));
     // The suffix must survive the name-length limit; the title gives way.
     QString shortened = title;
     while (!shortened.isEmpty() && (shortened + suffix).toUtf8().size() > NoteNaming::maxTitleBytes) {
@@ -449,7 +454,8 @@ QString NoteStore::conflictTitle(const QString &title) const
 void NoteStore::keepConflictCopy(NoteController *controller, const Frontmatter::Parsed &theirs, const QString &raw)
 {
     const Note &note = controller->note();
-    const QString base = NoteNaming::sanitizeTitle(conflictTitle(note.title())).value_or(QStringLiteral("Conflict"));
+    //: The title, and so the file name, of another program's version of a note that has no usable title.
+    const QString base = NoteNaming::sanitizeTitle(conflictTitle(note.title())).value_or(tr("Conflict"));
     const QString name = availableFilename(base, 2);
     NoteMetadata meta = theirs.hadMeta ? theirs.meta : note.meta;
     meta.x = note.meta.x + conflictOffset;
@@ -457,7 +463,8 @@ void NoteStore::keepConflictCopy(NoteController *controller, const Frontmatter::
     meta.z = m_stacking.raisedMaxZ();
     meta.hidden = false;
     meta.adopt = false;
-    if (writeNewNote(name, meta, theirs.foreign, theirs.body, QStringLiteral("Could not create note"), false, true)) {
+    if (writeNewNote(name, meta, theirs.foreign, theirs.body,
+            QStringLiteral(QT_TRANSLATE_NOOP("NoteStore", "Could not create note")), false, true)) {
         qCWarning(lcStore).noquote()
             << QStringLiteral("TackPad: %1 changed elsewhere; that version is kept as %2").arg(note.filename, name);
         Q_EMIT conflictKept(note.filename, name);
@@ -465,5 +472,6 @@ void NoteStore::keepConflictCopy(NoteController *controller, const Frontmatter::
     }
     QString error;
     if (const auto kept = RecoveryFolder::keep(m_folder, note.filename, raw.toUtf8(), m_clock(), &error))
-        Q_EMIT textRecovered(note.filename, *kept, QStringLiteral("was changed elsewhere"));
+        //: Completes a sentence that starts with a note's title: “Shopping” <this text>.
+        Q_EMIT textRecovered(note.filename, *kept, tr("was changed elsewhere"));
 }

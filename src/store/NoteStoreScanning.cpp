@@ -150,7 +150,8 @@ void NoteStore::complete(RescanRun &run)
             if (!run.isVanished(name))
                 continue;
         }
-        removeController(name, Unsaved::Keep, QStringLiteral("was deleted or moved away elsewhere"));
+        //: Completes a sentence that starts with a note's title: “Shopping” <this text>.
+        removeController(name, Unsaved::Keep, tr("was deleted or moved away elsewhere"));
     }
     if (run.isFull()) {
         const QSet<QString> &seen = run.seen();
@@ -215,7 +216,8 @@ void NoteStore::recoverAbandonedSaves(const QStringList &temporaries)
         }
         qCWarning(lcStore).noquote()
             << QStringLiteral("TackPad: an interrupted save of %1 is kept in %2").arg(target, *kept);
-        Q_EMIT textRecovered(target, *kept, QStringLiteral("was being saved when Tackpad stopped"));
+        //: Completes a sentence that starts with a note's title: “Shopping” <this text>.
+        Q_EMIT textRecovered(target, *kept, tr("was being saved when Tackpad stopped"));
     }
 }
 
