@@ -272,11 +272,14 @@ void NoteStore::shutdown()
     m_pendingRescanNames.clear();
     m_fullRescanPending = false;
     m_shutDown = true;
-    for (auto &[name, controller] : m_controllers) {
-        controller->closeWindow();
+    // The notes leave the store before any window closes: closing one can hand the activation to another at once
+    // (so a Wayland compositor does), and that window asks the store to raise it while the others are closing.
+    const std::size_t first = m_retired.size();
+    for (auto &[name, controller] : m_controllers)
         m_retired.push_back(std::move(controller));
-    }
     m_controllers.clear();
+    for (std::size_t i = first; i < m_retired.size(); ++i)
+        m_retired[i]->closeWindow();
 }
 
 // --- New-note defaults

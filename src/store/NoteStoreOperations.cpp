@@ -87,7 +87,8 @@ QString NoteStore::availableFilename(const QString &base, int firstSuffix, const
 void NoteStore::bringToFront(NoteController *controller)
 {
     // A file that has no properties yet is not written merely because its window was raised.
-    if (controller && m_stacking.bringToFront(controller, controllers()) && controller->note().hadMetadata)
+    if (controller && !m_shutDown && m_stacking.bringToFront(controller, controllers())
+        && controller->note().hadMetadata)
         noteRaised(controller);
 }
 

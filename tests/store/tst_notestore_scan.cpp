@@ -136,7 +136,8 @@ private Q_SLOTS:
     }
 
     // The store's own write produces file events; the rescan that follows recognises the text and changes nothing.
-    // At shutdown, a pending edit reaches the disk before the windows close.
+    // At shutdown, a pending edit reaches the disk before the windows close, and a window activated while the others
+    // close finds the store already empty.
     void ownWriteIsRecognisedAndShutdownSaves()
     {
         Workspace ws;
@@ -151,8 +152,14 @@ private Q_SLOTS:
         QCOMPARE(note->lastDiskContent(), readFile(ws.path("Note.md")));
 
         edit(store, note, QStringLiteral("unsaved\n"));
+        NoteController *other = store.create(QStringLiteral("other\n"), QStringLiteral("Other"));
+        ws.log->clear();
+        for (NoteController *each : {note, other}) {
+            NoteController *next = each == note ? other : note;
+            static_cast<RecordingController *>(each)->whenClosed = [&store, next] { store.bringToFront(next); };
+        }
         store.shutdown();
-        QCOMPARE(*ws.log, QStringList {"closeWindow Note.md"});
+        QCOMPARE(*ws.log, (QStringList {"closeWindow Note.md", "closeWindow Other.md"}));
         QVERIFY(!store.isWatching());
         QCOMPARE(store.controllerCount(), 0);
         QVERIFY(readFile(ws.path("Note.md")).endsWith(QLatin1String("unsaved\n")));

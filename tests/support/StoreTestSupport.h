@@ -14,8 +14,11 @@
 #include <QFileInfo>
 #include <QSaveFile>
 #include <QTemporaryDir>
-#include <QTest>
 
+#include <QTest>
+#include <functional>
+
+#include <functional>
 #include <memory>
 
 namespace StoreTest {
@@ -84,12 +87,20 @@ public:
 
     void showWindow(bool activate) override { record(activate ? "showWindow key" : "showWindow"); }
     void hideWindow() override { record("hideWindow"); }
-    void closeWindow() override { record("closeWindow"); }
+    void closeWindow() override
+    {
+        record("closeWindow");
+        if (whenClosed)
+            whenClosed();
+    }
     void applyFrame() override { record("applyFrame"); }
     void applyAppearance() override { record("applyAppearance"); }
     void applyRolledState(bool) override { record("applyRolledState"); }
     void setEditorText(const QString &) override { record("setEditorText"); }
     void focusEditor() override { record("focusEditor"); }
+
+    // What closing the window sets off elsewhere (a compositor activating the next window, say).
+    std::function<void()> whenClosed;
 
 private:
     void record(const char *operation) { m_log->append(QLatin1String(operation) + QLatin1Char(' ') + note().filename); }
