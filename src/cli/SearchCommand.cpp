@@ -112,7 +112,7 @@ std::optional<NoteFiles::ReadResult> readText(int folderFd, const QString &folde
 }
 
 // Reads, parses and searches one batch of files. A note's result depends on that note alone, so what the search
-// drops from a batch it would drop from the whole list. Runs on several threads at once: it touches nothing shared.
+// drops from a batch it would drop from the whole list. Runs on several threads at once: it only reads what they share.
 Sifted sift(int folderFd, const QString &folder, std::span<const SearchFiles::Listed> files, const QString &query,
     const Prefilter &prefilter)
 {
