@@ -49,27 +49,30 @@ constexpr qsizetype batchSize = 256;
 
 // What tells, before a note is decoded, that it cannot be among the results: its body cannot hold the query and its
 // title does not match it. Files that are not valid UTF-8 are never passed over, so that they are named as skipped.
-struct Prefilter {
-    std::optional<RawTextFilter> body;
-    QSet<QString> titleMatches; // the names whose title holds the query
-
-    Prefilter(const QString &query, const std::vector<SearchFiles::Listed> &files)
-        : body(RawTextFilter::forQuery(query))
+class Prefilter {
+public:
+    Prefilter(
+        const std::optional<RawTextFilter> &body, const QString &query, const std::vector<SearchFiles::NoteFile> &files)
+        : m_body(body)
     {
-        if (!body)
+        if (!m_body)
             return;
         QList<NoteSearch::Candidate> titles;
         titles.reserve(qsizetype(files.size()));
-        for (const SearchFiles::Listed &file : files)
+        for (const SearchFiles::NoteFile &file : files)
             titles.append({file.name, Note::titleOf(file.name), QString(), false});
         for (const NoteSearch::Result &result : NoteSearch::search(query, titles))
-            titleMatches.insert(result.key);
+            m_titleMatches.insert(result.key);
     }
 
     bool passesOver(const QString &name, const QByteArray &bytes) const
     {
-        return body && !titleMatches.contains(name) && bytes.isValidUtf8() && !body->mayHold(bytes);
+        return m_body && !m_titleMatches.contains(name) && bytes.isValidUtf8() && !m_body->mayHold(bytes);
     }
+
+private:
+    const std::optional<RawTextFilter> &m_body;
+    QSet<QString> m_titleMatches; // the names whose title holds the query
 };
 
 struct Message {
@@ -92,7 +95,7 @@ QString skippedMessage(const QString &name, const QString &reason)
 
 // The text of a listed file, read as NoteFiles::readText reads it; nothing for a file that needs no decoding because
 // the prefilter passes over it, or that the listing would have left out (with its message, if any, in `out`).
-std::optional<NoteFiles::ReadResult> readText(int folderFd, const QString &folder, const SearchFiles::Listed &file,
+std::optional<NoteFiles::ReadResult> readText(int folderFd, const QString &folder, const SearchFiles::NoteFile &file,
     const Prefilter &prefilter, QByteArray &bytes, Sifted &out)
 {
     const SearchFiles::ReadBytes read = SearchFiles::read(folderFd, file, bytes);
@@ -111,20 +114,37 @@ std::optional<NoteFiles::ReadResult> readText(int folderFd, const QString &folde
     return NoteFiles::readText(folder + QLatin1Char('/') + file.name);
 }
 
-// Reads, parses and searches one batch of files. A note's result depends on that note alone, so what the search
-// drops from a batch it would drop from the whole list. Runs on several threads at once: it only reads what they share.
-Sifted sift(int folderFd, const QString &folder, std::span<const SearchFiles::Listed> files, const QString &query,
-    const Prefilter &prefilter)
+// The note files among a batch of entries, as the store's listing takes them; the messages of those it leaves out
+// go to `out`.
+std::vector<SearchFiles::NoteFile> noteFilesOf(int folderFd, std::span<const SearchFiles::Entry> entries, Sifted &out)
+{
+    std::vector<SearchFiles::NoteFile> files;
+    files.reserve(entries.size());
+    for (const SearchFiles::Entry &entry : entries) {
+        std::optional<SearchFiles::NoteFile> file = SearchFiles::resolve(folderFd, entry);
+        if (!file)
+            continue;
+        if (!file->skipped.isEmpty())
+            out.listingMessages << skippedMessage(file->name, file->skipped);
+        else
+            files.push_back(std::move(*file));
+    }
+    return files;
+}
+
+// Lists, reads, parses and searches one batch of entries. A note's result depends on that note alone, so what the
+// search drops from a batch it would drop from the whole list. Runs on several threads at once: it only reads what
+// they share.
+Sifted sift(int folderFd, const QString &folder, std::span<const SearchFiles::Entry> entries, const QString &query,
+    const std::optional<RawTextFilter> &bodyFilter)
 {
     const bool listsEverything = query.trimmed().isEmpty();
     Sifted out;
+    const std::vector<SearchFiles::NoteFile> files = noteFilesOf(folderFd, entries, out);
+    const Prefilter prefilter(bodyFilter, query, files);
     QList<NoteSearch::Candidate> batch;
     QByteArray bytes;
-    for (const SearchFiles::Listed &file : files) {
-        if (!file.skipped.isEmpty()) {
-            out.listingMessages << skippedMessage(file.name, file.skipped);
-            continue;
-        }
+    for (const SearchFiles::NoteFile &file : files) {
         const std::optional<NoteFiles::ReadResult> read = readText(folderFd, folder, file, prefilter, bytes, out);
         if (!read)
             continue;
@@ -181,7 +201,7 @@ template<typename Item> void sortByName(std::vector<Item> &items, QString Item::
 // search changes nothing in the folder. Batches are read on every core: most of the time is spent waiting for the
 // file system, and a large workspace never sits in memory whole.
 QList<NoteSearch::Candidate> candidatesIn(
-    const QString &folder, const std::vector<SearchFiles::Listed> &files, const QString &query)
+    const QString &folder, const std::vector<SearchFiles::Entry> &entries, const QString &query)
 {
     const int folderFd = ::open(QFile::encodeName(folder).constData(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
     const auto closing = qScopeGuard([folderFd] {
@@ -189,16 +209,16 @@ QList<NoteSearch::Candidate> candidatesIn(
             ::close(folderFd);
     });
 
-    const Prefilter prefilter(query, files);
-    const qsizetype count = qsizetype(files.size());
+    const std::optional<RawTextFilter> bodyFilter = RawTextFilter::forQuery(query);
+    const qsizetype count = qsizetype(entries.size());
     const qsizetype batches = (count + batchSize - 1) / batchSize;
     std::vector<Sifted> sifted(static_cast<size_t>(batches));
     std::atomic<qsizetype> next {0};
     const auto work = [&] {
         for (qsizetype i = next++; i < batches; i = next++) {
             const qsizetype begin = i * batchSize;
-            const std::span<const SearchFiles::Listed> batch(files.data() + begin, std::min(batchSize, count - begin));
-            sifted[size_t(i)] = sift(folderFd, folder, batch, query, prefilter);
+            const std::span<const SearchFiles::Entry> batch(entries.data() + begin, std::min(batchSize, count - begin));
+            sifted[size_t(i)] = sift(folderFd, folder, batch, query, bodyFilter);
         }
     };
     {
@@ -269,14 +289,14 @@ int run(const QStringList &args, QTextStream &out, QTextStream &err, const Setti
     if (!folder)
         return usageError;
     QString error;
-    const std::optional<std::vector<SearchFiles::Listed>> files = SearchFiles::list(*folder, &error);
-    if (!files) {
+    const std::optional<std::vector<SearchFiles::Entry>> entries = SearchFiles::list(*folder, &error);
+    if (!entries) {
         err << ConsoleWorkspace::unreadableMessage(*folder, error) << '\n';
         return usageError;
     }
 
     const QString &query = options.words.first();
-    const QList<NoteSearch::Result> results = NoteSearch::search(query, candidatesIn(*folder, *files, query));
+    const QList<NoteSearch::Result> results = NoteSearch::search(query, candidatesIn(*folder, *entries, query));
     if (options.json)
         printJson(results, out);
     else

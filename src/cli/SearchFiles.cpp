@@ -40,7 +40,7 @@ std::optional<QString> statProblem(int folderFd, const char *name)
 
 } // namespace
 
-std::optional<std::vector<Listed>> list(const QString &folder, QString *error)
+std::optional<std::vector<Entry>> list(const QString &folder, QString *error)
 {
     DIR *dir = ::opendir(QFile::encodeName(folder).constData());
     if (!dir) {
@@ -48,7 +48,7 @@ std::optional<std::vector<Listed>> list(const QString &folder, QString *error)
         return std::nullopt;
     }
     const auto closing = qScopeGuard([dir] { ::closedir(dir); });
-    std::vector<Listed> entries;
+    std::vector<Entry> entries;
     for (;;) {
         // readdir says "end" and "error" with the same null: only errno tells them apart.
         errno = 0;
@@ -60,32 +60,39 @@ std::optional<std::vector<Listed>> list(const QString &folder, QString *error)
             }
             return entries;
         }
-        const QString name = QFile::decodeName(item->d_name);
-        if (!NoteFiles::isNoteFileName(name))
+        // Every note file name ends so: no other character folds to an ASCII 'm' or 'd'.
+        const QByteArrayView name(item->d_name);
+        if (!name.endsWith(".md") && !name.endsWith(".MD") && !name.endsWith(".Md") && !name.endsWith(".mD"))
             continue;
-        // A name in another encoding than the system's (UTF-8) has no QString that opens it again.
-        if (QFile::encodeName(name) != QByteArrayView(item->d_name)) {
-            entries.push_back({name, QStringLiteral("its file name is not valid UTF-8; rename the file to use it")});
-            continue;
-        }
-        if (item->d_type == DT_REG) {
-            entries.push_back({name, QString()});
-            continue;
-        }
         // A link is followed; a file system that tells no types is asked per file.
-        if (item->d_type != DT_LNK && item->d_type != DT_UNKNOWN)
-            continue;
-        const std::optional<QString> problem = statProblem(::dirfd(dir), item->d_name);
-        if (!problem)
-            entries.push_back({name, QString(), true});
-        else if (!problem->isEmpty())
-            entries.push_back({name, *problem});
+        if (item->d_type == DT_REG || item->d_type == DT_LNK || item->d_type == DT_UNKNOWN)
+            entries.push_back({name.toByteArray(), item->d_type == DT_REG});
     }
 }
 
-ReadBytes read(int folderFd, const Listed &file, QByteArray &buffer)
+std::optional<NoteFile> resolve(int folderFd, Entry entry)
 {
-    const QByteArray name = QFile::encodeName(file.name);
+    NoteFile file {QFile::decodeName(entry.name), std::move(entry.name), QString()};
+    if (!NoteFiles::isNoteFileName(file.name))
+        return std::nullopt;
+    // A name in another encoding than the system's (UTF-8) has no QString that opens it again.
+    if (QFile::encodeName(file.name) != file.encodedName) {
+        file.skipped = QStringLiteral("its file name is not valid UTF-8; rename the file to use it");
+        return file;
+    }
+    if (entry.regular)
+        return file;
+    const std::optional<QString> problem = statProblem(folderFd, file.encodedName.constData());
+    if (problem && problem->isEmpty())
+        return std::nullopt;
+    file.skipped = problem.value_or(QString());
+    file.typeFromStat = true;
+    return file;
+}
+
+ReadBytes read(int folderFd, const NoteFile &file, QByteArray &buffer)
+{
+    const QByteArray &name = file.encodedName;
     // Non-blocking, so that a file replaced by a pipe since the listing cannot hold the search up.
     const int fd = ::openat(folderFd, name.constData(), O_RDONLY | O_CLOEXEC | O_NONBLOCK);
     if (fd < 0) {
