@@ -16,8 +16,8 @@ bool isAsciiLetter(char c)
     return lower >= 'a' && lower <= 'z';
 }
 
-// The query's byte in lower case, or the text's byte made lower case when the query's is a letter: '@' and '`' are
-// only alike after a letter's folding, and the query's byte decides whether that folding applies.
+// Whether a byte of the text matches the query's byte (in lower case). Setting the case bit lowers only letters
+// correctly: it would also take '@' for '`', so it is applied only where the query has a letter.
 bool fits(char text, char folded)
 {
     return isAsciiLetter(folded) ? char(text | caseBit) == folded : text == folded;
