@@ -9,8 +9,7 @@
 
 namespace ConsoleWorkspace {
 
-std::optional<QString> folder(const std::optional<QString> &requested, const Settings &settings, QTextStream &err,
-    std::vector<NoteFiles::Entry> *entries, std::vector<NoteFiles::Skipped> *skipped)
+std::optional<QString> location(const std::optional<QString> &requested, const Settings &settings, QTextStream &err)
 {
     QString folder;
     if (requested) {
@@ -31,15 +30,29 @@ std::optional<QString> folder(const std::optional<QString> &requested, const Set
         err << "tackpad: not a folder: " << folder << '\n';
         return std::nullopt;
     }
+    return folder;
+}
+
+QString unreadableMessage(const QString &folder, const QString &error)
+{
+    return QStringLiteral("tackpad: cannot read the workspace folder %1: %2").arg(folder, error);
+}
+
+std::optional<QString> folder(const std::optional<QString> &requested, const Settings &settings, QTextStream &err,
+    std::vector<NoteFiles::Entry> *entries, std::vector<NoteFiles::Skipped> *skipped)
+{
+    const std::optional<QString> located = location(requested, settings, err);
+    if (!located)
+        return std::nullopt;
     QString error;
-    std::optional<std::vector<NoteFiles::Entry>> listed = NoteFiles::listNoteFiles(folder, &error, skipped);
+    std::optional<std::vector<NoteFiles::Entry>> listed = NoteFiles::listNoteFiles(*located, &error, skipped);
     if (!listed) {
-        err << "tackpad: cannot read the workspace folder " << folder << ": " << error << '\n';
+        err << unreadableMessage(*located, error) << '\n';
         return std::nullopt;
     }
     if (entries)
         *entries = std::move(*listed);
-    return folder;
+    return located;
 }
 
 } // namespace ConsoleWorkspace

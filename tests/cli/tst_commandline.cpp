@@ -87,6 +87,7 @@ private Q_SLOTS:
     void newAndSearchFollowTheSettings();
     void search_data();
     void search();
+    void searchTakesTheFilesTheStoreTakes();
     void problemsChangeNothing_data();
     void problemsChangeNothing();
     void outputIsSafeAndChecked();
@@ -318,6 +319,22 @@ void TestCommandLine::search()
         QCOMPARE(result.out, out);
     QCOMPARE(result.exitCode, exitCode);
     QCOMPARE(snapshot(m_folder), before);
+}
+
+// The search lists the folder by the types its entries tell, not a stat per entry: links must still be followed, and
+// what is not a regular file left out, as the store's scan does.
+void TestCommandLine::searchTakesTheFilesTheStoreTakes()
+{
+    writeInPlace(m_home->path() + "/Elsewhere.md", noteText("x1", "milk from afar"));
+    QVERIFY(QFile::link(m_home->path() + "/Elsewhere.md", m_folder + "/Linked.md"));
+    QVERIFY(QFile::link(m_home->path() + "/gone.md", m_folder + "/Dangling.md"));
+    QVERIFY(QDir().mkpath(m_folder + "/Folder milk.md"));
+    QVERIFY(QDir().mkpath(m_home->path() + "/Elsewhere milk.md"));
+    QVERIFY(QFile::link(m_home->path() + "/Elsewhere milk.md", m_folder + "/Linked folder milk.md"));
+    const Run result = run({"search", "--workspace", m_folder, "milk"});
+    QCOMPARE(result.out, u"Linked\n    milk from afar\n"_qs);
+    QVERIFY2(result.err.endsWith(u": skipped Dangling.md: No such file or directory\n"_qs), qPrintable(result.err));
+    QCOMPARE(result.err.count(u'\n'), 1);
 }
 
 void TestCommandLine::problemsChangeNothing_data()
