@@ -230,6 +230,48 @@
     </message>
 </context>
 <context>
+    <name>GnomeCustomShortcut</name>
+    <message>
+        <source>Tackpad: new note</source>
+        <translation>Tackpad: neue Notiz</translation>
+    </message>
+    <message>
+        <source>GNOME&apos;s keyboard shortcut settings are not installed.</source>
+        <translation>Die Tastenkürzel-Einstellungen von GNOME sind nicht installiert.</translation>
+    </message>
+    <message>
+        <source>GNOME does not let Tackpad change its keyboard shortcuts.</source>
+        <translation>GNOME lässt Tackpad seine Tastenkürzel nicht ändern.</translation>
+    </message>
+</context>
+<context>
+    <name>GnomeShortcutHotKey</name>
+    <message>
+        <source>Tackpad can add %1 to GNOME&apos;s keyboard shortcuts; it asks first when you switch this on.</source>
+        <translation>Tackpad kann %1 zu den Tastenkürzeln von GNOME hinzufügen; es fragt vorher, wenn Sie dies einschalten.</translation>
+    </message>
+    <message>
+        <source>Your GNOME keyboard shortcut “%1” already uses %2, so Tackpad did not add another.</source>
+        <translation>Ihr GNOME-Tastenkürzel „%1“ verwendet bereits %2, daher hat Tackpad kein weiteres hinzugefügt.</translation>
+    </message>
+    <message>
+        <source>GNOME&apos;s keyboard settings could not be changed: %1</source>
+        <translation>Die Tastatureinstellungen von GNOME konnten nicht geändert werden: %1</translation>
+    </message>
+    <message>
+        <source>Tackpad can add %1 to GNOME&apos;s keyboard shortcuts.</source>
+        <translation>Tackpad kann %1 zu den Tastenkürzeln von GNOME hinzufügen.</translation>
+    </message>
+    <message>
+        <source>It is a custom shortcut in GNOME&apos;s keyboard settings, where you can change the key.</source>
+        <translation>Es ist ein eigenes Tastenkürzel in den Tastatureinstellungen von GNOME, wo Sie die Taste ändern können.</translation>
+    </message>
+    <message>
+        <source>GNOME does not let applications listen for keys themselves. Tackpad can add %1 as a custom shortcut to GNOME&apos;s keyboard settings, running “tackpad --new-note”. Add it?</source>
+        <translation>GNOME lässt Anwendungen nicht selbst auf Tasten hören. Tackpad kann %1 als eigenes Tastenkürzel zu den Tastatureinstellungen von GNOME hinzufügen, das „tackpad --new-note“ ausführt. Hinzufügen?</translation>
+    </message>
+</context>
+<context>
     <name>HiddenNotesWindow</name>
     <message>
         <source>Hidden Notes</source>
@@ -246,6 +288,29 @@
     <message>
         <source>No hidden notes in this workspace</source>
         <translation>Keine ausgeblendeten Notizen in diesem Arbeitsbereich</translation>
+    </message>
+</context>
+<context>
+    <name>KGlobalAccelHotKey</name>
+    <message>
+        <source>The key can be changed on the Shortcuts page of KDE&apos;s System Settings.</source>
+        <translation>Die Taste lässt sich in den KDE-Systemeinstellungen auf der Seite „Kurzbefehle“ ändern.</translation>
+    </message>
+    <message>
+        <source>No key is assigned to creating a new note.</source>
+        <translation>Dem Erstellen einer neuen Notiz ist keine Taste zugewiesen.</translation>
+    </message>
+    <message>
+        <source>KDE&apos;s shortcut service did not set up the shortcut.</source>
+        <translation>Der Kurzbefehl-Dienst von KDE hat das Tastenkürzel nicht eingerichtet.</translation>
+    </message>
+    <message>
+        <source>Switched on, %1 creates a new note through KDE&apos;s shortcut service.</source>
+        <translation>Eingeschaltet erstellt %1 über den Kurzbefehl-Dienst von KDE eine neue Notiz.</translation>
+    </message>
+    <message>
+        <source>Create a new note</source>
+        <translation>Neue Notiz erstellen</translation>
     </message>
 </context>
 <context>
@@ -557,6 +622,10 @@
         <source>The desktop asks which key creates a new note; %1 is proposed.</source>
         <translation>Die Arbeitsumgebung fragt, welche Taste eine neue Notiz erstellt; vorgeschlagen ist %1.</translation>
     </message>
+    <message>
+        <source>The desktop&apos;s global shortcuts deliver it; change the key in the desktop&apos;s shortcut settings.</source>
+        <translation>Die globalen Tastenkürzel der Arbeitsumgebung liefern es; die Taste ändern Sie in deren Tastenkürzel-Einstellungen.</translation>
+    </message>
 </context>
 <context>
     <name>PromptBackup</name>
@@ -748,6 +817,10 @@
     <message>
         <source>Could not change starting at login</source>
         <translation>Der Start bei der Anmeldung konnte nicht geändert werden</translation>
+    </message>
+    <message>
+        <source>Add a Keyboard Shortcut?</source>
+        <translation>Tastenkürzel hinzufügen?</translation>
     </message>
 </context>
 <context>
@@ -1001,6 +1074,14 @@ Systemeinstellungen → Datenschutz &amp; Sicherheit → Dateien und Ordner prü
     <message>
         <source>The application is not connected to an X server.</source>
         <translation>Die Anwendung ist mit keinem X-Server verbunden.</translation>
+    </message>
+    <message>
+        <source>%1 creates a new note while an X11 application is active; this Wayland desktop offers no shortcut that works everywhere.</source>
+        <translation>%1 erstellt eine neue Notiz, solange eine X11-Anwendung aktiv ist; diese Wayland-Arbeitsumgebung bietet kein Tastenkürzel, das überall funktioniert.</translation>
+    </message>
+    <message>
+        <source>The key is taken from the X server.</source>
+        <translation>Die Taste wird vom X-Server abgefangen.</translation>
     </message>
 </context>
 </TS>

@@ -17,12 +17,6 @@ void FallbackGlobalHotKey::registerHotKey()
 {
     if (m_current && isRegistered())
         return;
-    if (m_current && m_chosen) {
-        // Chosen in advance (a question was asked of it): it gets the first attempt.
-        m_chosen = false;
-        m_current->registerHotKey();
-        return;
-    }
     tryFrom(0);
 }
 
@@ -63,6 +57,11 @@ void FallbackGlobalHotKey::tryFrom(std::size_t index)
     for (; index < m_candidates.size(); ++index) {
         if (!m_candidates[index].isOffered())
             continue;
+        // The one in use already is asked again, not made anew: it keeps what it knows (the user's consent).
+        if (m_current && m_index == index) {
+            m_current->registerHotKey();
+            return;
+        }
         std::unique_ptr<GlobalHotKey> next = m_candidates[index].make(nullptr);
         if (!next)
             continue;
@@ -97,7 +96,6 @@ void FallbackGlobalHotKey::chooseFirst() const
             continue;
         if (std::unique_ptr<GlobalHotKey> first = m_candidates[index].make(nullptr)) {
             const_cast<FallbackGlobalHotKey *>(this)->adopt(std::move(first), index);
-            m_chosen = true;
             return;
         }
     }
@@ -107,7 +105,6 @@ void FallbackGlobalHotKey::adopt(std::unique_ptr<GlobalHotKey> backend, std::siz
 {
     m_current = std::move(backend);
     m_index = index;
-    m_chosen = false;
     connect(m_current.get(), &GlobalHotKey::pressed, this, &GlobalHotKey::pressed);
     connect(m_current.get(), &GlobalHotKey::registeredChanged, this, &FallbackGlobalHotKey::setRegistered);
     connect(m_current.get(), &GlobalHotKey::registrationFailed, this, &FallbackGlobalHotKey::currentFailed);

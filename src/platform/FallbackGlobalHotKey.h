@@ -46,5 +46,4 @@ private:
     QString m_none;
     mutable std::unique_ptr<GlobalHotKey> m_current;
     mutable std::size_t m_index = 0;
-    mutable bool m_chosen = false;
 };
