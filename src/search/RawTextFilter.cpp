@@ -75,6 +75,9 @@ bool contains(const char *text, qsizetype size, const QByteArray &folded)
 // that made it cost more than the whole search.
 bool containsSequence(QByteArrayView bytes, QByteArrayView sequence)
 {
+    // An empty file may come as a null view, and memchr must never see a null pointer.
+    if (bytes.isEmpty() || sequence.isEmpty())
+        return false;
     const char *at = bytes.data();
     const char *end = bytes.data() + bytes.size();
     while ((at = static_cast<const char *>(std::memchr(at, sequence.front(), size_t(end - at)))) != nullptr) {
