@@ -289,6 +289,10 @@
         <source>No hidden notes in this workspace</source>
         <translation>Keine ausgeblendeten Notizen in diesem Arbeitsbereich</translation>
     </message>
+    <message>
+        <source>Hidden notes stay in the workspace – only their windows are put away. Double-click a note to unhide it.</source>
+        <translation>Ausgeblendete Notizen bleiben im Arbeitsbereich – nur ihre Fenster werden weggeräumt. Zum Einblenden eine Notiz doppelt anklicken.</translation>
+    </message>
 </context>
 <context>
     <name>KGlobalAccelHotKey</name>
@@ -674,6 +678,15 @@
     <message>
         <source>No matching notes</source>
         <translation>Keine passenden Notizen</translation>
+    </message>
+    <message>
+        <source>hidden</source>
+        <comment>after the title of a hidden note</comment>
+        <translation>ausgeblendet</translation>
+    </message>
+    <message>
+        <source>Results</source>
+        <translation>Ergebnisse</translation>
     </message>
 </context>
 <context>
@@ -1067,6 +1080,11 @@ Systemeinstellungen → Datenschutz &amp; Sicherheit → Dateien und Ordner prü
             <numerusform>%n Datei wird nicht angezeigt (nicht lesbar, kein UTF-8-Text oder größer als %1 MB): %2</numerusform>
             <numerusform>%n Dateien werden nicht angezeigt (nicht lesbar, kein UTF-8-Text oder größer als %1 MB): %2</numerusform>
         </translation>
+    </message>
+    <message>
+        <source>“%1”</source>
+        <comment>a file name in a list</comment>
+        <translation>„%1“</translation>
     </message>
 </context>
 <context>

@@ -61,9 +61,12 @@ QString WorkspaceSession::skippedFilesToastText(const QList<std::pair<QString, Q
     if (skipped.size() == 1)
         return QCoreApplication::translate("WorkspaceSession", "“%1” is not shown: %2")
             .arg(skipped.front().first, skipped.front().second);
+    // The quotes are the translation's, as in the one-file sentence above: they follow the language of the text
+    // round them, which the locale's own quotes would not when the two differ (LANGUAGE=de with LANG=en_US).
     QStringList names;
     for (qsizetype i = 0; i < std::min<qsizetype>(skipped.size(), 3); ++i)
-        names << QStringLiteral("“%1”").arg(skipped.at(i).first);
+        names << QCoreApplication::translate("WorkspaceSession", "“%1”", "a file name in a list")
+                     .arg(skipped.at(i).first);
     if (skipped.size() > 3)
         names << QStringLiteral("…");
     return QCoreApplication::translate("WorkspaceSession",

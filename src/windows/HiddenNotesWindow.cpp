@@ -30,12 +30,14 @@ void HiddenNotesWindow::buildPanel()
     m_panel->setWindowTitle(QCoreApplication::translate("HiddenNotesWindow", "Hidden Notes"));
     m_panel->resize(380, 340);
 
-    auto *explanation = new QLabel(explanationText, m_panel.get());
+    auto *explanation = new QLabel(QCoreApplication::translate("HiddenNotesWindow", explanationText), m_panel.get());
     explanation->setWordWrap(true);
 
     m_model = new QStandardItemModel(this);
     m_table = new ReturnActivatingTableView(m_panel.get());
     m_table->setModel(m_model);
+    // A screen reader names the list when the focus enters it, which it does as the panel opens.
+    m_table->setAccessibleName(QCoreApplication::translate("HiddenNotesWindow", "Hidden Notes"));
     m_table->setSelectionBehavior(QAbstractItemView::SelectRows);
     m_table->setSelectionMode(QAbstractItemView::ExtendedSelection);
     m_table->setEditTriggers(QAbstractItemView::NoEditTriggers);

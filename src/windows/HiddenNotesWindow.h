@@ -26,7 +26,7 @@ class HiddenNotesWindow : public QObject {
 public:
     using StoreProvider = std::function<NoteStore *()>;
 
-    static inline const QString explanationText = QStringLiteral(
+    static constexpr const char *explanationText = QT_TRANSLATE_NOOP("HiddenNotesWindow",
         "Hidden notes stay in the workspace – only their windows are put away. Double-click a note to unhide it.");
     static constexpr const char *emptyText
         = QT_TRANSLATE_NOOP("HiddenNotesWindow", "No hidden notes in this workspace");

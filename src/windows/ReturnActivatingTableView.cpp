@@ -6,6 +6,7 @@
 ReturnActivatingTableView::ReturnActivatingTableView(QWidget *parent)
     : QTableView(parent)
 {
+    setTabKeyNavigation(false);
 }
 
 QModelIndex ReturnActivatingTableView::activationIndex() const

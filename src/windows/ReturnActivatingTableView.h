@@ -4,7 +4,8 @@
 
 // A table in which Return and the keypad's Enter act on the selected row exactly as a double-click on it would:
 // they emit doubleClicked() for that row, provided something listens to it. Every other key, and Return with no
-// row selected or no listener, takes the table's ordinary course.
+// row selected or no listener, takes the table's ordinary course, except Tab: it leaves the table for the next
+// control rather than walking its cells, which the arrow keys already do.
 class ReturnActivatingTableView : public QTableView {
     Q_OBJECT
 public:

@@ -25,7 +25,12 @@
 
 namespace {
 
-const QString hiddenMarker = QStringLiteral("hidden");
+// Looked up when drawn, not when the program loads: the translations are installed later.
+QString hiddenMarker()
+{
+    return QCoreApplication::translate("SearchWindow", "hidden", "after the title of a hidden note");
+}
+
 constexpr int padding = 5;
 
 // Keeps the selected row in the selection colour while the focus stays in the query field, where the arrow keys
@@ -76,7 +81,7 @@ public:
         const QFontMetrics metrics(item.font);
         const QRect area = item.rect.adjusted(padding + 2, padding, -padding - 2, -padding);
         const bool hidden = index.data(SearchWindow::HiddenRole).toBool();
-        const int markerWidth = hidden ? metrics.horizontalAdvance(QLatin1Char(' ') + hiddenMarker) + padding : 0;
+        const int markerWidth = hidden ? metrics.horizontalAdvance(QLatin1Char(' ') + hiddenMarker()) + padding : 0;
 
         painter->save();
         QRect line(area.left(), area.top(), area.width(), boldMetrics.height());
@@ -88,7 +93,7 @@ public:
         painter->setPen(faint);
         if (hidden) {
             const int after = boldMetrics.horizontalAdvance(shownTitle) + padding;
-            painter->drawText(line.adjusted(after, 0, 0, 0), Qt::AlignLeft | Qt::AlignVCenter, hiddenMarker);
+            painter->drawText(line.adjusted(after, 0, 0, 0), Qt::AlignLeft | Qt::AlignVCenter, hiddenMarker());
         }
         line = QRect(area.left(), line.bottom() + 1 + padding, area.width(), metrics.height());
         const QString snippet = index.data(SearchWindow::SnippetRole).toString();
@@ -136,7 +141,7 @@ public:
         case HiddenRole:
             return result.hidden;
         case Qt::AccessibleTextRole:
-            return result.hidden ? QStringLiteral("%1 (%2): %3").arg(result.title, hiddenMarker, result.snippet)
+            return result.hidden ? QStringLiteral("%1 (%2): %3").arg(result.title, hiddenMarker(), result.snippet)
                                  : QStringLiteral("%1: %2").arg(result.title, result.snippet);
         default:
             return {};
@@ -166,11 +171,14 @@ void SearchWindow::buildPanel()
     m_field = new QLineEdit(m_panel.get());
     m_field->setPlaceholderText(QCoreApplication::translate("SearchWindow", placeholderText));
     m_field->setClearButtonEnabled(true);
+    // The placeholder is gone once the user types; screen readers need a name that stays.
+    m_field->setAccessibleName(QCoreApplication::translate("SearchWindow", "Search Notes"));
     m_field->installEventFilter(this);
 
     m_model = new ResultsModel(this);
     m_table = new ReturnActivatingTableView(m_panel.get());
     m_table->setModel(m_model);
+    m_table->setAccessibleName(QCoreApplication::translate("SearchWindow", "Results"));
     m_table->setSelectionBehavior(QAbstractItemView::SelectRows);
     m_table->setSelectionMode(QAbstractItemView::SingleSelection);
     m_table->setEditTriggers(QAbstractItemView::NoEditTriggers);
@@ -180,8 +188,9 @@ void SearchWindow::buildPanel()
     m_table->horizontalHeader()->setStretchLastSection(true);
     m_table->verticalHeader()->hide();
     m_table->verticalHeader()->setDefaultSectionSize(ResultDelegate::rowHeight(m_table->font()));
-    // The focus belongs in the query field; the table takes it only when clicked.
-    m_table->setFocusPolicy(Qt::ClickFocus);
+    // The focus starts in the query field, whose arrow keys move through the results; Tab still reaches the table,
+    // where a screen reader reads out each row the arrow keys move to.
+    m_table->setFocusPolicy(Qt::StrongFocus);
     keepSelectionVisible(m_table);
     connect(m_table, &QAbstractItemView::doubleClicked, this, &SearchWindow::rowDoubleClicked);
 

@@ -9,8 +9,17 @@ class TestEndToEnd : public QObject {
     Q_OBJECT
 
 private Q_SLOTS:
+    void initTestCase();
     void firstStartTypingExternalEditsAndQuit();
 };
+
+void TestEndToEnd::initTestCase()
+{
+    // The app names its windows and files in the desktop's language ("Neue Notiz.md" on a German one), and Qt reads
+    // that language from LANGUAGE before the locale: the app started here speaks English, whatever the tester's is.
+    qunsetenv("LANGUAGE");
+    qputenv("LC_ALL", "C.UTF-8");
+}
 
 void TestEndToEnd::firstStartTypingExternalEditsAndQuit()
 {
