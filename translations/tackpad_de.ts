@@ -247,8 +247,8 @@
 <context>
     <name>GnomeShortcutHotKey</name>
     <message>
-        <source>Tackpad can add %1 to GNOME&apos;s keyboard shortcuts; it asks first when you switch this on.</source>
-        <translation>Tackpad kann %1 zu den Tastenkürzeln von GNOME hinzufügen; es fragt vorher, wenn Sie dies einschalten.</translation>
+        <source>Tackpad can add %1 to GNOME&apos;s keyboard shortcuts: with this option on, it asks when you click Done.</source>
+        <translation>Tackpad kann %1 zu den Tastenkürzeln von GNOME hinzufügen: Ist diese Option eingeschaltet, fragt es, wenn Sie auf „Fertig“ klicken.</translation>
     </message>
     <message>
         <source>Your GNOME keyboard shortcut “%1” already uses %2, so Tackpad did not add another.</source>

@@ -22,7 +22,8 @@ void GnomeShortcutHotKey::registerHotKey()
     if (isRegistered())
         return;
     if (!m_shortcut->isInstalled() && !m_consented) {
-        fail(tr("Tackpad can add %1 to GNOME's keyboard shortcuts; it asks first when you switch this on.")
+        fail(tr("Tackpad can add %1 to GNOME's keyboard shortcuts: with this option on, it asks when you click "
+                "Done.")
                  .arg(keyText()));
         return;
     }
