@@ -69,7 +69,7 @@ protected:
         const qreal ratio = devicePixelRatioF();
         const QString key = QStringLiteral("tackpad-titlebar-%1-%2-%3-%4-%5x%6@%7")
                                 .arg(int(m_glyph))
-                                .arg(m_color.rgba())
+                                .arg(quint64(m_color.rgba64()))
                                 .arg(int(lit))
                                 .arg(int(hasFocus()))
                                 .arg(width())
