@@ -7,6 +7,7 @@
 
 #include <QApplication>
 #include <QIcon>
+#include <QImageReader>
 #include <QLibraryInfo>
 #include <QLocale>
 #include <QTextStream>
@@ -35,12 +36,16 @@ void preferXWayland()
 // The icon every window carries, at the sizes taskbars and window switchers show. X11 wants the pixels of every size
 // in every window, twice as Qt makes a window, so they are ready-made pictures (the packaging's own, rendered from
 // its SVG): drawing the SVG per note was a good part of start-up, and loading the SVG renderer at all costs every
-// start a few megabytes.
+// start a few megabytes. They are read as what they are, PNG: QIcon::addFile asks every image plugin (the SVG one
+// among them) whether it knows the file, which loads them all.
 QIcon applicationIcon()
 {
     QIcon icon;
-    for (const int size : {16, 32, 48, 64})
-        icon.addFile(QStringLiteral(":/icons/app.tackpad.Tackpad-%1.png").arg(size), QSize(size, size));
+    for (const int size : {16, 32, 48, 64}) {
+        QImageReader reader(QStringLiteral(":/icons/app.tackpad.Tackpad-%1.png").arg(size), "png");
+        reader.setAutoDetectImageFormat(false);
+        icon.addPixmap(QPixmap::fromImage(reader.read()));
+    }
     return icon;
 }
 

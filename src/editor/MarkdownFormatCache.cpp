@@ -118,6 +118,21 @@ MarkdownFormatCache::MarkdownFormatCache(const Theme &theme)
         m_metrics.emplace_back(font);
 }
 
+std::shared_ptr<const MarkdownFormatCache> MarkdownFormatCache::shared(const Theme &theme)
+{
+    static std::vector<std::weak_ptr<const MarkdownFormatCache>> caches;
+    std::erase_if(caches, [](const std::weak_ptr<const MarkdownFormatCache> &cache) { return cache.expired(); });
+    const qreal pixelsPerPoint = screenPixelsPerPoint();
+    for (const std::weak_ptr<const MarkdownFormatCache> &each : caches) {
+        std::shared_ptr<const MarkdownFormatCache> cache = each.lock();
+        if (cache->theme() == theme && cache->pixelsPerPoint() == pixelsPerPoint)
+            return cache;
+    }
+    auto made = std::make_shared<const MarkdownFormatCache>(theme);
+    caches.push_back(made);
+    return made;
+}
+
 QFont MarkdownFormatCache::font(FontRole role) const
 {
     return m_fonts[size_t(role)];

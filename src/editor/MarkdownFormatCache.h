@@ -11,6 +11,7 @@
 #include <QTextCharFormat>
 
 #include <array>
+#include <memory>
 #include <vector>
 
 // The fonts, colours and formats of one theme: what the style roles of MarkdownStyler look like on screen. Character
@@ -19,6 +20,10 @@
 class MarkdownFormatCache {
 public:
     explicit MarkdownFormatCache(const Theme &theme = {});
+
+    // The cache of this theme on the current screen, shared by every editor in that look: a note window's editor
+    // would otherwise keep its own copy of the same fonts and formats.
+    static std::shared_ptr<const MarkdownFormatCache> shared(const Theme &theme);
 
     const Theme &theme() const { return m_theme; }
 

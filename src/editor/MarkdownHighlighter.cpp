@@ -111,9 +111,9 @@ MarkdownHighlighter::MarkdownHighlighter(QTextDocument *document, QObject *paren
 
 void MarkdownHighlighter::setTheme(const Theme &theme)
 {
-    if (theme == m_formats.theme())
+    if (theme == m_formats->theme())
         return;
-    m_formats = MarkdownFormatCache(theme);
+    m_formats = MarkdownFormatCache::shared(theme);
     ++m_generation;
     restyleWholeDocument();
 }
@@ -425,7 +425,7 @@ void MarkdownHighlighter::apply(
     const QTextBlock &block, const QString &text, const ParagraphStyle &style, DirtyRange *dirty)
 {
     const qreal indent = style.block.listPrefixLength > 0
-        ? m_formats.prefixWidth(text, style, m_document->defaultTextOption().tabStopDistance())
+        ? m_formats->prefixWidth(text, style, m_document->defaultTextOption().tabStopDistance())
         : 0;
     auto *data = dynamic_cast<StyledBlockData *>(block.userData());
     if (data && data->themeGeneration == m_generation && data->runs == style.runs && data->block == style.block
@@ -448,10 +448,10 @@ void MarkdownHighlighter::apply(
     ranges.reserve(style.runs.size());
     for (const StyleRun &run : style.runs) {
         if (!(run.style == CharStyle {}))
-            ranges.append(QTextLayout::FormatRange {int(run.start), int(run.length), m_formats.charFormat(run.style)});
+            ranges.append(QTextLayout::FormatRange {int(run.start), int(run.length), m_formats->charFormat(run.style)});
     }
     block.layout()->setFormats(ranges);
-    BlockFormatWriter::apply(block, m_formats.blockFormat(style.block, indent));
+    BlockFormatWriter::apply(block, m_formats->blockFormat(style.block, indent));
 
     data->runs = style.runs;
     data->block = style.block;
@@ -473,13 +473,13 @@ void MarkdownHighlighter::restyleWholeDocument()
     m_fenceFixups.clear();
     if (m_document->isEmpty()) {
         // An empty text is left untouched; only the font it will be typed in is set.
-        m_document->setDefaultFont(m_formats.font(FontRole::Body));
+        m_document->setDefaultFont(m_formats->font(FontRole::Body));
         return;
     }
 
     const bool layoutWasEnabled = m_document->isLayoutEnabled();
     m_document->setLayoutEnabled(false);
-    const QFont body = m_formats.font(FontRole::Body);
+    const QFont body = m_formats->font(FontRole::Body);
     if (m_document->defaultFont() != body)
         m_document->setDefaultFont(body);
     bool inCode = false;

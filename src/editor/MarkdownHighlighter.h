@@ -33,10 +33,10 @@ public:
 
     QTextDocument *document() const { return m_document; }
 
-    const Theme &theme() const { return m_formats.theme(); }
+    const Theme &theme() const { return m_formats->theme(); }
     // Restyles the whole document with its layout suspended, then lays it out once.
     void setTheme(const Theme &theme);
-    const MarkdownFormatCache &formats() const { return m_formats; }
+    const MarkdownFormatCache &formats() const { return *m_formats; }
 
     // The styling rules' entry point over the document: restyles range (the whole text when absent) with the
     // paragraph at activeRange's start as the active paragraph. As with MarkdownStyler::style, a range that starts
@@ -108,7 +108,7 @@ private:
     void ensureLaidOut() const;
 
     QPointer<QTextDocument> m_document;
-    MarkdownFormatCache m_formats;
+    std::shared_ptr<const MarkdownFormatCache> m_formats = MarkdownFormatCache::shared(Theme());
     quint64 m_generation = 1;
     QTextCursor m_active; // at the start of the active paragraph; moves with edits, unlike a stored QTextBlock
     std::function<int()> m_caretProvider;

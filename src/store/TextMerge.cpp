@@ -1,6 +1,9 @@
 #include "store/TextMerge.h"
 
+#include "store/StoreLog.h"
+
 #include <QByteArray>
+#include <QLibrary>
 #include <QStringList>
 
 #include <git2.h>
@@ -9,18 +12,39 @@ namespace TextMerge {
 
 namespace {
 
-void initialiseLibrary()
+// libgit2 is opened at the first merge, not with the program: loading it, with the TLS and SSH libraries it links,
+// costs every start some megabytes of memory, and most runs never merge.
+struct GitFunctions {
+    decltype(&git_merge_file) mergeFile = nullptr;
+    decltype(&git_merge_file_result_free) freeResult = nullptr;
+};
+
+const GitFunctions *gitFunctions()
 {
-    // Sets up libgit2's global state once per process; the merge itself needs no repository.
-    static const int initialised = git_libgit2_init();
-    Q_UNUSED(initialised);
+    static const std::optional<GitFunctions> functions = []() -> std::optional<GitFunctions> {
+        QLibrary library(QStringLiteral("git2"), QStringLiteral(TACKPAD_LIBGIT2_SOVERSION));
+        const auto init = reinterpret_cast<decltype(&git_libgit2_init)>(library.resolve("git_libgit2_init"));
+        GitFunctions git;
+        git.mergeFile = reinterpret_cast<decltype(git.mergeFile)>(library.resolve("git_merge_file"));
+        git.freeResult = reinterpret_cast<decltype(git.freeResult)>(library.resolve("git_merge_file_result_free"));
+        if (!init || !git.mergeFile || !git.freeResult) {
+            qCWarning(lcStore) << "cannot merge texts:" << library.errorString();
+            return std::nullopt;
+        }
+        // Sets up libgit2's global state once per process; the merge itself needs no repository.
+        init();
+        return git;
+    }();
+    return functions ? &*functions : nullptr;
 }
 
 // git's merge of three texts with diff3-style conflict sections; nothing when libgit2 fails.
 std::optional<QByteArray> gitMerge(
     const QByteArray &base, const QByteArray &ours, const QByteArray &theirs, bool *clean)
 {
-    initialiseLibrary();
+    const GitFunctions *git = gitFunctions();
+    if (!git)
+        return std::nullopt;
     git_merge_file_input baseInput = GIT_MERGE_FILE_INPUT_INIT;
     git_merge_file_input ourInput = GIT_MERGE_FILE_INPUT_INIT;
     git_merge_file_input theirInput = GIT_MERGE_FILE_INPUT_INIT;
@@ -36,11 +60,11 @@ std::optional<QByteArray> gitMerge(
     options.our_label = "ours";
     options.their_label = "theirs";
     git_merge_file_result result = {};
-    if (git_merge_file(&result, &baseInput, &ourInput, &theirInput, &options) != 0)
+    if (git->mergeFile(&result, &baseInput, &ourInput, &theirInput, &options) != 0)
         return std::nullopt;
     *clean = result.automergeable != 0;
     QByteArray merged(result.ptr, qsizetype(result.len));
-    git_merge_file_result_free(&result);
+    git->freeResult(&result);
     return merged;
 }
 

@@ -19,23 +19,11 @@ NoteWindow::NoteWindow(QWidget *parent)
     // paintEvent covers every pixel in the note's colour: Qt need not fill the window with the palette's first.
     setAttribute(Qt::WA_OpaquePaintEvent);
     setMouseTracking(true);
-    auto *layout = new QVBoxLayout(this);
-    // The body keeps clear of the window's side and bottom edges so that those few pixels belong to the window,
-    // which turns them into resize handles; the title bar spans the full width.
-    layout->setContentsMargins(0, 0, 0, 0);
-    layout->setSpacing(0);
-    layout->addWidget(m_titleBar);
-    auto *bodyFrame = new QWidget(this);
-    auto *bodyLayout = new QVBoxLayout(bodyFrame);
-    bodyLayout->setContentsMargins(resizeMargin - 1, 0, resizeMargin - 1, resizeMargin - 1);
+    // The title bar and the body are placed by hand (placeChildren): two nested layouts and a frame widget between
+    // them cost every note a few kilobytes for what is two rectangles.
+    auto *bodyLayout = new QVBoxLayout(m_body);
+    bodyLayout->setContentsMargins(0, 0, 0, 0);
     bodyLayout->setSpacing(0);
-    bodyLayout->addWidget(m_body);
-    bodyFrame->setMouseTracking(true);
-    bodyFrame->setAttribute(Qt::WA_TransparentForMouseEvents, false);
-    layout->addWidget(bodyFrame, 1);
-    auto *bodyBoxLayout = new QVBoxLayout(m_body);
-    bodyBoxLayout->setContentsMargins(0, 0, 0, 0);
-    bodyBoxLayout->setSpacing(0);
 
     connect(m_titleBar, &TitleBarView::moveStarted, this, [this] { m_userIsPlacing = true; });
 }
@@ -165,7 +153,18 @@ void NoteWindow::moveEvent(QMoveEvent *event)
 void NoteWindow::resizeEvent(QResizeEvent *event)
 {
     QWidget::resizeEvent(event);
+    placeChildren();
     Q_EMIT resized();
+}
+
+void NoteWindow::placeChildren()
+{
+    // The title bar spans the full width. The body keeps clear of the window's side and bottom edges, so that those
+    // few pixels belong to the window, which turns them into resize handles.
+    m_titleBar->setGeometry(0, 0, width(), TitleBarView::barHeight);
+    const int inset = resizeMargin - 1;
+    m_body->setGeometry(inset, TitleBarView::barHeight, std::max(0, width() - 2 * inset),
+        std::max(0, height() - TitleBarView::barHeight - inset));
 }
 
 void NoteWindow::changeEvent(QEvent *event)

@@ -65,6 +65,7 @@ protected:
     void leaveEvent(QEvent *event) override;
 
 private:
+    void placeChildren();
     void changeFlags(Qt::WindowType flag, bool on);
     void recreateWithFlags(Qt::WindowFlags flags);
     Qt::Edges edgesAt(const QPoint &position) const;

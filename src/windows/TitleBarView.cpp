@@ -9,6 +9,7 @@
 #include <QLineEdit>
 #include <QPainter>
 #include <QPainterPath>
+#include <QPixmapCache>
 #include <QWindow>
 
 // A borderless button drawn as a small glyph in the bar's foreground colour. Qt delivers the first click to an
@@ -59,12 +60,39 @@ protected:
     }
     void leaveEvent(QEvent *) override { update(); }
 
+    // The glyph comes from a picture drawn once for every button that looks the same. Stroking the glyphs' curves
+    // straight into a note's window grows buffers that the window's paint engine keeps for its lifetime: about ten
+    // kilobytes per note, for a few pictures shared by all.
     void paintEvent(QPaintEvent *) override
     {
-        QPainter p(this);
+        const bool lit = underMouse() || hasFocus();
+        const qreal ratio = devicePixelRatioF();
+        const QString key = QStringLiteral("tackpad-titlebar-%1-%2-%3-%4-%5x%6@%7")
+                                .arg(int(m_glyph))
+                                .arg(quint64(m_color.rgba64()))
+                                .arg(int(lit))
+                                .arg(int(hasFocus()))
+                                .arg(width())
+                                .arg(height())
+                                .arg(ratio);
+        QPixmap picture;
+        if (!QPixmapCache::find(key, &picture)) {
+            QImage image(size() * ratio, QImage::Format_ARGB32_Premultiplied);
+            image.setDevicePixelRatio(ratio);
+            image.fill(Qt::transparent);
+            QPainter p(&image);
+            drawGlyph(p, lit);
+            p.end();
+            picture = QPixmap::fromImage(image);
+            QPixmapCache::insert(key, picture);
+        }
+        QPainter(this).drawPixmap(0, 0, picture);
+    }
+
+    void drawGlyph(QPainter &p, bool lit) const
+    {
         p.setRenderHint(QPainter::Antialiasing);
         QColor color = m_color;
-        const bool lit = underMouse() || hasFocus();
         color.setAlphaF(lit ? 1.0f : 0.6f);
         const QPointF c = QRectF(rect()).center();
         if (lit) {
