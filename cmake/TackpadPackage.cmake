@@ -33,8 +33,8 @@ set(CPACK_INSTALL_SCRIPTS ${CMAKE_CURRENT_LIST_DIR}/DebianChangelog.cmake)
 # (loaded by Qt at run time), libsecret (which QtKeychain opens with dlopen), libgit2 (opened at the first merge),
 # and Qt's private text-document API, whose ABI is only stable within one exact Qt version.
 set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS ON)
-set(CPACK_DEBIAN_PACKAGE_DEPENDS "libqt6svg6, libsecret-1-0, libgit2-${TACKPAD_LIBGIT2_SOVERSION},
-  qt6-base-abi (= ${Qt6Core_VERSION})")
+set(CPACK_DEBIAN_PACKAGE_DEPENDS
+  "libqt6svg6, libsecret-1-0, libgit2-${TACKPAD_LIBGIT2_SOVERSION}, qt6-base-abi (= ${Qt6Core_VERSION})")
 # Qt's own dialogs (file chooser, editor menu) speak the user's language only with Qt's translations installed.
 set(CPACK_DEBIAN_PACKAGE_RECOMMENDS
   "gnome-keyring | kwalletmanager | keepassxc, qt6-wayland, fonts-noto-color-emoji, qt6-translations-l10n")
