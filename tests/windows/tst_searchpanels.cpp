@@ -249,9 +249,6 @@ private Q_SLOTS:
 
     void hiddenPanelListsHiddenNotes()
     {
-        m_hiddenNotes->show();
-        QVERIFY(!m_hiddenNotes->emptyLabel()->isHidden());
-
         // Hidden notes only, in natural name order; Unhide needs a selection.
         addWorkspace({{"note 10", "", true}, {"Aardvark", ""}, {"Note 2", "", true}, {"apple", "", true}});
         m_hiddenNotes->show();
