@@ -97,13 +97,6 @@ private Q_SLOTS:
         QVERIFY(m_script.toasts.isEmpty());
         QCOMPARE(settings().urlValue(SettingsKey::notesFolder)->toLocalFile(), folder);
         QCOMPARE(m_app->workspaces().paths(), QStringList {folder});
-
-        // The next launch opens the same folder without asking and makes no second welcome note.
-        QVERIFY(launch());
-        QCOMPARE(m_script.onboardingShown, 1);
-        QCOMPARE(m_script.folderPanels, 1);
-        QCoreApplication::processEvents();
-        QCOMPARE(m_app->store()->controllerCount(), 1);
     }
 
     void allHiddenNotesGetTheHiddenToastOnly()

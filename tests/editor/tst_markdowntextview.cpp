@@ -53,25 +53,17 @@ QString drawn(const MarkdownTextView &view)
     return text.insert(cursor.selectionEnd(), u']').insert(cursor.selectionStart(), u'[');
 }
 
-// The middle of the glyph of the character at position, in viewport coordinates.
-QPoint pointOf(const MarkdownTextView &view, int position)
+// A point on the glyph of the character at position, in viewport coordinates: its middle, or just inside its left
+// edge.
+QPoint pointOf(const MarkdownTextView &view, int position, bool leftEdge = false)
 {
     const QTextBlock block = view.document()->findBlock(position);
     const QTextLayout *layout = block.layout();
     const int inBlock = position - block.position();
     const QTextLine line = layout->lineForTextPosition(inBlock);
-    const qreal x = (line.cursorToX(inBlock) + line.cursorToX(inBlock + 1)) / 2;
+    const qreal left = line.cursorToX(inBlock);
+    const qreal x = leftEdge ? left + 1 : (left + line.cursorToX(inBlock + 1)) / 2;
     const QPointF point = layout->position() + QPointF(x, line.y() + line.height() / 2);
-    return (point - QPointF(view.horizontalScrollBar()->value(), view.verticalScrollBar()->value())).toPoint();
-}
-
-// Just inside the left edge of the glyph of the character at position, in viewport coordinates.
-QPoint leftEdgeOf(const MarkdownTextView &view, int position)
-{
-    const QTextBlock block = view.document()->findBlock(position);
-    const QTextLine line = block.layout()->lineForTextPosition(position - block.position());
-    const qreal x = line.cursorToX(position - block.position()) + 1;
-    const QPointF point = block.layout()->position() + QPointF(x, line.y() + line.height() / 2);
     return (point - QPointF(view.horizontalScrollBar()->value(), view.verticalScrollBar()->value())).toPoint();
 }
 
@@ -232,14 +224,14 @@ private Q_SLOTS:
         QTRY_VERIFY(markersShown(*m_view, 0));
         const QString text = m_view->markdown();
         QWidget *viewport = m_view->viewport();
-        const QPoint press = leftEdgeOf(*m_view, int(text.lastIndexOf(pressOn)));
+        const QPoint press = pointOf(*m_view, int(text.lastIndexOf(pressOn)), true);
         if (releaseOn.isEmpty()) {
             QTest::mousePress(viewport, Qt::LeftButton, {}, press);
             QTest::mouseRelease(viewport, Qt::LeftButton, {}, press);
             QTest::mouseDClick(viewport, Qt::LeftButton, {}, press);
             QTest::mouseRelease(viewport, Qt::LeftButton, {}, press);
         } else {
-            const QPoint release = leftEdgeOf(*m_view, int(text.lastIndexOf(releaseOn)));
+            const QPoint release = pointOf(*m_view, int(text.lastIndexOf(releaseOn)), true);
             QTest::mousePress(viewport, Qt::LeftButton, {}, press);
             QTest::mouseMove(viewport, release);
             QTest::mouseRelease(viewport, Qt::LeftButton, {}, release);
@@ -319,8 +311,14 @@ private Q_SLOTS:
         QCOMPARE(drawn(*m_view), QStringLiteral("![a1(2)](attachments/a[1]%282%29.png)\n![dog](attachments/dog.jpg)|"));
     }
 
-    void richTextArrivesAsPlainText()
+    // The clipboard carries plain text both ways: what is copied is the Markdown, what is pasted loses its formats.
+    void clipboardHoldsPlainTextOnly()
     {
+        load(*m_view, QStringLiteral("[# Head\n**b**]"));
+        std::unique_ptr<QMimeData> copied(m_view->createMimeDataFromSelection());
+        QCOMPARE(copied->formats(), QStringList {QStringLiteral("text/plain")});
+        QCOMPARE(copied->text(), QStringLiteral("# Head\n**b**"));
+
         load(*m_view, QStringLiteral("x|"));
         QMimeData mime;
         mime.setHtml(QStringLiteral("<b style='font-size:40pt'>bold</b> <i>words</i>"));
@@ -331,14 +329,6 @@ private Q_SLOTS:
         inserted.setPosition(3);
         QVERIFY(!inserted.charFormat().font().bold());
         QVERIFY(inserted.charFormat().fontPointSize() < 40);
-    }
-
-    void copyCarriesPlainTextOnly()
-    {
-        load(*m_view, QStringLiteral("[# Head\n**b**]"));
-        std::unique_ptr<QMimeData> copied(m_view->createMimeDataFromSelection());
-        QCOMPARE(copied->formats(), QStringList {QStringLiteral("text/plain")});
-        QCOMPARE(copied->text(), QStringLiteral("# Head\n**b**"));
     }
 
     void textEditedOnlyForRealEdits()

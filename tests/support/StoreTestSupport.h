@@ -14,9 +14,7 @@
 #include <QFileInfo>
 #include <QSaveFile>
 #include <QTemporaryDir>
-
 #include <QTest>
-#include <functional>
 
 #include <functional>
 #include <memory>

@@ -104,17 +104,6 @@ private Q_SLOTS:
         QCOMPARE(QRectF(m.x, m.y, m.width, m.height), QRectF(50, 300 + 20 - 200, 300, 200)); // top stays the strip's
     }
 
-    void pinButtonFloatsTheNote()
-    {
-        NoteWindowController *c = open(u"a.md"_qs, u"x1"_qs);
-        QWidget *pin = c->titleBar()->childAt(c->titleBar()->width() - 32, 10);
-        QVERIFY(pin);
-        QTest::mouseClick(pin, Qt::LeftButton);
-        QVERIFY(c->note().meta.floatOnTop);
-        QVERIFY(c->window()->windowFlags().testFlag(Qt::WindowStaysOnTopHint));
-        QVERIFY(m_workspace->propertyLine(u"a.md"_qs).endsWith(u" float\""_qs));
-    }
-
     // Clicks on the roll button that come while the window is still animating: each starts from the frame the file
     // gives, so the note ends rolled up with its height and top edge as they were.
     void quickRollTogglesKeepTheFrame()
@@ -131,8 +120,8 @@ private Q_SLOTS:
             line.startsWith(u"tackpad: \"x200 y300 w300 h240 "_qs) && line.endsWith(u" rolled\""_qs), qPrintable(line));
     }
 
-    // Tool tips of the title bar show over a note that is not the active window, too.
-    void titleBarToolTipsShowOnEveryNote()
+    // Tool tips of the title bar show over a note that is not the active window, too; the pin floats the note.
+    void pinButtonShowsItsTipAndFloatsTheNote()
     {
         NoteWindowController *a = open(u"a.md"_qs, u"x100 y300 w300 h200"_qs);
         NoteWindowController *b = open(u"b.md"_qs, u"x500 y300 w300 h200"_qs);
@@ -143,6 +132,10 @@ private Q_SLOTS:
         QTest::mouseMove(pin, pin->rect().center());
         QTRY_VERIFY(QToolTip::isVisible());
         QCOMPARE(QToolTip::text(), u"Float on Top"_qs);
+        QTest::mouseClick(pin, Qt::LeftButton);
+        QVERIFY(a->note().meta.floatOnTop);
+        QVERIFY(a->window()->windowFlags().testFlag(Qt::WindowStaysOnTopHint));
+        QVERIFY(m_workspace->propertyLine(u"a.md"_qs).endsWith(u" float\""_qs));
     }
 
     void toastFitsItsMessage_data()
