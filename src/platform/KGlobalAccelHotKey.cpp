@@ -53,8 +53,9 @@ enum SetShortcutFlag : uint {
     IsDefault = 8,
 };
 
-// A daemon that hangs should not leave the setting undecided for long; a working one answers at once.
-constexpr int callTimeoutMs = 5000;
+// The bus's own default. A working daemon answers at once, but one busy at login (or on a loaded machine) can take
+// seconds, and a late answer is still an answer; the calls are asynchronous, so nothing waits meanwhile.
+constexpr int callTimeoutMs = 25000;
 
 // The calls that take key sequences rather than single key codes: the only ones left in Plasma 6's daemon once
 // it is built without the deprecated interface.
