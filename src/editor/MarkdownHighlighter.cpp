@@ -429,7 +429,7 @@ void MarkdownHighlighter::apply(
         : 0;
     auto *data = dynamic_cast<StyledBlockData *>(block.userData());
     if (data && data->themeGeneration == m_generation && data->runs == style.runs && data->block == style.block
-        && data->listIndent == indent) {
+        && data->listIndent == indent && windowFits(block, data->window)) {
         data->links = style.links;
         data->checkboxes = style.checkboxes;
         return;
@@ -441,19 +441,10 @@ void MarkdownHighlighter::apply(
     if (dirty)
         dirty->prepare(block);
 
-    // Plain text needs no format of its own: it takes the document's default font (the body font) and the text
-    // colour of the palette it is drawn with. Each format range costs Qt a format merge per layout, and most
-    // paragraphs are all plain.
-    QList<QTextLayout::FormatRange> ranges;
-    ranges.reserve(style.runs.size());
-    for (const StyleRun &run : style.runs) {
-        if (!(run.style == CharStyle {}))
-            ranges.append(QTextLayout::FormatRange {int(run.start), int(run.length), m_formats->charFormat(run.style)});
-    }
-    block.layout()->setFormats(ranges);
+    data->runs = style.runs;
+    setCharFormats(block, data);
     BlockFormatWriter::apply(block, m_formats->blockFormat(style.block, indent));
 
-    data->runs = style.runs;
     data->block = style.block;
     data->listIndent = indent;
     data->links = style.links;
@@ -461,6 +452,58 @@ void MarkdownHighlighter::apply(
     data->themeGeneration = m_generation;
     if (dirty)
         dirty->add(block);
+}
+
+void MarkdownHighlighter::setCharFormats(const QTextBlock &block, StyledBlockData *data) const
+{
+    // Plain text needs no format of its own: it takes the document's default font (the body font) and the text
+    // colour of the palette it is drawn with. Each format range costs Qt a format merge per layout, and most
+    // paragraphs are all plain.
+    data->window = windowFor(block);
+    QList<QTextLayout::FormatRange> ranges;
+    ranges.reserve(data->runs.size());
+    for (const StyleRun &run : std::as_const(data->runs)) {
+        if (!(run.style == CharStyle {}) && data->window.intersects(int(run.start), int(run.length)))
+            ranges.append(QTextLayout::FormatRange {int(run.start), int(run.length), m_formats->charFormat(run.style)});
+    }
+    block.layout()->setFormats(ranges);
+}
+
+bool MarkdownHighlighter::setVisibleRange(int from, int to)
+{
+    m_visible = {from, to};
+    if (!m_document || m_suspended)
+        return false;
+    ensureLaidOut();
+    bool moved = false;
+    DirtyRange dirty(m_document);
+    for (QTextBlock block = m_document->findBlock(from); block.isValid() && block.position() <= to;
+         block = block.next()) {
+        auto *data = dynamic_cast<StyledBlockData *>(block.userData());
+        if (!data || windowFits(block, data->window))
+            continue;
+        dirty.prepare(block);
+        setCharFormats(block, data);
+        dirty.add(block);
+        moved = true;
+    }
+    return moved;
+}
+
+FormatWindow MarkdownHighlighter::windowFor(const QTextBlock &block) const
+{
+    if (!m_visible)
+        return FormatWindow::whole();
+    const int start = block.position();
+    return FormatWindow::around(block.length() - 1, m_visible->first - start, m_visible->second - start);
+}
+
+bool MarkdownHighlighter::windowFits(const QTextBlock &block, const FormatWindow &window) const
+{
+    if (!m_visible)
+        return window == FormatWindow::whole();
+    const int start = block.position();
+    return window.covers(block.length() - 1, m_visible->first - start, m_visible->second - start);
 }
 
 void MarkdownHighlighter::restyleWholeDocument()

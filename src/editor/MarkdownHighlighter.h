@@ -1,5 +1,6 @@
 #pragma once
 
+#include "editor/FormatWindow.h"
 #include "editor/MarkdownFormatCache.h"
 #include "editor/MarkdownStyler.h"
 #include "editor/Theme.h"
@@ -12,8 +13,10 @@
 
 #include <functional>
 #include <optional>
+#include <utility>
 
 class QTextDocument;
+class StyledBlockData;
 
 // Lays the results of MarkdownStyler over a QTextDocument: character formats as the paragraphs' additional formats
 // (never as document formats, so styling is no edit and leaves undo alone), paragraph formats without undo entries,
@@ -72,6 +75,11 @@ public:
     // Finishes a left-over restyle now.
     void finishPendingRestyle();
 
+    // The editor shows the document's characters from..to. A very long paragraph gets character formats only
+    // around what is shown (see FormatWindow); until this is first called every paragraph is styled whole. Returns
+    // whether a paragraph's formats moved (its layout, and so the height of text above what is shown, may change).
+    bool setVisibleRange(int from, int to);
+
     // While suspended, edits are not restyled; resuming restyles everything (used around replacing all text).
     void setSuspended(bool suspended);
 
@@ -98,6 +106,9 @@ private:
     void runFenceFixups(DirtyRange *dirty);
     void apply(
         const QTextBlock &block, const QString &text, const MarkdownStyler::ParagraphStyle &style, DirtyRange *dirty);
+    void setCharFormats(const QTextBlock &block, StyledBlockData *data) const;
+    FormatWindow windowFor(const QTextBlock &block) const;
+    bool windowFits(const QTextBlock &block, const FormatWindow &window) const;
     void schedulePending(const QTextBlock &from);
     void restyleWholeDocument();
 
@@ -112,6 +123,7 @@ private:
     quint64 m_generation = 1;
     QTextCursor m_active; // at the start of the active paragraph; moves with edits, unlike a stored QTextBlock
     std::function<int()> m_caretProvider;
+    std::optional<std::pair<int, int>> m_visible; // document positions the editor shows
     // The paragraphs where left-over restyles continue. Before the first of them every paragraph's stored
     // code-block state is right; from each of them on, the stored states agree with one another.
     QList<QTextCursor> m_frontiers;

@@ -2,6 +2,7 @@
 
 #include "editor/MarkdownHighlighter.h"
 #include "editor/OverlayScrollBar.h"
+#include "editor/VisibleRangeReporter.h"
 
 #include <QAbstractTextDocumentLayout>
 #include <QApplication>
@@ -88,6 +89,7 @@ MarkdownTextView::MarkdownTextView(QWidget *parent)
 
     m_highlighter = new MarkdownHighlighter(document(), this);
     m_highlighter->setCaretProvider([this] { return activeCaret(); });
+    m_visibleRange = new VisibleRangeReporter(this, m_highlighter);
     m_settle.setSingleShot(true);
     connect(&m_settle, &QTimer::timeout, this, &MarkdownTextView::syncActiveParagraph);
 
@@ -187,6 +189,7 @@ void MarkdownTextView::setMarkdown(const QString &text, bool preservingSelection
     }
     if (preservingSelection)
         verticalScrollBar()->setValue(scroll);
+    m_visibleRange->report();
 }
 
 QString MarkdownTextView::markdown() const
@@ -534,6 +537,7 @@ void MarkdownTextView::resizeEvent(QResizeEvent *event)
     QTextEdit::resizeEvent(event);
     // A new width starts a lazy full layout; finish it before anything restyles (see MarkdownHighlighter).
     ensureLaidOut();
+    m_visibleRange->report();
 }
 
 bool MarkdownTextView::canInsertFromMimeData(const QMimeData *source) const

@@ -12,6 +12,7 @@
 #include <optional>
 
 class MarkdownHighlighter;
+class VisibleRangeReporter;
 class QTextBlock;
 
 // The note editor: plain Markdown text, styled live by a MarkdownHighlighter, with the editing commands of a notes
@@ -93,6 +94,7 @@ private:
     void ensureLaidOut();
 
     MarkdownHighlighter *m_highlighter = nullptr;
+    VisibleRangeReporter *m_visibleRange = nullptr;
     Theme m_theme;
     bool m_settingText = false;
     bool m_textChanged = false;

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "editor/FormatWindow.h"
 #include "editor/MarkdownStyler.h"
 
 #include <QTextBlockUserData>
@@ -15,4 +16,5 @@ public:
     QList<MarkdownStyler::LinkSpan> links; // ranges relative to the paragraph's start
     QList<MarkdownStyler::CheckboxSpan> checkboxes;
     quint64 themeGeneration = 0;
+    FormatWindow window; // the stretch the runs' formats were laid over
 };

@@ -2,6 +2,7 @@
 #include "editor/MarkdownHighlighter.h"
 #include "editor/MarkdownTextView.h"
 #include "editor/OverlayScrollBar.h"
+#include "editor/StyledBlockData.h"
 #include "support/TextFiles.h"
 
 #include <QAbstractTextDocumentLayout>
@@ -71,6 +72,28 @@ QPoint pointOf(const MarkdownTextView &view, int position, bool leftEdge = false
 bool markersShown(const MarkdownTextView &view, int blockNumber)
 {
     return view.highlighter()->activeBlock() == view.document()->findBlockByNumber(blockNumber);
+}
+
+// The first shown character that should be styled and is not, or -1.
+int firstUnstyledShown(const MarkdownTextView &view)
+{
+    const QRect viewport = view.viewport()->rect();
+    const int from = view.cursorForPosition(viewport.topLeft()).position();
+    const int to = view.cursorForPosition(viewport.bottomRight()).position();
+    for (QTextBlock block = view.document()->findBlock(from); block.isValid() && block.position() <= to;
+         block = block.next()) {
+        const QList<QTextLayout::FormatRange> formats = block.layout()->formats();
+        const auto *data = static_cast<const StyledBlockData *>(block.userData());
+        for (const MarkdownStyler::StyleRun &run : data->runs) {
+            const int start = block.position() + int(run.start);
+            if (start + run.length < from || start > to || run.style == MarkdownStyler::CharStyle {})
+                continue;
+            if (std::none_of(
+                    formats.begin(), formats.end(), [&](const auto &range) { return range.start == run.start; }))
+                return start;
+        }
+    }
+    return -1;
 }
 
 } // namespace
@@ -413,6 +436,45 @@ private Q_SLOTS:
         bar->setValue(bar->maximum());
         QCOMPARE(m_view->verticalScrollBar()->value(), m_view->verticalScrollBar()->maximum());
         QVERIFY(m_view->verticalScrollBar()->maximum() > 0);
+    }
+
+    void veryLongParagraphIsStyledWhereverItIsShown()
+    {
+        // A paragraph this long gets its formats only around what is shown. Scrolling through it, every shown
+        // character must be styled, and when the styled stretch moves, the text at the top stays there.
+        QString text;
+        for (int i = 0; text.size() < 3 * FormatWindow::longParagraph; ++i)
+            text += QStringLiteral("**strong%1** a_b `c` [link](https://example.com/%1) ~~x~~ ").arg(i % 7);
+        m_view->setMarkdown(text);
+        QScrollBar *scroll = m_view->verticalScrollBar();
+        const QTextBlock block = m_view->document()->firstBlock();
+        const int step = scroll->pageStep() / 3;
+        int moves = 0;
+        while (scroll->value() < scroll->maximum()) {
+            const QTextCursor nextTop = m_view->cursorForPosition(QPoint(0, step));
+            const int nextTopY = m_view->cursorRect(nextTop).top() - step;
+            const QList<QTextLayout::FormatRange> before = block.layout()->formats();
+            scroll->setValue(scroll->value() + step);
+            moves += before != block.layout()->formats();
+            if (scroll->value() < scroll->maximum())
+                QCOMPARE(m_view->cursorRect(nextTop).top(), nextTopY);
+            QCOMPARE(firstUnstyledShown(*m_view), -1);
+        }
+        QVERIFY(moves > 1);
+        const auto *data = static_cast<const StyledBlockData *>(block.userData());
+        QVERIFY(block.layout()->formats().size() < data->runs.size() / 2);
+
+        // Lines added above move other text into view without a scroll; cutting away the end while it is shown
+        // makes the view scroll in the middle of the edit.
+        QTextCursor(m_view->document()).insertText(QStringLiteral("line\n").repeated(300));
+        QTRY_COMPARE(firstUnstyledShown(*m_view), -1);
+        QTextCursor cut(m_view->document());
+        cut.setPosition(int(text.size()) / 3);
+        cut.movePosition(QTextCursor::End, QTextCursor::KeepAnchor);
+        cut.removeSelectedText();
+        QTRY_COMPARE(firstUnstyledShown(*m_view), -1);
+        m_view->document()->undo();
+        QTRY_COMPARE(firstUnstyledShown(*m_view), -1);
     }
 
     void themeAppliesFontAndColours()
